@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace orv {
+
+using HeaderArray = std::vector<std::string>;
+using DataArray = std::vector<std::vector<std::string>>;
+
+// What every mapper throws when an entity's values do not match its header.
+inline constexpr int OBJECT_CREATION_ERROR = 325;
+
+// Base of every object built from an entity of the definition file.
+class EntityToObjectMapper {
+ public:
+  EntityToObjectMapper() = default;
+  virtual ~EntityToObjectMapper() = default;
+  EntityToObjectMapper(const EntityToObjectMapper&) = delete;
+  EntityToObjectMapper& operator=(const EntityToObjectMapper&) = delete;
+
+  // Copies the entity's values into the object's fields. `refHeaderArray` holds the field names in
+  // column order, `refDataArray` the rows, one value per column. Throws OrvObjectCreationException
+  // (code 325) when the number of names and values differ, before any field is set.
+  virtual void inititializeObject(const HeaderArray& refHeaderArray,
+                                  const DataArray& refDataArray) = 0;
+};
+
+}  // namespace orv

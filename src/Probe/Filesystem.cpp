@@ -1,0 +1,3 @@
+#include "Probe/Filesystem.h"
+
+namespace orv {}

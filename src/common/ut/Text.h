@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdarg>
+#include <string>
+#include <string_view>
+
+// Small text utilities that every subsystem uses.
+namespace orv {
+
+// printf into a string of whatever length the result has.
+[[nodiscard, gnu::format(printf, 1, 0)]] std::string formatText(const char* format, va_list args);
+[[nodiscard, gnu::format(printf, 1, 2)]] std::string formatText(const char* format, ...);
+
+// `text` with every control character (below 32, and 127) shown as \xNN, so that a name from the
+// filesystem can neither break nor forge a line.
+[[nodiscard]] std::string withoutControlCharacters(std::string_view text);
+
+// `text` without the characters of `set` at both ends; the result points into `text`.
+[[nodiscard]] std::string_view trimmed(std::string_view text, std::string_view set) noexcept;
+
+// The system's text for an errno value; thread-safe. The one place that maps errno to text.
+[[nodiscard]] std::string errnoText(int error);
+
+// ASCII case folding, independent of the locale.
+[[nodiscard]] bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept;
+
+}  // namespace orv
