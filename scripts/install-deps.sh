@@ -1,0 +1,55 @@
+#!/bin/bash
+# Installs the Debian packages that the given purposes need and that are missing:
+#   scripts/install-deps.sh [build] [test] [lint]        all three without an argument
+# Runs without questions. Needs root or sudo only when something is missing.
+set -euo pipefail
+
+declare -A packages=(
+  # Compiler, build tools, libraries; gencat is in libc-dev-bin, ps (which the locks ask) in procps.
+  [build]="g++ cmake ninja-build pkg-config libc-dev-bin procps libpcre3-dev libfmt-dev
+           libcli11-dev nlohmann-json3-dev libabsl-dev libgtest-dev libbenchmark-dev"
+  # Filesystems that the tests make and mount.
+  [test]="libfuse3-dev fuse3 mount e2fsprogs dosfstools xfsprogs btrfs-progs"
+  [lint]="clang-format clang-tidy"
+)
+
+fail() {
+  echo "install-deps: $*" >&2
+  exit 1
+}
+
+is_installed() {
+  [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+[[ $# -gt 0 ]] || set -- build test lint
+
+wanted=()
+for purpose in "$@"; do
+  [[ -v packages[$purpose] ]] || fail "unknown purpose '$purpose' (build, test or lint)"
+  # Words of the list are package names.
+  # shellcheck disable=SC2206
+  wanted+=(${packages[$purpose]})
+done
+
+command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
+  fail "this system has no Debian package manager; install by hand what Debian calls: ${wanted[*]}"
+
+missing=()
+for package in "${wanted[@]}"; do
+  is_installed "$package" || missing+=("$package")
+done
+[[ ${#missing[@]} -gt 0 ]] || exit 0
+
+as_root=()
+if [[ $(id -u) -ne 0 ]]; then
+  command -v sudo >/dev/null ||
+    fail "installing needs root and there is no sudo; as root run: apt-get install ${missing[*]}"
+  as_root=(sudo)
+fi
+
+echo "Installing: ${missing[*]}"
+apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y)
+"${apt[@]}" update || fail "apt-get update failed; check the package sources of this system"
+"${apt[@]}" install --no-install-recommends "${missing[@]}" ||
+  fail "apt-get could not install: ${missing[*]}"

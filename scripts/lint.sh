@@ -1,0 +1,21 @@
+#!/bin/bash
+# Checks format, lint, scripts and generated documents. Changes nothing.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-deps.sh build lint
+
+find scripts bench .ci -type f \( -name '*.sh' -o -path .ci/run \) -print0 | xargs -0 -n1 bash -n
+scripts/messages-doc.sh --check
+
+sources() {
+  find src orvctl tests bench -type f "$@" -print0
+}
+sources \( -name '*.cpp' -o -name '*.h' \) | xargs -0 clang-format --dry-run -Werror
+
+cmake --preset debug >/dev/null
+# Of what is compiled: a source that no target lists has no compile command.
+sources -name '*.cpp' |
+  xargs -0 -P"$(nproc)" -n4 clang-tidy --quiet -p build/debug --extra-arg=-Wno-unknown-warning-option
+
+echo "lint: no findings"
