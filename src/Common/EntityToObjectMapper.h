@@ -24,6 +24,20 @@ class EntityToObjectMapper {
   // (code 325) when the number of names and values differ, before any field is set.
   virtual void inititializeObject(const HeaderArray& refHeaderArray,
                                   const DataArray& refDataArray) = 0;
+
+ protected:
+  // What most mappers trace when names and values differ in number.
+  static constexpr const char* SIZES_DIFFER =
+      "ERROR: refHeaderArray.size() != refDataArray.size(). "
+      "OrvObjectCreationException will be thrown.";
+
+  // The entity's first row; an entity without rows counts as one row without values.
+  [[nodiscard]] static const std::vector<std::string>& firstRow(const DataArray& rows) noexcept;
+
+  // Throws OrvObjectCreationException after tracing `errorText` unless the row has one value per
+  // name.
+  static void checkSizes(const HeaderArray& header, const std::vector<std::string>& row,
+                         const char* errorText = SIZES_DIFFER);
 };
 
 }  // namespace orv

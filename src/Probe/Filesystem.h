@@ -18,6 +18,8 @@ class NasFiler;
 // Owned by the AgentScan, used on the job's thread.
 class Filesystem final : public EntityToObjectMapper {
  public:
+  static constexpr const char* ENTITY_NAME = "Filesystem";
+
   // Type names by row. A numeric type code is the row less one: -1 UNKNOWN, 0 FAT, 1 FAT32 ...
   // "ZENFS" stands in two rows on purpose.
   static const std::array<std::string_view, 27> TYPES;
@@ -37,8 +39,9 @@ class Filesystem final : public EntityToObjectMapper {
   // Whether the type is one of the two FAT types.
   [[nodiscard]] static bool isFAT(std::int16_t type) noexcept;
 
-  // Fields by header name, in any column order; unknown names are skipped.
-  void inititializeObject(const HeaderArray& refHeaderArray, const DataArray& refDataArray) override;
+  // Fields of the first row by header name, in any column order; unknown names are skipped.
+  void inititializeObject(const HeaderArray& refHeaderArray,
+                          const DataArray& refDataArray) override;
 
   static void printHeader(GenericPrint& print);
   // The whole entity: begin line, data line, end line.

@@ -8,19 +8,32 @@
 
 namespace orv {
 
+class GenericPrint;
+
 // The network domain of a filer. Owned by its NasFiler.
 class Domain final : public EntityToObjectMapper {
  public:
-  void inititializeObject(const HeaderArray& refHeaderArray, const DataArray& refDataArray) override;
+  static constexpr const char* ENTITY_NAME = "Domain";
+
+  // Fields of the first row by header name, in any column order; unknown names are skipped.
+  void inititializeObject(const HeaderArray& refHeaderArray,
+                          const DataArray& refDataArray) override;
+
+  static void printHeader(GenericPrint& print);
 
   std::int32_t dmID = 0;
   std::string dmName;
 };
 
-// A network filer that exports a filesystem. Owned by its Filesystem.
+// A network filer that exports a filesystem. Owned by its Filesystem; like that, used on the job's
+// thread. It is read from the definition only: results name no filers.
 class NasFiler final : public EntityToObjectMapper {
  public:
-  void inititializeObject(const HeaderArray& refHeaderArray, const DataArray& refDataArray) override;
+  static constexpr const char* ENTITY_NAME = "NasFiler";
+
+  // Fields of the first row by header name, in any column order; unknown names are skipped.
+  void inititializeObject(const HeaderArray& refHeaderArray,
+                          const DataArray& refDataArray) override;
 
   std::int32_t nasID = 0;
   std::int32_t nasComputerID = 0;
