@@ -52,7 +52,9 @@ GenericPrint::GenericPrint(const std::string& path, int format)
   }
   const std::string directory = parentDirectory(path);
   if (!directory.empty() && !makePath(directory)) {
+    const int error = errno;
     TRACE(TR_ERROR, "Unable to create path: %s\n", directory.c_str());
+    TRACE(TR_ERROR, "create directory %s: %s", directory.c_str(), errnoText(error).c_str());
     return;
   }
   m_stream.reset(std::fopen(m_partPath.c_str(), "wbe"));
@@ -81,8 +83,11 @@ void GenericPrint::printEnd(const std::string& name) {
 
 void GenericPrint::printHeaderLine(const std::vector<std::string>& names) {
   std::string line;
-  for (const std::string& name : names)
-    line += (line.empty() ? "" : ",") + name;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (i > 0)
+      line += ',';
+    line += names[i];
+  }
   writeLine(std::move(line));
 }
 
@@ -102,19 +107,21 @@ void GenericPrint::writeLine(std::string&& line) {
   line += '\n';
   if (std::fwrite(line.data(), 1, line.size(), m_stream.get()) == line.size())
     return;
-  if (m_lostError == 0)
-    m_lostError = errno;
-  TRACE(TR_ERROR, "ERROR: writing data to file failed");
+  noteLostWrite(errno);
   std::clearerr(m_stream.get());
 }
 
 void GenericPrint::finish() {
-  const bool flushed = std::fflush(m_stream.get()) == 0;
-  if (!flushed && m_lostError == 0)
-    m_lostError = errno;
-  if (!flushed)
-    TRACE(TR_ERROR, "ERROR: writing data to file failed");
-  m_stream.reset();
+  // Network filesystems report a full disk or quota only when the file is closed.
+  if (std::fclose(m_stream.release()) == 0)
+    return;
+  noteLostWrite(errno);
+}
+
+void GenericPrint::noteLostWrite(int error) {
+  if (m_lostError == 0)
+    m_lostError = error;
+  TRACE(TR_ERROR, "ERROR: writing data to file failed");
 }
 
 void GenericPrint::close() {

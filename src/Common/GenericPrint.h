@@ -56,6 +56,7 @@ class GenericPrint final {
 
   void writeLine(std::string&& line);
   void finish();
+  void noteLostWrite(int error);
 
   std::string m_path;
   std::string m_partPath;
