@@ -5,8 +5,6 @@
 
 namespace orv {
 
-class GenericPrint;
-
 // An owner or group of files, resolved once per id and shared by every entry that it owns. Owned by
 // the UberTable; everything else borrows it for the length of the scan.
 struct UserOrGroup final {
@@ -31,10 +29,6 @@ struct UserOrGroup final {
 
   // Domain and name joined; the name alone (with a trace warning) when the domain is empty.
   [[nodiscard]] std::string fullyQualifiedName() const;
-
-  static void printHeader(GenericPrint& print);
-  // The data line.
-  void printData(GenericPrint& print) const;
 };
 
 }  // namespace orv
