@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Scan/UserOrGroup.h"
 
@@ -28,13 +29,18 @@ inline constexpr std::uint32_t FA_STICKY = 0x00100000;
 inline constexpr std::uint32_t FA_SETGID = 0x00200000;
 inline constexpr std::uint32_t FA_SETUID = 0x00400000;
 
-// The per-entry record that every action and accumulator is handed. One per scanner, overwritten for
-// each entry: who wants to keep an entry copies it. Used on the scanning thread only.
+// The per-entry record that every action and accumulator is handed. One per scanner, overwritten
+// for each entry: who wants to keep an entry copies it. Used on the scanning thread only.
 struct FileAttributes {
   FileAttributes() = default;
   FileAttributes(const FileAttributes&) = default;
   FileAttributes& operator=(const FileAttributes&) = default;
   virtual ~FileAttributes() = default;
+
+  // Appends the names and the values of the twelve "fa" fields to the header line and the data line
+  // of a record that is made from an entry. Owner and group are written as names.
+  static void appendNames(std::vector<std::string>& names);
+  void appendValues(std::vector<std::string>& values) const;
 
   std::uint8_t faType = FT_UNKNOWN;
   std::string faName;                    // the whole path as the walk reports it

@@ -11,6 +11,8 @@ class GenericPrint;
 
 // A file type of the whole scan, known by its extension.
 struct FileType final {
+  static constexpr const char* ENTITY = "FileType";
+
   std::int32_t fptID = 0;
   std::string ftpFileExtension;
   std::string ftpDescription;

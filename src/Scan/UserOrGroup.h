@@ -5,9 +5,13 @@
 
 namespace orv {
 
+class GenericPrint;
+
 // An owner or group of files, resolved once per id and shared by every entry that it owns. Owned by
 // the UberTable; everything else borrows it for the length of the scan.
 struct UserOrGroup final {
+  static constexpr const char* ENTITY = "UserOrGroup";
+
   static constexpr std::int16_t USER = 1;
   static constexpr std::int16_t GROUP = 2;
 
@@ -29,6 +33,10 @@ struct UserOrGroup final {
 
   // Domain and name joined; the name alone (with a trace warning) when the domain is empty.
   [[nodiscard]] std::string fullyQualifiedName() const;
+
+  // ugID and ugGroupID are written unsigned, as the system numbers its users and groups.
+  static void printHeader(GenericPrint& print);
+  void printData(GenericPrint& print) const;
 };
 
 }  // namespace orv
