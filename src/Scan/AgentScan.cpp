@@ -1,6 +1,10 @@
 #include "Scan/AgentScan.h"
 
 #include "Common/FieldTable.h"
+#include "Common/GenericPrint.h"
+#include "Probe/NasFiler.h"
+#include "Scan/FileType.h"
+#include "Scan/SMonDir.h"
 #include "common/ut/Trace.h"
 
 namespace orv {
@@ -10,6 +14,42 @@ namespace {
 constexpr Field<AgentScan> ROWS[] = {
     stringField<AgentScan, &AgentScan::asJobName>("asJobName"),
     integerField<AgentScan, &AgentScan::asScanningCompID>("asScanningCompID"),
+};
+// clang-format on
+constexpr std::span<const Field<AgentScan>> FIELDS(ROWS);
+
+void printJobHeader(GenericPrint& print) {
+  print.printHeaderLine(fieldNames(FIELDS));
+}
+
+// The record types of a result, in the order in which its header section names them.
+struct RecordType {
+  const char* name;
+  void (*printHeader)(GenericPrint&);
+};
+
+// clang-format off
+constexpr RecordType RECORD_TYPES[] = {
+    {AgentScan::ENTITY_NAME,     printJobHeader},
+    {CuStatDef::ENTITY_NAME,     CuStatDef::printHeader},
+    {CuStatResults::ENTITY,      CuStatResults::printHeader},
+    {Filesystem::ENTITY_NAME,    Filesystem::printHeader},
+    {FileType::ENTITY,           FileType::printHeader},
+    {FileTypeSummary::ENTITY,    FileTypeSummary::printHeader},
+    {MonDirSpec::ENTITY_NAME,    MonDirSpec::printHeader},
+    {ResultsByFS::ENTITY,        ResultsByFS::printHeader},
+    {SDirectory::ENTITY,         SDirectory::printHeader},
+    {SFile::ENTITY,              SFile::printHeader},
+    {SMonDir::ENTITY,            SMonDir::printHeader},
+    {SSizeDist::ENTITY,          SSizeDist::printHeader},
+    {SSummary::ENTITY,           SSummary::printHeader},
+    {STimeDist::ENTITY,          STimeDist::printHeader},
+    {"SUGHist",                  SUGHist::printHeader},
+    {SUserOrGroup::ENTITY,       SUserOrGroup::printHeader},
+    {FileScoreRule::ENTITY_NAME, FileScoreRule::printHeader},
+    {SFileCandidate::ENTITY,     SFileCandidate::printHeader},
+    {UserOrGroup::ENTITY,        UserOrGroup::printHeader},
+    {Domain::ENTITY_NAME,        Domain::printHeader},
 };
 // clang-format on
 
@@ -23,6 +63,51 @@ void AgentScan::inititializeObject(const HeaderArray& refHeaderArray,
   for (std::size_t column = 0; column < std::size(ROWS) && column < row.size(); ++column)
     if (refHeaderArray[column] == ROWS[column].name)
       ROWS[column].read(*this, row[column]);
+}
+
+void AgentScan::printHeader(GenericPrint& print) {
+  TRACE_METHOD("printHeader(...)");
+  print.printBegin("Header");
+  for (const RecordType& type : RECORD_TYPES) {
+    print.printBegin(type.name);
+    type.printHeader(print);
+  }
+  print.printEnd("Header");
+}
+
+void AgentScan::printJob(GenericPrint& print) const {
+  print.printDataLine(fieldValues(FIELDS, *this));
+}
+
+void AgentScan::printData(GenericPrint& print) const {
+  TRACE_METHOD("printData(...)");
+  printJob(print);
+  printFilesystems(print);
+  printMonDirSpecs(print);
+  printCuStatDefs(print);
+}
+
+void AgentScan::printFilesystems(GenericPrint& print) const {
+  if (!m_pFilesystem || m_pFilesystem->empty()) {
+    TRACE(TR_MAX, "WARNING: Local Filesystem reference is NULL. Nothing to print.");
+    return;
+  }
+  for (const std::unique_ptr<Filesystem>& filesystem : *m_pFilesystem)
+    filesystem->printData(print);
+}
+
+void AgentScan::printMonDirSpecs(GenericPrint& print) const {
+  if (m_pDirectories.empty())
+    TRACE(TR_MAX, "WARNING: Local MonDirSpec directory reference is NULL. Nothing to print.");
+  for (const std::unique_ptr<MonDirSpec>& directory : m_pDirectories)
+    directory->printData(print);
+}
+
+void AgentScan::printCuStatDefs(GenericPrint& print) const {
+  if (m_pStatistics.empty())
+    TRACE(TR_MAX, "WARNING: Local CuStatDef statistics reference is NULL. Nothing to print.");
+  for (const std::unique_ptr<CuStatDef>& profile : m_pStatistics)
+    profile->printData(print);
 }
 
 void AgentScan::setFilesystems(std::unique_ptr<FilesystemList> filesystems) {

@@ -25,6 +25,17 @@ class AgentScan final : public EntityToObjectMapper {
   void inititializeObject(const HeaderArray& refHeaderArray,
                           const DataArray& refDataArray) override;
 
+  // The result's header section: the field names of every record type that a result may hold.
+  static void printHeader(GenericPrint& print);
+  // The job's own data line.
+  void printJob(GenericPrint& print) const;
+  // The whole job: its data line, then what the three operations below print.
+  void printData(GenericPrint& print) const;
+  // One entity per element; nothing but a trace line when there is none.
+  void printFilesystems(GenericPrint& print) const;
+  void printMonDirSpecs(GenericPrint& print) const;
+  void printCuStatDefs(GenericPrint& print) const;
+
   // Null when the job has no list of filesystems. The list may be changed, it stays the job's.
   [[nodiscard]] FilesystemList* getFilesystems() const noexcept { return m_pFilesystem.get(); }
   // Replaces the list; null leaves the job without one.

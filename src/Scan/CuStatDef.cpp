@@ -2,6 +2,7 @@
 
 #include "Common/FieldTable.h"
 #include "Common/GenericPrint.h"
+#include "Scan/ScanUtil.h"
 #include "common/ut/Trace.h"
 
 namespace orv {
@@ -141,6 +142,24 @@ void CuStatDef::printHeader(GenericPrint& print) {
   print.printHeaderLine(fieldNames(fields()));
 }
 
+void CuStatDef::printData(GenericPrint& print, std::span<ResultsByFS* const> results) const {
+  TRACE_METHOD("printData(...)");
+  print.printBegin(ENTITY_NAME);
+  print.printDataLine(fieldValues(fields(), *this));
+  for (const ResultsByFS* result : results)
+    result->printData(print);
+  for (const std::unique_ptr<BackupAction>& action : sdBackupAction)
+    action->printData(print);
+  print.printEnd(ENTITY_NAME);
+}
+
+void CuStatDef::printData(GenericPrint& print) const {
+  std::vector<ResultsByFS*> results;
+  for (const std::unique_ptr<ResultsByFS>& result : sdResults)
+    results.push_back(result.get());
+  printData(print, results);
+}
+
 CuStatDef* CuStatDef::getTail() noexcept {
   CuStatDef* tail = this;
   while (tail->sdNext != nullptr)
@@ -149,8 +168,9 @@ CuStatDef* CuStatDef::getTail() noexcept {
 }
 
 std::string CuStatDef::getSdName() const {
-  TRACE(TR_GENERAL, "getSdName(...) returnValue: %s", sdName.c_str());
-  return sdName;
+  std::string name = getTranslatedName(sdName);
+  TRACE(TR_GENERAL, "getSdName(...) returnValue: %s", name.c_str());
+  return name;
 }
 
 void CuStatDef::parseForProfile() {

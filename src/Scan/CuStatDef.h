@@ -10,6 +10,7 @@
 #include "Scan/AnalysisSource.h"
 #include "Scan/BackupAction.h"
 #include "Scan/FileScoreRule.h"
+#include "Scan/ResultsByFS.h"
 
 namespace orv {
 
@@ -36,6 +37,10 @@ class CuStatDef final : public EntityToObjectMapper, public AnalysisSource {
   void addListedFilesystems(const HeaderArray& refHeaderArray, const DataArray& refDataArray);
 
   static void printHeader(GenericPrint& print);
+  // The whole entity: begin line, data line, the given results, the backup actions, end line.
+  void printData(GenericPrint& print, std::span<ResultsByFS* const> results) const;
+  // The same with every result of the profile.
+  void printData(GenericPrint& print) const;
 
   // The clause that restricts the profile to some entries; empty admits all. The definition gives
   // it as tokens parted by commas and blanks, of which the first characters make the clause.
@@ -46,6 +51,7 @@ class CuStatDef final : public EntityToObjectMapper, public AnalysisSource {
   [[nodiscard]] CuStatDef* getHead() noexcept { return this; }
   [[nodiscard]] CuStatDef* getTail() noexcept;
 
+  // `sdName`, translated when it is one of the names that the system itself gives.
   [[nodiscard]] std::string getSdName() const override;
   // Both do nothing but trace.
   void parseForProfile() override;
@@ -57,7 +63,7 @@ class CuStatDef final : public EntityToObjectMapper, public AnalysisSource {
   std::int32_t sdID = 0;
   std::int32_t sdAlertID = 0;
   std::string sdCreator;
-  std::string sdName;  // as the definition gives it; `getSdName` is what users see
+  std::string sdName;  // as the definition gives it
   std::string sdDescription;
   std::string sdType;
   std::string sdShare;
@@ -97,6 +103,14 @@ class CuStatDef final : public EntityToObjectMapper, public AnalysisSource {
 
   // The fsIDs that a profile of type 4 lists, in file order.
   std::vector<std::int32_t> listedFilesystems;
+
+  // What the scan gathered, in the order in which it was bound.
+  std::vector<std::unique_ptr<ResultsByFS>> sdResults;
+
+  // Score tables and packed results are the server's; the job carries none.
+  std::vector<std::int32_t> sdSizeScores;
+  std::vector<std::int32_t> sdAgeScores;
+  std::string sdPackedResults;
 
   CuStatDef* sdNext = nullptr;  // not owned; null at the chain's end
 
