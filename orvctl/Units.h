@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// Figures as people read them.
+namespace orv::ctl {
+
+// Bytes in powers of 1024 with one decimal: "999 B", "1.5 KiB", "12.0 GiB".
+[[nodiscard]] std::string sizeText(std::int64_t bytes);
+
+// A count with commas between thousands: "1,234,567".
+[[nodiscard]] std::string countText(std::int64_t count);
+
+// Share of a whole in percent with one decimal: "12.5%"; "-" when the whole is 0.
+[[nodiscard]] std::string shareText(double part, double whole);
+
+// Local date and time of milliseconds since 1970, to the minute: "2024-01-31 09:30". A time that no
+// calendar holds is given in seconds.
+[[nodiscard]] std::string timeText(std::int64_t milliseconds);
+
+// An age in its largest fitting unit: "45 seconds", "3.2 hours", "12.0 days", "2.5 years".
+[[nodiscard]] std::string ageText(std::int64_t seconds);
+
+// Elapsed time: "0.4 s", "3 min 20 s", "2 h 5 min".
+[[nodiscard]] std::string elapsedText(double seconds);
+
+}  // namespace orv::ctl
