@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "JobFiles.h"
+#include "LocalJob.h"
 #include "Options.h"
 #include "Output.h"
 #include "Report.h"

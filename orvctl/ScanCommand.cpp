@@ -16,7 +16,7 @@
 #include "AgentDirectory.h"
 #include "CtlError.h"
 #include "DisplayText.h"
-#include "JobFiles.h"
+#include "LocalJob.h"
 #include "Options.h"
 #include "Output.h"
 #include "Progress.h"
@@ -60,15 +60,15 @@ std::string scanRoot(const std::string& path) {
 }
 
 std::vector<std::string> scanArguments(const std::string& program, const AgentDirectory& agent,
-                                       const JobFiles& files) {
+                                       const LocalJob& job) {
   return {program,         "-scan",
           "-installLoc",   agent.path,
           "-serverName",   AgentDirectory::SERVER,
-          "-jobName",      JobFiles::JOB_NAME,
-          "-jobRunNumber", std::to_string(files.runNumber()),
-          "-sidRunNumber", "1",
-          "-logname",      files.log(),
-          "-maxNumRuns",   std::to_string(JobFiles::KEPT_RUNS)};
+          "-jobName",      LocalJob::JOB_NAME,
+          "-jobRunNumber", std::to_string(job.runNumber()),
+          "-sidRunNumber", std::to_string(LocalJob::SID_RUN_NUMBER),
+          "-logname",      job.log(),
+          "-maxNumRuns",   std::to_string(LocalJob::KEPT_RUNS)};
 }
 
 // What a scan's failure code means; the text for any other code says so.
@@ -111,14 +111,14 @@ int runScanCommand(const ScanArguments& arguments) {
   const std::string root = scanRoot(arguments.path);
   const std::string staged = stagedAgentDirectory();
   const AgentDirectory agent = prepareAgentDirectory(arguments.agent, staged);
-  const JobFiles files(agent, {root, std::max(arguments.top, MIN_RANKING)});
+  const LocalJob job(agent, {root, std::max(arguments.top, MIN_RANKING)});
   const ReportOptions options{arguments.top, styleFor(STDOUT_FILENO)};
 
-  JobLog log(files.log());
+  JobLog log(job.log());
   Progress progress(root, log);
-  const ScanEnd end = runScan(scanArguments(staged + "/bin/scan", agent, files),
-                              {"ORV_MNTTAB=" + files.mountTable()}, progress.interval(),
-                              [&progress](double elapsed) { progress.show(elapsed); });
+  const ScanEnd end =
+      runScan(scanArguments(staged + "/bin/scan", agent, job), {"ORV_MNTTAB=" + job.mountTable()},
+              progress.interval(), [&progress](double elapsed) { progress.show(elapsed); });
   progress.end();
   log.poll();
   try {
@@ -127,7 +127,7 @@ int runScanCommand(const ScanArguments& arguments) {
     writeError(renderWarnings(log, options));
     throw;
   }
-  writeOut(renderReport(ResultFile::read(files.result()), log, options));
+  writeOut(renderReport(ResultFile::read(job.result()), log, options));
   return end.exitCode;
 }
 

@@ -16,19 +16,20 @@ struct JobRequest {
 // The files of one job in the agent directory, under a job run number of its own. Made by orvctl
 // for one run of the scan program; the definition and the mount table go with the object, the
 // result and the log stay.
-class JobFiles final {
+class LocalJob final {
  public:
   static constexpr const char* JOB_NAME = "orvctl";
+  static constexpr int SID_RUN_NUMBER = 1;
   // Runs whose files are kept.
   static constexpr int KEPT_RUNS = 100;
 
   // Takes the next free run number and writes the job's definition and mount table. Two orvctl that
   // run at once never get the same number. Throws CtlError when a file cannot be written or the
   // request cannot be expressed in it.
-  JobFiles(const AgentDirectory& agent, const JobRequest& request);
-  ~JobFiles();
-  JobFiles(const JobFiles&) = delete;
-  JobFiles& operator=(const JobFiles&) = delete;
+  LocalJob(const AgentDirectory& agent, const JobRequest& request);
+  ~LocalJob();
+  LocalJob(const LocalJob&) = delete;
+  LocalJob& operator=(const LocalJob&) = delete;
 
   [[nodiscard]] int runNumber() const noexcept { return m_runNumber; }
   [[nodiscard]] const std::string& mountTable() const noexcept { return m_mountTable; }

@@ -1,4 +1,4 @@
-#include "JobFiles.h"
+#include "LocalJob.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "Common/JobFileNames.h"
 #include "CtlError.h"
 #include "common/unx/UniqueFd.h"
 #include "common/ut/Text.h"
@@ -86,13 +87,14 @@ FieldValues profileFields(const JobRequest& request) {
   return fields;
 }
 
+// The names of all files of a run begin with this.
 std::string baseName(int runNumber) {
-  return fmt::format("{}.{:08d}_scan.0001", JobFiles::JOB_NAME, runNumber);
+  return jobFileName(LocalJob::JOB_NAME, runNumber, LocalJob::SID_RUN_NUMBER, "");
 }
 
 // The run number in a file name of orvctl's jobs; 0 for any other file.
 int runNumberOf(const std::string& fileName) {
-  const std::string prefix = std::string(JobFiles::JOB_NAME) + ".";
+  const std::string prefix = std::string(LocalJob::JOB_NAME) + ".";
   if (!fileName.starts_with(prefix))
     return 0;
   const int number = std::atoi(fileName.c_str() + prefix.size());
@@ -116,7 +118,7 @@ void purgeLogs(const AgentDirectory& agent, int runNumber) {
   std::vector<fs::path> old;
   for (const fs::directory_entry& entry : fs::directory_iterator(agent.logDirectory(), ignored)) {
     const int number = runNumberOf(entry.path().filename());
-    if (number > 0 && number <= runNumber - JobFiles::KEPT_RUNS)
+    if (number > 0 && number <= runNumber - LocalJob::KEPT_RUNS)
       old.push_back(entry.path());
   }
   for (const fs::path& log : old)
@@ -145,19 +147,20 @@ bool writeNewFile(const std::string& file, std::string_view text) {
 
 }  // namespace
 
-JobFiles::JobFiles(const AgentDirectory& agent, const JobRequest& request) {
+LocalJob::LocalJob(const AgentDirectory& agent, const JobRequest& request) {
   const std::string definition = definitionText(request);
   const std::string mountTable = mountTableText(request.root);
   // Creating the definition takes the number: of two that try the same one, one goes on to the
   // next.
+  orv::JobFiles names{agent.path, AgentDirectory::SERVER, JOB_NAME, 0, SID_RUN_NUMBER};
   m_runNumber = highestRunNumber(agent);
   do {
-    ++m_runNumber;
-    m_definition = agent.inputDirectory() + "/" + baseName(m_runNumber) + ".dat";
+    names.jobRunNumber = ++m_runNumber;
+    m_definition = names.definitionFile();
   } while (!writeNewFile(m_definition, definition));
 
   m_mountTable = agent.inputDirectory() + "/" + baseName(m_runNumber) + ".mnttab";
-  m_result = agent.outputDirectory() + "/" + baseName(m_runNumber) + ".dat";
+  m_result = names.outputFile();
   m_log = agent.logDirectory() + "/" + baseName(m_runNumber) + ".log";
   ::unlink(m_mountTable.c_str());
   try {
@@ -169,7 +172,7 @@ JobFiles::JobFiles(const AgentDirectory& agent, const JobRequest& request) {
   purgeLogs(agent, m_runNumber);
 }
 
-JobFiles::~JobFiles() {
+LocalJob::~LocalJob() {
   ::unlink(m_definition.c_str());
   ::unlink(m_mountTable.c_str());
 }
@@ -190,7 +193,8 @@ std::string definitionText(const JobRequest& request) {
         fmt::format("cannot scan {}: a path with a line break cannot be written into a "
                     "scan definition",
                     withoutControlCharacters(request.root)));
-  const FieldValues job = {{"asJobName", quotedValue(JobFiles::JOB_NAME)}, {"asScanningCompID", "-1"}};
+  const FieldValues job = {{"asJobName", quotedValue(LocalJob::JOB_NAME)},
+                           {"asScanningCompID", "-1"}};
   const FieldValues filesystem = filesystemFields(request);
   const FieldValues profile = profileFields(request);
   const auto names = &FieldValues::value_type::first;
