@@ -1,0 +1,28 @@
+#include "Scan/SizeDistAccum.h"
+
+#include "Scan/FileAttributes.h"
+#include "Scan/SSizeDist.h"
+#include "Scan/SaturatingSum.h"
+#include "common/ut/Trace.h"
+
+namespace orv {
+
+SizeDistAccum::SizeDistAccum(SSizeDist* record) : Accumulator("SizeDistAccum"), m_record(record) {}
+
+void SizeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (pScanner == nullptr || pInfo == nullptr) {
+    TRACE(TR_MAX,
+          "ERROR: At least one of the parameters <pScanner>, <pInfo> is NULL. Leaving method.");
+    return;
+  }
+  const std::size_t bucket = SizeRanges::bucket(pInfo->faLength);
+  addSaturating(m_record->szdSizes[bucket], pInfo->faLength);
+  ++m_record->szdCounts[bucket];
+}
+
+void SizeDistAccum::finish(CuStatResults*) {
+  TRACE_METHOD("finish(...)");
+}
+
+}  // namespace orv

@@ -1,0 +1,40 @@
+#include "Scan/SummaryAccum.h"
+
+#include "Scan/CuStatResults.h"
+#include "Scan/SaturatingSum.h"
+#include "common/ut/Trace.h"
+
+namespace orv {
+
+SummaryAccum::SummaryAccum(SSummary* record) : Accumulator("SummaryAccum"), m_pSSummary(record) {}
+
+void SummaryAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (pScanner == nullptr || pInfo == nullptr) {
+    TRACE(TR_MAX,
+          "ERROR: At least one of the parameters <pScanner>, <pInfo> is NULL. Leaving method.");
+    return;
+  }
+  if (pInfo->faType == FT_REGULAR || pInfo->faType == FT_SYMLINK)
+    ++m_pSSummary->sumFileCount;
+  else if (pInfo->faType == FT_DIRECTORY)
+    ++m_pSSummary->sumDirectoryCount;
+  addSaturating(m_pSSummary->sumTotalSize, pInfo->faLength);
+}
+
+void SummaryAccum::finish(CuStatResults* results) {
+  TRACE_METHOD("finish(...)");
+  if (results == nullptr) {
+    TRACE(TR_MAX, "ERROR: The parameter CuStatResults <results> is NULL. Leaving method.");
+    return;
+  }
+  if (m_pSSummary == results->srSummary.get())
+    return;
+  TRACE(TR_MAX,
+        "WARNING: The references <m_pSSummary> and <results->srSummary> are not equal, but should "
+        "be! Copying result values.");
+  if (results->srSummary)
+    *m_pSSummary = *results->srSummary;
+}
+
+}  // namespace orv
