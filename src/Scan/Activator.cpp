@@ -1,0 +1,48 @@
+#include "Scan/Activator.h"
+
+#include "Scan/MonDirAccum.h"
+#include "Scan/Scanner.h"
+#include "common/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+std::shared_ptr<SMonDir> makeMonDir(const Scanner& scanner, const FileAttributes& info) {
+  auto monDir = std::make_shared<SMonDir>();
+  static_cast<FileAttributes&>(*monDir) = info;
+  monDir->smFilesystem = &scanner.filesystem();
+  monDir->smScanTime = scanner.filesystem().fsScanTime;
+  return monDir;
+}
+
+}  // namespace
+
+Activator::Activator(MonDirAccum* targets, std::int32_t mdsID) noexcept
+    : FileAction("Activator"), m_targets(targets), m_mdsID(mdsID) {}
+
+void Activator::actUpon(Scanner* pScanner, FileAttributes* pDirInfo) {
+  TRACE_METHOD("actUpon(...)");
+  if (m_targets == nullptr) {
+    TRACE(TR_MAX,
+          "Activator::actUpon() : ERROR: The class reference <targets> of type <MonDirAccum*> is "
+          "NULL. Leaving method.");
+    return;
+  }
+  if (pScanner == nullptr || pDirInfo == nullptr) {
+    TRACE(TR_MAX, "Activator::actUpon() : ERROR: A parameter is NULL. Leaving method.");
+    return;
+  }
+  std::shared_ptr<SMonDir> monDir = m_targets->directory();
+  if (!monDir) {
+    monDir = makeMonDir(*pScanner, *pDirInfo);
+    for (MonDirAccum* target = m_targets; target != nullptr; target = target->nextTarget)
+      target->activate(monDir);
+  }
+  monDir->smDirSpecs.push_back(m_mdsID);
+}
+
+void Activator::directoryEntered(FileAttributes*) {}
+
+void Activator::directoryLeft() {}
+
+}  // namespace orv

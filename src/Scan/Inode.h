@@ -1,0 +1,16 @@
+#pragma once
+
+#include <compare>
+#include <cstdint>
+
+namespace orv {
+
+// An entry of the table of known inodes: nothing but the number, since backup trees hold a hundred
+// million of them. Ordered by the number as a signed value.
+struct Inode {
+  std::int64_t inodeNumber;
+
+  friend auto operator<=>(const Inode&, const Inode&) = default;
+};
+
+}  // namespace orv
