@@ -1,0 +1,78 @@
+#pragma once
+
+#include <sys/statvfs.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace orv {
+
+class Filesystem;
+
+// One usable entry of the mount table, escapes decoded.
+struct MountEntry {
+  std::string source;      // device, `host:export`, or whatever the filesystem was mounted from
+  std::string mountPoint;  // as the table has it: no trailing "/" unless it is the root
+  std::string type;        // as the system names it ("ext4", "nfs4", ...)
+};
+
+// Reader of the host's mount table, and the capacity figures of what it lists. Made for one pass
+// over the table: closed, then open and read-locked, then closed again at the end. Used on the
+// job's thread.
+//
+//   Mounts mounts;
+//   if (mounts.openMnttab())
+//     while (mounts.nextMount())
+//       use(mounts.current());
+class Mounts final {
+ public:
+  // Environment variable that names another mount table than /etc/mtab.
+  static constexpr const char* MNTTAB_VARIABLE = "ORV_MNTTAB";
+
+  Mounts() = default;
+  Mounts(const Mounts&) = delete;
+  Mounts& operator=(const Mounts&) = delete;
+
+  // Opens the table and waits for a read lock on it; both failures are reported in the log.
+  [[nodiscard]] bool openMnttab();
+
+  // Goes to the next entry of a type that can be scanned, in table order: of two with one mount
+  // point the later one is in force. False at the end, and at a fileset whose cluster is unknown
+  // (reported); the table is then unlocked and closed. Entries whose fields do not fit into the
+  // buffer of 1,024 characters are traced and passed over, since their mount point is not known
+  // whole.
+  [[nodiscard]] bool nextMount();
+
+  // The entry that nextMount found.
+  [[nodiscard]] const MountEntry& current() const noexcept { return m_current; }
+
+  // Fills capacity, inode and physical size figures of `filesystem` from what is mounted at the
+  // entry's mount point. 0; 12 when it does not answer (reported, the record unchanged), within
+  // `nfsTimeout` seconds unless that is 0; 4 when the device of an ext or FAT filesystem cannot be
+  // opened (reported, the capacity figures are set).
+  [[nodiscard]] static int statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeout);
+
+  // Sets the figures that `st` holds, the physical size being the capacity. Units: 512 bytes.
+  static void setCapacity(const struct statvfs64& st, const MountEntry& entry,
+                          Filesystem& filesystem);
+
+ private:
+  struct Close {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+  };
+
+  [[nodiscard]] bool readEntry();
+  [[nodiscard]] bool nameFileset();
+  void closeMnttab();
+
+  std::unique_ptr<std::FILE, Close> m_table;
+  MountEntry m_current;
+};
+
+// The name under which the cluster knows the fileset of a ZENFS mount entry: "<cluster>/<source>".
+// The cluster is named by the first line of /etc/zenfs/cluster. Empty, and reported, when that is
+// missing.
+[[nodiscard]] std::string getZenfsClusterName(const MountEntry& entry);
+
+}  // namespace orv
