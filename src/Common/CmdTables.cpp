@@ -75,8 +75,7 @@ int profile(const char* value, CmdArgs& record) {
 }
 
 int maxLogSize(const char* value, CmdArgs& record) {
-  const int code =
-      orMinusOne<&CmdArgs::maxLogSize, "maxLogSize not specified">(value, record);
+  const int code = orMinusOne<&CmdArgs::maxLogSize, "maxLogSize not specified">(value, record);
   if (record.maxLogSize == 0)
     record.maxLogSize = 1024;
   return code;
