@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "Common/GenericPrint.h"
+#include "Common/ParserAPI.h"
 #include "Scan/AgentScan.h"
 #include "support/TempDir.h"
 
@@ -134,6 +135,32 @@ TEST(DefinitionPrintTest, jobPrintsItsPartsInOrder) {
                 "[MonDirSpec]\n\"5\",\"6\",\"-1\",\"/a\",\"Y\"\n[/MonDirSpec]\n"
                 "[CuStatDef]\n" +
                 PROFILE_LINE + "\n[/CuStatDef]\n");
+}
+
+// Whatever text a name holds, the reader finds it again in what was printed.
+TEST(DefinitionPrintTest, printedDirectoriesReadBack) {
+  const test::TempDir dir;
+  for (const char* path :
+       {"/plain", "null", "/a,b", "\"", "/\"x\",\"\"", "[MonDirSpec]", " \t", "\xff"}) {
+    MonDirSpec written;
+    written.setMdsID(-7);
+    written.setMdsPath(path);
+    written.setMdsMaskedPath(true);
+    GenericPrint print(dir.file("out"));
+    AgentScan::printHeader(print);
+    written.printData(print);
+    print.close();
+
+    ParserAPI reader(dir.file("out"));
+    const std::unique_ptr<ParserAPI::Entity> entity(reader.findNextEntity(nullptr));
+    ASSERT_TRUE(entity && entity->name == MonDirSpec::ENTITY_NAME) << path;
+    MonDirSpec read;
+    read.inititializeObject(reader.getEntityHeader(entity->name),
+                            reader.getEntityData(entity.get()));
+    EXPECT_EQ(read.getMdsPath(), path);
+    EXPECT_EQ(read.getMdsID(), -7) << path;
+    EXPECT_TRUE(read.getMdsMaskedPath()) << path;
+  }
 }
 
 TEST(DefinitionPrintTest, scoreRuleIsOneLine) {
