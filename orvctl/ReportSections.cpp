@@ -150,7 +150,7 @@ std::string renderFileRanking(const Context& context, const FileRanking& ranking
                    {"path", Kind::PATH}});
   for (std::size_t i = 0; i < context.shown(records.size()); ++i)
     table.addRow({std::to_string(i + 1), sizeText(records[i].number("faLength")),
-                  timeText(records[i].number(ranking.timeField)),
+                  dateText(records[i].number(ranking.timeField)),
                   printable(records[i].text("faOwner")), printable(records[i].text("faName"))});
   return titled(context, ranking.title, table, records.size());
 }

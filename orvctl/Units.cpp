@@ -7,6 +7,19 @@
 #include <ctime>
 
 namespace orv::ctl {
+namespace {
+
+std::string localTime(std::int64_t milliseconds, const char* format) {
+  // Rounded down, also before 1970.
+  const std::time_t seconds = milliseconds / 1000 - (milliseconds % 1000 < 0 ? 1 : 0);
+  std::tm local{};
+  if (::localtime_r(&seconds, &local) == nullptr || local.tm_year > 9999 - 1900)
+    return fmt::format("{} s", seconds);
+  char text[32];
+  return std::string(text, std::strftime(text, sizeof text, format, &local));
+}
+
+}  // namespace
 
 std::string sizeText(std::int64_t bytes) {
   static constexpr std::array<const char*, 7> UNITS = {"B",   "KiB", "MiB", "GiB",
@@ -34,12 +47,11 @@ std::string shareText(double part, double whole) {
 }
 
 std::string timeText(std::int64_t milliseconds) {
-  const std::time_t seconds = milliseconds / 1000;
-  std::tm local{};
-  if (::localtime_r(&seconds, &local) == nullptr || local.tm_year > 9999 - 1900)
-    return fmt::format("{} s", seconds);
-  char text[32];
-  return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &local));
+  return localTime(milliseconds, "%Y-%m-%d %H:%M");
+}
+
+std::string dateText(std::int64_t milliseconds) {
+  return localTime(milliseconds, "%Y-%m-%d");
 }
 
 std::string ageText(std::int64_t seconds) {

@@ -19,6 +19,9 @@ namespace orv::ctl {
 // calendar holds is given in seconds.
 [[nodiscard]] std::string timeText(std::int64_t milliseconds);
 
+// The same without the time of day: "2024-01-31".
+[[nodiscard]] std::string dateText(std::int64_t milliseconds);
+
 // An age in its largest fitting unit: "45 seconds", "3.2 hours", "12.0 days", "2.5 years".
 [[nodiscard]] std::string ageText(std::int64_t seconds);
 

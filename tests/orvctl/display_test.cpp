@@ -68,7 +68,8 @@ TEST(UnitsTest, figuresReadWell) {
   EXPECT_EQ(elapsedText(7500), "2 h 5 min");
   ::setenv("TZ", "UTC", 1);
   EXPECT_EQ(timeText(1704067259999), "2024-01-01 00:00");
-  EXPECT_EQ(timeText(-1000), "1969-12-31 23:59");
+  EXPECT_EQ(timeText(-1), "1969-12-31 23:59");
+  EXPECT_EQ(dateText(1704067200000), "2024-01-01");
   EXPECT_EQ(timeText(INT64_MAX), "9223372036854775 s");
 }
 
