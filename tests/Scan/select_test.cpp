@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <span>
+#include <sstream>
 
 #include "Scan/ClauseText.h"
 #include "Scan/CuStatDef.h"
 #include "Scan/SelectExplain.h"
 #include "Scan/SelectParser.h"
+#include "support/TempDir.h"
 
 namespace orv {
 namespace {
@@ -387,6 +389,26 @@ TEST(ClauseTextTest, parseErrorsPointIntoTheTypedText) {
   EXPECT_EQ(normalized.typedPosition(typed, parsed.error.position), 16U);
   const NormalizedClause cut = normalizeClause("size > ");
   EXPECT_EQ(cut.typedPosition("size > ", SelectParser().parse(cut.clause).error.position), 8U);
+}
+
+// What the users' page shows as examples are clauses.
+TEST(ClauseTextTest, theExamplesOfTheGuideParse) {
+  std::istringstream guide(test::readFile(std::string(ORV_SOURCE_DIR) + "/docs/where-clauses.md"));
+  std::size_t examples = 0;
+  std::string section;
+  for (std::string line; std::getline(guide, line);) {
+    if (line.starts_with("## "))
+      section = line;
+    if (section != "## Examples" || !line.starts_with("| `"))
+      continue;
+    std::string typed = line.substr(3, line.find("` |") - 3);
+    for (std::size_t at = 0; (at = typed.find("\\|", at)) != std::string::npos;)
+      typed.erase(at, 1);  // how a table writes "|"
+    const NormalizedClause normalized = normalizeClause(typed);
+    EXPECT_TRUE(normalized && SelectParser().parse(normalized.clause)) << typed;
+    ++examples;
+  }
+  EXPECT_GE(examples, 8U);
 }
 
 }  // namespace
