@@ -7,9 +7,9 @@
 namespace orv {
 namespace {
 
-std::shared_ptr<SMonDir> makeMonDir(const Scanner& scanner, const FileAttributes& info) {
+// The directory's attributes come when the walk enters it.
+std::shared_ptr<SMonDir> makeMonDir(const Scanner& scanner) {
   auto monDir = std::make_shared<SMonDir>();
-  static_cast<FileAttributes&>(*monDir) = info;
   monDir->smFilesystem = &scanner.filesystem();
   monDir->smScanTime = scanner.filesystem().fsScanTime;
   return monDir;
@@ -34,7 +34,7 @@ void Activator::actUpon(Scanner* pScanner, FileAttributes* pDirInfo) {
   }
   std::shared_ptr<SMonDir> monDir = m_targets->directory();
   if (!monDir) {
-    monDir = makeMonDir(*pScanner, *pDirInfo);
+    monDir = makeMonDir(*pScanner);
     for (MonDirAccum* target = m_targets; target != nullptr; target = target->nextTarget)
       target->activate(monDir);
   }

@@ -5,6 +5,7 @@
 
 #include "Common/ORVCommon/CommonAgentFactory.h"
 #include "Probe/Filesystem.h"
+#include "Scan/ComputerID.h"
 #include "Scan/CuStatDef.h"
 #include "Scan/FileAccum.h"
 #include "Scan/FileTypeAccum.h"
@@ -50,6 +51,7 @@ void CuStatAccum::buildAccum(CuStatDef& def, Filesystem& fs) {
   TRACE_METHOD("buildAccum(...)");
   releaseInodeTableMap();
   releaseAccumulators();
+  fs.fsComputerID = ComputerID::cachedCID.value_or(-1);
   const std::int64_t scanTime = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
   m_results = std::make_unique<CuStatResults>();
   m_results->srID = def.sdID;

@@ -29,10 +29,6 @@ void MonDirAccum::directoryEntered(FileAttributes* pDirInfo) {
           "<directory> or <pDirInfo> is NULL.");
     return;
   }
-  if (depth() < 0 && pDirInfo->faName != m_directory->faName) {
-    directoryLeft();
-    return;
-  }
   CuStatAccum::directoryEntered(pDirInfo);
   if (depth() == 0 && m_directory->smFilesystemID == SMonDir::NOT_ENTERED) {
     static_cast<FileAttributes&>(*m_directory) = *pDirInfo;

@@ -20,9 +20,9 @@ class MonDirAccum final : public CuStatAccum {
   void activate(std::shared_ptr<SMonDir> smonDir);
 
   void actUpon(Scanner* pScanner, FileAttributes* pInfo) override;
-  // A directory that was activated but could not be entered is delivered, with no more than its own
-  // record counted, when the walk goes on elsewhere.
+  // The first directory entered after the activation is taken for the monitored one.
   void directoryEntered(FileAttributes* pDirInfo) override;
+  // Delivers the results when the monitored directory itself is left.
   void directoryLeft() override;
 
   // The directory being measured; null while inactive.

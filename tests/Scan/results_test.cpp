@@ -4,6 +4,7 @@
 
 #include "Common/GenericPrint.h"
 #include "Common/ORVException.h"
+#include "Probe/Filesystem.h"
 #include "Scan/FileType.h"
 #include "Scan/ResultsByFS.h"
 #include "support/TempDir.h"
@@ -167,6 +168,32 @@ TEST(ResultRecords, slotsAndIdentities) {
             R"("0","0","3","0","-5","0,0,0,0,0,0,0,0,0,0","0,0,0,0,0,0,0,0,0,0","0","0")"
             "\n[/STimeDist]\n"
             "[/CuStatResults]\n");
+}
+
+TEST(ResultsByFS, namesItsSubject) {
+  Filesystem filesystem;
+  filesystem.fsID = 42;
+  const auto text = [](const ResultsByFS& entry) {
+    return printed([&](GenericPrint& print) { entry.printData(print); });
+  };
+  ResultsByFS onFilesystem(filesystem);
+  EXPECT_EQ(text(onFilesystem), "") << "nothing gathered yet";
+  onFilesystem.rfResults = std::make_unique<CuStatResults>();
+  onFilesystem.rfResults->srID = 7;
+  EXPECT_TRUE(text(onFilesystem)
+                  .starts_with("[ResultsByFS,Filesystem]\n\"7\",\"42\"\n"
+                               "[CuStatResults]\n"));
+
+  auto monDir = std::make_shared<SMonDir>();
+  monDir->smFilesystem = &filesystem;
+  monDir->smFilesystemID = 42;
+  monDir->smDirSpecs = {11, 12};
+  monDir->faName = "/home";
+  const ResultsByFS onDirectory(filesystem, monDir, std::make_unique<CuStatResults>());
+  EXPECT_TRUE(text(onDirectory)
+                  .starts_with("[ResultsByFS,SMonDir]\n\"0\",\"11\"\n[SMonDir]\n"
+                               "\"42\",\"0\",\"11,12\",\"N\",\"0\",\"0\",\"42\",\"0\",\"/home\","));
+  EXPECT_TRUE(text(onDirectory).ends_with("[/CuStatResults]\n[/ResultsByFS]\n"));
 }
 
 TEST(SSizeDist, readsItsListsBack) {
