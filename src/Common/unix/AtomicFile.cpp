@@ -1,0 +1,66 @@
+#include "Common/unix/AtomicFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "common/unx/UniqueFd.h"
+#include "common/ut/Text.h"
+#include "common/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+bool createWith(const std::string& path, std::string_view text) {
+  ::unlink(path.c_str());
+  const UniqueFd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  return fd && writeFully(fd.get(), text);
+}
+
+}  // namespace
+
+bool replaceFile(const std::string& path, const std::string& temporary, std::string_view text) {
+  if (!createWith(temporary, text)) {
+    const int error = errno;
+    TRACE(TR_ERROR, "write %s: %s", temporary.c_str(), errnoText(error).c_str());
+    ::unlink(temporary.c_str());
+    errno = error;
+    return false;
+  }
+  if (std::rename(temporary.c_str(), path.c_str()) == 0)
+    return true;
+  const int error = errno;
+  TRACE(TR_ERROR, "Unable to rename %s to %s", temporary.c_str(), path.c_str());
+  TRACE(TR_ERROR, "rename %s: %s", temporary.c_str(), errnoText(error).c_str());
+  ::unlink(temporary.c_str());
+  errno = error;
+  return false;
+}
+
+std::optional<std::string> readWholeFile(const std::string& path) {
+  // Without O_NONBLOCK a pipe in the file's place would hold the job.
+  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat st {};
+  if (!fd || ::fstat(fd.get(), &st) != 0)
+    return std::nullopt;
+  if (!S_ISREG(st.st_mode)) {
+    errno = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
+    return std::nullopt;
+  }
+  std::string content;
+  char buffer[8192];
+  while (true) {
+    const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR)
+      continue;
+    if (got < 0)
+      return std::nullopt;
+    if (got == 0)
+      return content;
+    content.append(buffer, static_cast<std::size_t>(got));
+  }
+}
+
+}  // namespace orv
