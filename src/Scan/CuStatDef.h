@@ -105,7 +105,7 @@ class CuStatDef final : public EntityToObjectMapper, public AnalysisSource {
   std::vector<std::int32_t> listedFilesystems;
 
   // What the scan gathered, in the order in which it was bound.
-  std::vector<std::unique_ptr<ResultsByFS>> sdResults;
+  ResultsByFSList sdResults;
 
   // Score tables and packed results are the server's; the job carries none.
   std::vector<std::int32_t> sdSizeScores;

@@ -50,8 +50,7 @@ void MonDirAccum::directoryLeft() {
 
 // Puts what was measured at the head of the profile's results.
 void MonDirAccum::deliver() {
-  m_owner.insert(m_owner.begin(),
-                 std::make_unique<ResultsByFS>(m_filesystem, m_directory, takeResults()));
+  m_owner.push_front(std::make_unique<ResultsByFS>(m_filesystem, m_directory, takeResults()));
   releaseInodeTableMap();
   m_directory.reset();
 }

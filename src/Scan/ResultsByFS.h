@@ -1,7 +1,7 @@
 #pragma once
 
+#include <deque>
 #include <memory>
-#include <vector>
 
 #include "Scan/CuStatResults.h"
 #include "Scan/SMonDir.h"
@@ -43,6 +43,6 @@ class ResultsByFS final {
   std::shared_ptr<const SMonDir> m_monDir;
 };
 
-using ResultsByFSList = std::vector<std::unique_ptr<ResultsByFS>>;
+using ResultsByFSList = std::deque<std::unique_ptr<ResultsByFS>>;
 
 }  // namespace orv

@@ -2,22 +2,22 @@
 
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Probe/Filesystem.h"
 #include "Scan/FileAttributes.h"
+#include "Scan/FileRecord.h"
 #include "Scan/SelectNode.h"
 
 namespace orv {
 
 class DirectoryReader;
+class DirectoryWatch;
 class FileAction;
 class FileTypeTable;
 class UserTable;
-struct FileRecord;
 
 // An action of the walk and the selection that admits entries to it (null admits all). Neither is
 // owned by the scanner.
@@ -31,22 +31,27 @@ struct SelectedAction {
 // Made by the filesystem scan for one tree, used once, on the scanning thread. ScannerUnix adds the
 // platform's way of examining an entry.
 //
-// Policies: entries come in directory-stream order; symbolic links are never followed; other devices
-// are counted but not entered; a loop cannot arise without followed links; an entry that vanishes
-// under the walk is reported and counted as not examinable.
+// Policies: entries come in directory-stream order; symbolic links are never followed; entries on
+// other devices are counted but not entered; an entry that cannot be examined is reported and
+// counted like them; loops cannot arise, because links are not followed and devices not crossed.
 class Scanner {
  public:
-  // Levels that can be open at a time; a directory at the last one is not entered.
+  // Levels that can be open at a time; a directory below the last one is not entered.
   static constexpr int MAX_COMPONENTS = 200;
   // Longest path, in characters, that is opened and that is examined.
   static constexpr std::size_t MAX_OPEN_PATH = 4098;
   static constexpr std::size_t MAX_STAT_PATH = 4095;
 
+  // `filesystem`, the actions, `users` and `fileTypes` must outlive the scanner. Actions are called
+  // in their order.
   Scanner(Filesystem& filesystem, std::vector<SelectedAction> actions, UserTable& users,
           FileTypeTable& fileTypes);
   virtual ~Scanner();
   Scanner(const Scanner&) = delete;
   Scanner& operator=(const Scanner&) = delete;
+
+  // Has the walk report to the filesystem's monitored directories, too; null for none.
+  void setWatch(DirectoryWatch* watch) noexcept { m_watch = watch; }
 
   // Walks the tree. 0; 4 after a directory that could not be entered or read; 8 when the filesystem
   // could not be accessed; -1 when the first reader is missing. Throws ScanAbortException* when the
@@ -60,11 +65,75 @@ class Scanner {
   // The scan-wide file types.
   [[nodiscard]] FileTypeTable& fileTypes() const noexcept { return m_fileTypes; }
 
+  // For the directory readers.
+
+  // The directory being read.
+  [[nodiscard]] const std::string& currentPath() const noexcept { return m_currentPath; }
+  // Low 32 bits of the scan root's device; -1 when the root could not be examined.
+  [[nodiscard]] std::int64_t device() const noexcept { return m_device; }
+  [[nodiscard]] FileAttributes& info() noexcept { return *m_info; }
+  [[nodiscard]] FileRecord& fileRecord() noexcept { return m_file; }
+  [[nodiscard]] UserTable& users() const noexcept { return m_users; }
+  // The open directory above the one being opened; -1 at the root.
+  [[nodiscard]] int parentDirectoryFd() const noexcept;
+  // Collects the positions of the actions whose selection admits the current entry.
+  void selectActions();
+  // End of a directory: the current path loses its last component; the scan root is never cut.
+  void stepToParent() noexcept;
+  // Stores `path` + "/" + `fileName` as the current entry's name.
+  void ScannerFinishOffNextEntry(const std::string& path, const char* fileName);
+  // Copies a path that is to be opened; false, with a message, when it is longer than
+  // MAX_OPEN_PATH.
+  [[nodiscard]] bool ScannerInitOpen(const std::string& path, std::string& buffer,
+                                     std::size_t* pLength) const;
+  // Copies what can be examined of a path (MAX_STAT_PATH characters) into the working record.
+  void ScannerInitStat(const std::string& path, FileRecord* file) const;
+  // Encodes 8-bit text as UTF-8 into at most `size` bytes of `out`. The number of bytes that the
+  // whole text needs; -1 for a null argument.
+  static int ScannerToUTF8(const char* in, char* out, int size);
+
  protected:
+  // The directory to leave out at the top level besides those named ".snapshot"; empty for none.
+  [[nodiscard]] virtual std::string snapshotDirectory() { return {}; }
+
+  // Called after every entry; a subclass ends the walk by throwing a GenericException*.
+  virtual void checkFilesystem() {}
+
+ private:
+  [[nodiscard]] int walk();
+  [[nodiscard]] bool openRoot();
+  void enterRoot();
+  void walkEntries();
+  void handleEntry(std::string_view snapshotDir);
+  [[nodiscard]] bool isSnapshot(std::string_view snapshotDir) const;
+  void accumulate();
+  void advance();
+  [[nodiscard]] bool enterNextLevel();
+  void enterDirectory();
+  [[nodiscard]] bool nextGood(int fsType);
+  void leaveDirectory();
+  void decrementLevel(const std::string& path);
+  void countEntry();
+
   Filesystem& m_filesystem;
+  std::vector<SelectedAction> m_actions;
+  DirectoryWatch* m_watch = nullptr;
   UserTable& m_users;
   FileTypeTable& m_fileTypes;
+
+  int m_rc = 0;
+  std::string m_rootPath;  // without a trailing "/", but for the root directory itself
+  std::string m_currentPath;
+  std::int64_t m_device = -1;
   std::int64_t m_scanStart = 0;
+  SelectContext m_selectContext{};
+  std::vector<std::unique_ptr<DirectoryReader>> m_arrayReader;  // by level
+  std::unique_ptr<FileAttributes> m_info;
+  FileRecord m_file;
+  int m_level = 0;
+  std::vector<std::uint16_t> m_matching;  // positions of the current entry's actions
+  std::int64_t m_total = 1;               // entries met, the root included
+  std::int64_t m_sinceReport = 1;         // entries since the last progress message
 };
 
 }  // namespace orv

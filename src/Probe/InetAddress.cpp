@@ -1,0 +1,32 @@
+#include "Probe/InetAddress.h"
+
+#include <netdb.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <memory>
+
+#include "common/ut/Trace.h"
+
+namespace orv {
+
+std::string InetAddress::getHostAddress(const std::string& host) {
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (const int error = ::getaddrinfo(host.c_str(), nullptr, &hints, &found); error != 0) {
+    TRACE(TR_MAX, "resolve %s: %s", host.c_str(), ::gai_strerror(error));
+    return host;
+  }
+  const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> list(found, &::freeaddrinfo);
+  std::array<char, NI_MAXHOST> text{};
+  if (const int error = ::getnameinfo(list->ai_addr, list->ai_addrlen, text.data(), text.size(),
+                                      nullptr, 0, NI_NUMERICHOST);
+      error != 0) {
+    TRACE(TR_MAX, "address of %s as text: %s", host.c_str(), ::gai_strerror(error));
+    return host;
+  }
+  return text.data();
+}
+
+}  // namespace orv

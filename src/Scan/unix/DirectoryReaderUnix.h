@@ -1,0 +1,46 @@
+#pragma once
+
+#include <dirent.h>
+
+#include <memory>
+
+#include "Scan/DirectoryReader.h"
+#include "Scan/unix/DirectoryWindow.h"
+
+namespace orv {
+
+// The reader over a directory stream. Directories and entries are opened and examined relative to
+// the open parent, so a tree that changes under the walk cannot lead it elsewhere; with a
+// local-path record or a stat time-out the path itself is used.
+class DirectoryReaderUnix final : public DirectoryReader {
+ public:
+  DirectoryReaderUnix() = default;
+
+  [[nodiscard]] long getHandle() const override;
+  int setHandle(long handle) override;
+  [[nodiscard]] long open(const std::string& path) override;
+  [[nodiscard]] bool nextEntry(const std::string& path, long handle, int fsType) override;
+  [[nodiscard]] std::int64_t stat(const std::string& path, FileAttributes* info,
+                                  int fsType) override;
+  [[nodiscard]] int directoryFd() const noexcept override;
+
+ protected:
+  void abandon() noexcept override;
+
+ private:
+  struct StreamCloser {
+    void operator()(DIR* stream) const noexcept { ::closedir(stream); }
+  };
+
+  [[nodiscard]] DIR* openStream(const std::string& path) const;
+  [[nodiscard]] bool readName(int fsType);
+  [[nodiscard]] bool locate(const std::string& path, FileRecord& file);
+  void considerWindow();
+  void endOfStream();
+
+  std::unique_ptr<DIR, StreamCloser> m_stream;
+  std::shared_ptr<DirectoryWindow> m_window;  // only in a large directory on a local disk
+  const char* m_name = nullptr;               // of the entry named last; null before the first
+};
+
+}  // namespace orv

@@ -1,0 +1,131 @@
+#include "Scan/unix/ScannerUnix.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/statfs.h>
+
+#include <algorithm>
+#include <array>
+
+#include "Scan/unix/SnapshotDirectory.h"
+#include "common/nls/MessageLog.h"
+#include "common/ut/Text.h"
+#include "common/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+// Entry types by the file-type bits of the mode (mode >> 12).
+// clang-format off
+constexpr std::array<std::uint8_t, 16> TYPE_OF_MODE = {
+    FT_UNKNOWN,   FT_FIFO,    FT_DEVICE,  FT_UNKNOWN,   // -, FIFO, character device, -
+    FT_DIRECTORY, FT_UNKNOWN, FT_DEVICE,  FT_UNKNOWN,   // directory, -, block device, -
+    FT_REGULAR,   FT_UNKNOWN, FT_SYMLINK, FT_UNKNOWN,   // regular file, -, link, -
+    FT_SOCKET,    FT_UNKNOWN, FT_UNKNOWN, FT_UNKNOWN};  // socket, -, -, -
+// clang-format on
+
+// The special-permission bits 9 to 11 of a mode become bits 20 to 22 of the flags.
+constexpr int SPECIAL_PERMISSION_SHIFT = 11;
+static_assert(S_ISVTX << SPECIAL_PERMISSION_SHIFT == FA_STICKY);
+static_assert(S_ISGID << SPECIAL_PERMISSION_SHIFT == FA_SETGID);
+static_assert(S_ISUID << SPECIAL_PERMISSION_SHIFT == FA_SETUID);
+
+constexpr long JFS_MAGIC = 0x3153464a;
+
+// Disk filesystems whose inodes lie on disk in inode order.
+constexpr std::array<long, 5> LOCAL_DISK_MAGICS = {
+    EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, REISERFS_SUPER_MAGIC, JFS_MAGIC};
+
+std::uint32_t attributesOf(std::uint32_t mode, std::uint8_t type) noexcept {
+  std::uint32_t attributes = (mode & (S_ISUID | S_ISGID | S_ISVTX)) << SPECIAL_PERMISSION_SHIFT;
+  if (S_ISBLK(mode))
+    attributes |= FA_BLOCK_DEVICE;
+  if (type == FT_REGULAR && (mode & (S_IXUSR | S_IXGRP | S_IXOTH)) != 0)
+    attributes |= FA_EXECUTABLE;
+  return attributes;
+}
+
+}  // namespace
+
+ScannerUnix::ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> actions,
+                         UserTable& users, FileTypeTable& fileTypes, int nfsTimeout,
+                         const std::string& localRoot)
+    : Scanner(filesystem, std::move(actions), users, fileTypes), m_nfsTimeout(nfsTimeout) {
+  TRACE_METHOD("ScannerUnix(...)");
+  if (Filesystem::isZENFSFileset(filesystem.fsType))
+    TRACE(TR_MAX, "filesystem->isZENFSFileset(filesystem->fsType) == TRUE");
+  if (!localRoot.empty())
+    setLocalPath(filesystem.fsMountPoint, localRoot);
+}
+
+void ScannerUnix::setLocalPath(const std::string& serverRoot, const std::string& localRoot) {
+  const auto withoutSlash = [](std::string path) {
+    while (path.size() > 1 && path.back() == '/')
+      path.pop_back();
+    return path == "/" ? std::string() : path;
+  };
+  m_localPath = std::make_unique<LocalPath>();
+  m_localPath->serverRoot = withoutSlash(serverRoot);
+  m_localPath->localRoot = withoutSlash(localRoot);
+}
+
+int ScannerUnix::examine(FileRecord& file) const {
+  if (file.pathIsCut)
+    return ENAMETOOLONG;
+  return file.examined ? file.error : examineEntry(file.directory, file.name, file.st);
+}
+
+bool ScannerUnix::Stat(FileRecord& file) {
+  file.error = examine(file);
+  if (file.error != 0) {
+    const std::string_view path(info().faName);
+    issueMessage(msg::STA0063E, {path.substr(0, MAX_STAT_PATH), errnoText(file.error)});
+    return false;
+  }
+  EntryStat& st = file.st;
+  file.type = TYPE_OF_MODE[(st.mode >> 12) & 15U];
+  if (file.type == FT_DIRECTORY)
+    st.linkCount = 1;
+  file.attributes = attributesOf(st.mode, file.type);
+  st.accessed = std::max(st.accessed, st.modified);
+  return true;
+}
+
+int ScannerUnix::openDirectory(int parent, const char* name, bool noFollow) noexcept {
+  const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (noFollow ? O_NOFOLLOW : 0);
+  // Reading a directory marks it accessed: a scan that may avoid that does, or its next run would
+  // find every directory freshly used.
+  if (m_mayKeepAccessTime) {
+    const int fd = ::openat(parent, name, flags | O_NOATIME);
+    if (fd >= 0 || errno != EPERM)
+      return fd;
+    m_mayKeepAccessTime = false;
+  }
+  return ::openat(parent, name, flags);
+}
+
+bool ScannerUnix::isOnLocalDisk() {
+  if (!m_onLocalDisk) {
+    struct statfs st {};
+    m_onLocalDisk = ::statfs(filesystem().fsMountPoint.c_str(), &st) == 0 &&
+                    std::find(LOCAL_DISK_MAGICS.begin(), LOCAL_DISK_MAGICS.end(), st.f_type) !=
+                        LOCAL_DISK_MAGICS.end();
+  }
+  return *m_onLocalDisk;
+}
+
+std::shared_ptr<DirectoryWindow> ScannerUnix::lendWindow() {
+  if (examinesByPath() || !m_lentWindow.expired() || !isOnLocalDisk())
+    return nullptr;
+  auto window = std::make_shared<DirectoryWindow>();
+  m_lentWindow = window;
+  return window;
+}
+
+std::string ScannerUnix::snapshotDirectory() {
+  return filesystem().fsType == Filesystem::TYPE_KLFS
+             ? getSnapshotDirKLFS(filesystem().fsMountPoint)
+             : std::string();
+}
+
+}  // namespace orv

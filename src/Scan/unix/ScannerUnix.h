@@ -1,0 +1,56 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Scan/LocalPath.h"
+#include "Scan/Scanner.h"
+#include "Scan/unix/DirectoryWindow.h"
+
+namespace orv {
+
+// The scanner of this platform: examines entries with lstat (or through the stat with time-out) and
+// opens directories. Owner and threads as for Scanner.
+class ScannerUnix final : public Scanner {
+ public:
+  // `nfsTimeout` in seconds, 0 for none. `localRoot` is the local path of the filesystem where it
+  // differs from the mount point that the server knows; empty otherwise.
+  ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> actions, UserTable& users,
+              FileTypeTable& fileTypes, int nfsTimeout, const std::string& localRoot);
+
+  // Examines the entry that the record names and fills its type, attribute flags and figures. An
+  // entry that cannot be examined is reported; then false.
+  [[nodiscard]] bool Stat(FileRecord& file);
+
+  // How the scan root is reached on this machine; null when its own name serves.
+  [[nodiscard]] const LocalPath* localPath() const noexcept { return m_localPath.get(); }
+  void setLocalPath(const std::string& serverRoot, const std::string& localRoot);
+  void freeLocalPath() noexcept { m_localPath.reset(); }
+
+  // Whether entries are examined and opened by their path instead of below the open directory.
+  [[nodiscard]] bool examinesByPath() const noexcept { return m_nfsTimeout != 0 || m_localPath; }
+
+  // Opens a directory below `parent` for reading, close-on-exec and without touching its access
+  // time where that is allowed; `noFollow` refuses a link. -1 with errno on failure.
+  [[nodiscard]] int openDirectory(int parent, const char* name, bool noFollow) noexcept;
+
+  // The window for a large directory; null when the filesystem is not on a local disk or another
+  // directory has the window: one at a time bounds the memory of trees with many large directories.
+  [[nodiscard]] std::shared_ptr<DirectoryWindow> lendWindow();
+
+ protected:
+  [[nodiscard]] std::string snapshotDirectory() override;
+
+ private:
+  [[nodiscard]] int examine(FileRecord& file) const;
+  [[nodiscard]] bool isOnLocalDisk();
+
+  int m_nfsTimeout;
+  std::unique_ptr<LocalPath> m_localPath;
+  bool m_mayKeepAccessTime = true;
+  std::optional<bool> m_onLocalDisk;  // found out when first asked
+  std::weak_ptr<DirectoryWindow> m_lentWindow;
+};
+
+}  // namespace orv
