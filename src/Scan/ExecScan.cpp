@@ -108,7 +108,7 @@ void ExecScan::openTrace() {
 bool ExecScan::start() {
   TRACE(TR_ENTER, "Enter: %s", "startScan(...)");
   installSignalHandlers();
-  if (m_rc == 0 && m_args->mode == CmdArgs::MODE_VERSION) {
+  if (m_args->mode == CmdArgs::MODE_VERSION) {
     std::printf("%s\n", VERSION);
     return false;
   }
