@@ -45,7 +45,7 @@ template <typename Record>
 void printIdentities(GenericPrint& print, const char* slot, const RecordChain<Record>& chain) {
   using Identity = decltype(identityOf(*chain.head()));
   if constexpr (!std::is_same_v<Identity, std::nullptr_t>)
-    printEntity(print, std::remove_pointer_t<Identity>::ENTITY, slot, [&] {
+    printEntity(print, std::remove_pointer_t<Identity>::ENTITY_NAME, slot, [&] {
       for (const Record* record = chain.head(); record != nullptr; record = record->next.get())
         if (identityOf(*record) != nullptr)
           identityOf(*record)->printData(print);
@@ -54,7 +54,7 @@ void printIdentities(GenericPrint& print, const char* slot, const RecordChain<Re
 
 template <typename Record>
 void printRecords(GenericPrint& print, const char* slot, const RecordChain<Record>& chain) {
-  printEntity(print, Record::ENTITY, slot, [&] {
+  printEntity(print, Record::ENTITY_NAME, slot, [&] {
     for (const Record* record = chain.head(); record != nullptr; record = record->next.get())
       record->printData(print);
   });
@@ -63,7 +63,7 @@ void printRecords(GenericPrint& print, const char* slot, const RecordChain<Recor
 
 template <typename Record>
 void printRecords(GenericPrint& print, const char* slot, const std::unique_ptr<Record>& record) {
-  printEntity(print, Record::ENTITY, slot, [&] { record->printData(print); });
+  printEntity(print, Record::ENTITY_NAME, slot, [&] { record->printData(print); });
 }
 
 struct Slot {
@@ -117,12 +117,12 @@ void CuStatResults::printData(GenericPrint& print) const {
   for (const Slot& row : SLOTS)
     values.push_back(std::to_string(row.count(*this)));
 
-  print.printBegin(ENTITY);
+  print.printBegin(ENTITY_NAME);
   print.printDataLine(values);
   for (const Slot& row : SLOTS)
     if (row.count(*this) > 0)
       row.print(*this, print, row.name);
-  print.printEnd(ENTITY);
+  print.printEnd(ENTITY_NAME);
 }
 
 }  // namespace orv

@@ -23,7 +23,7 @@ class GenericPrint;
 // groups and file types that the records refer to are borrowed from the scan's tables: write the
 // results while those exist.
 struct CuStatResults {
-  static constexpr const char* ENTITY = "CuStatResults";
+  static constexpr const char* ENTITY_NAME = "CuStatResults";
 
   CuStatResults() = default;
   CuStatResults(const CuStatResults&) = delete;

@@ -11,7 +11,7 @@ class GenericPrint;
 
 // A file type of the whole scan, known by its extension.
 struct FileType final {
-  static constexpr const char* ENTITY = "FileType";
+  static constexpr const char* ENTITY_NAME = "FileType";
 
   std::int32_t fptID = 0;
   std::string ftpFileExtension;

@@ -23,7 +23,7 @@ struct History {
 // What the files of one type hold in a tree. Owned by the FileTypeAccum during the walk, by its
 // CuStatResults afterwards.
 struct FileTypeSummary final : History {
-  static constexpr const char* ENTITY = "FileTypeSummary";
+  static constexpr const char* ENTITY_NAME = "FileTypeSummary";
 
   static void printHeader(GenericPrint& print);
   void printData(GenericPrint& print) const override;

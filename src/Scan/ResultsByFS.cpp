@@ -31,16 +31,16 @@ void ResultsByFS::printData(GenericPrint& print) const {
           m_filesystem.fsID);
     return;
   }
-  print.printBegin(ENTITY, m_monDir ? SMonDir::ENTITY : "Filesystem");
+  print.printBegin(ENTITY_NAME, m_monDir ? SMonDir::ENTITY_NAME : Filesystem::ENTITY_NAME);
   print.printDataLine({std::to_string(rfResults->srID),
                        std::to_string(m_monDir ? mdsIDOf(*m_monDir) : m_filesystem.fsID)});
   if (m_monDir) {
-    print.printBegin(SMonDir::ENTITY);
+    print.printBegin(SMonDir::ENTITY_NAME);
     m_monDir->printData(print);
-    print.printEnd(SMonDir::ENTITY);
+    print.printEnd(SMonDir::ENTITY_NAME);
   }
   rfResults->printData(print);
-  print.printEnd(ENTITY);
+  print.printEnd(ENTITY_NAME);
 }
 
 }  // namespace orv

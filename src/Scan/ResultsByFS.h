@@ -16,7 +16,7 @@ class GenericPrint;
 // monitored directory is made with them.
 class ResultsByFS final {
  public:
-  static constexpr const char* ENTITY = "ResultsByFS";
+  static constexpr const char* ENTITY_NAME = "ResultsByFS";
 
   // `filesystem` is not owned and must outlive the entry.
   explicit ResultsByFS(const Filesystem& filesystem) noexcept : m_filesystem(filesystem) {}

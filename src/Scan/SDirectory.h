@@ -14,7 +14,7 @@ class GenericPrint;
 // A directory and the totals of its direct entries; what lies deeper is not added. Owned by the
 // LargeDirAccum during the walk, by a slot of the CuStatResults afterwards.
 struct SDirectory final : FileAttributes {
-  static constexpr const char* ENTITY = "SDirectory";
+  static constexpr const char* ENTITY_NAME = "SDirectory";
 
   // The record's own fields, then the twelve "fa" fields.
   static void printHeader(GenericPrint& print);

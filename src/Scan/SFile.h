@@ -21,7 +21,7 @@ enum FileStatKind : std::int16_t {
 // A file that a ranking keeps: a copy of its attributes and where it belongs. Owned by the ranking
 // during the walk, by a slot of the CuStatResults afterwards.
 struct SFile : FileAttributes {
-  static constexpr const char* ENTITY = "SFile";
+  static constexpr const char* ENTITY_NAME = "SFile";
 
   // The record's own fields, then the twelve "fa" fields.
   static void printHeader(GenericPrint& print);
@@ -36,7 +36,7 @@ struct SFile : FileAttributes {
 // A file that scoring proposes for migration. Scoring is the server's: the job names the record's
 // one field in the result's header section and writes no such record.
 struct SFileCandidate final : SFile {
-  static constexpr const char* ENTITY = "SFileCandidate";
+  static constexpr const char* ENTITY_NAME = "SFileCandidate";
 
   static void printHeader(GenericPrint& print);
   void printData(GenericPrint& print) const override;

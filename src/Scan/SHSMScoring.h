@@ -13,7 +13,7 @@ class GenericPrint;
 // Header of a candidate scoring: what scoring found and the profile's settings that it used. Owned
 // by its CuStatResults. The job does no scoring, so its slot stays empty in what the job writes.
 struct SHSMScoring {
-  static constexpr const char* ENTITY = "SHSMScoring";
+  static constexpr const char* ENTITY_NAME = "SHSMScoring";
 
   virtual ~SHSMScoring() = default;
 

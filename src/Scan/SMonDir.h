@@ -13,7 +13,7 @@ class GenericPrint;
 // A monitored directory that the walk met: its attributes and the specifications that name it. Made
 // by an Activator and shared by the results of every profile that was activated with it.
 struct SMonDir final : FileAttributes {
-  static constexpr const char* ENTITY = "SMonDir";
+  static constexpr const char* ENTITY_NAME = "SMonDir";
   // smFilesystemID until the walk enters the directory.
   static constexpr std::int32_t NOT_ENTERED = -1;
 

@@ -13,7 +13,7 @@ class GenericPrint;
 // Files and their sizes by size bucket. Owned by its CuStatResults, filled by a SizeDistAccum; it
 // can also be read back from a file.
 struct SSizeDist final : EntityToObjectMapper {
-  static constexpr const char* ENTITY = "SSizeDist";
+  static constexpr const char* ENTITY_NAME = "SSizeDist";
 
   static void printHeader(GenericPrint& print);
   void printData(GenericPrint& print) const;

@@ -27,7 +27,7 @@ struct SSummaryHist {
 
 // The totals of a scan. Owned by its CuStatResults, filled by a SummaryAccum.
 struct SSummary final : SSummaryHist {
-  static constexpr const char* ENTITY = "SSummary";
+  static constexpr const char* ENTITY_NAME = "SSummary";
 
   static void printHeader(GenericPrint& print);
   void printData(GenericPrint& print) const override;

@@ -18,7 +18,7 @@ enum TimeDistType : std::int16_t {
 // Files and their sizes by age at the start of the scan. Owned by its CuStatResults, filled by a
 // TimeDistAccum.
 struct STimeDist {
-  static constexpr const char* ENTITY = "STimeDist";
+  static constexpr const char* ENTITY_NAME = "STimeDist";
   // Ages up to 1, 7, 30, 60, 90, 180 and 270 days and up to a year, older, and dated in the future.
   static constexpr std::size_t BUCKETS = 10;
 

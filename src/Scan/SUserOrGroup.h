@@ -31,7 +31,7 @@ struct SUGHist {
 // What one owner or group holds in a tree. Owned by its CuStatResults, filled by a
 // UserOrGroupAccum.
 struct SUserOrGroup final : SUGHist {
-  static constexpr const char* ENTITY = "SUserOrGroup";
+  static constexpr const char* ENTITY_NAME = "SUserOrGroup";
 
   static void printHeader(GenericPrint& print);
   void printData(GenericPrint& print) const override;

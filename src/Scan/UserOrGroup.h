@@ -10,7 +10,7 @@ class GenericPrint;
 // An owner or group of files, resolved once per id and shared by every entry that it owns. Owned by
 // the UberTable; everything else borrows it for the length of the scan.
 struct UserOrGroup final {
-  static constexpr const char* ENTITY = "UserOrGroup";
+  static constexpr const char* ENTITY_NAME = "UserOrGroup";
 
   static constexpr std::int16_t USER = 1;
   static constexpr std::int16_t GROUP = 2;
