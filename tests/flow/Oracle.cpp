@@ -143,8 +143,8 @@ std::size_t Oracle::sizeBucket(std::int64_t size) {
 
 std::string Oracle::extensionOf(const std::string& path) {
   const auto dot = path.find_last_of("./\\ ");
-  if (dot == std::string::npos || path[dot] != '.' || dot == 0 || dot + 1 == path.size() ||
-      path.size() - dot - 1 > 6)
+  if (dot == std::string::npos || path[dot] != '.' || dot == 0 || path[dot - 1] == '/' ||
+      dot + 1 == path.size() || path.size() - dot - 1 > 6)
     return {};
   return path.substr(dot + 1);
 }
