@@ -1,10 +1,13 @@
 // Times commands in turn, several rounds in one run, and prints median ratios and peak memory.
 //
-//   measure [--rounds N] [--base NAME] [--before CMD] [--entries N] [--json FILE] NAME=CMD ...
+//   measure [--rounds N] [--base NAME]... [--before CMD] [--json FILE]
+//           [--group NAME ENTRIES] NAME=CMD ... [--group NAME ENTRIES NAME=CMD ...]
 //
 // Every command runs through /bin/sh with its output dropped; --before runs before each of them and
-// is not timed. Commands that end with a nonzero code are reported and make the result useless: the
-// program then ends with 1.
+// is not timed. A group holds the commands that walk one tree of so many entries; each of them is
+// compared with the group's commands that --base names, and its cost per entry with that of the
+// first base in the first group. Commands that end with a nonzero code are reported and make the
+// result useless: the program then ends with 1.
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -26,17 +29,28 @@ namespace {
 struct Command {
   std::string name;
   std::string text;
-  std::vector<double> seconds;
+  std::vector<double> seconds;  // per round
   long peakKb = 0;
+};
+
+struct Group {
+  std::string name;
+  double entries = 0;  // 0 when nobody said
+  std::vector<Command> commands;
+
+  [[nodiscard]] const Command* find(std::string_view wanted) const {
+    const auto found = std::find_if(commands.begin(), commands.end(),
+                                    [&](const Command& c) { return c.name == wanted; });
+    return found == commands.end() ? nullptr : &*found;
+  }
 };
 
 struct Options {
   int rounds = 5;
-  std::string base = "du";
+  std::vector<std::string> bases;
   std::string before;
   std::string json;
-  double entries = 0;
-  std::vector<Command> commands;
+  std::vector<Group> groups;
 };
 
 void dropOutput() {
@@ -61,9 +75,9 @@ long run(const std::string& text) {
   return usage.ru_maxrss;
 }
 
-bool measureOnce(const Options& options, Command& command) {
-  if (!options.before.empty() && run(options.before) < 0) {
-    fmt::print(stderr, "measure: --before failed: {}\n", options.before);
+bool measureOnce(const std::string& before, Command& command) {
+  if (!before.empty() && run(before) < 0) {
+    fmt::print(stderr, "measure: --before failed: {}\n", before);
     return false;
   }
   const auto start = std::chrono::steady_clock::now();
@@ -75,6 +89,15 @@ bool measureOnce(const Options& options, Command& command) {
   }
   command.seconds.push_back(elapsed.count());
   command.peakKb = std::max(command.peakKb, peak);
+  return true;
+}
+
+bool measureAll(Options& options) {
+  for (int round = 0; round < options.rounds; ++round)
+    for (Group& group : options.groups)
+      for (Command& command : group.commands)
+        if (!measureOnce(options.before, command))
+          return false;
   return true;
 }
 
@@ -92,68 +115,106 @@ double ratioTo(const Command& base, const Command& command) {
   return median(ratios);
 }
 
+// Cost per entry in units of the first base's in the first group; 0 where entries are not known.
+double costPerEntry(const Options& options, const Group& group, const Command& command) {
+  const Group& first = options.groups.front();
+  const Command* base = first.find(options.bases.front());
+  if (base == nullptr || group.entries <= 0 || first.entries <= 0)
+    return 0;
+  return ratioTo(*base, command) * first.entries / group.entries;
+}
+
+nlohmann::json rowOf(const Options& options, const Group& group, const Command& command) {
+  nlohmann::json ratios = nlohmann::json::object();
+  for (const std::string& base : options.bases)
+    if (const Command* of = group.find(base))
+      ratios[base] = ratioTo(*of, command);
+  return {{"tree", group.name},
+          {"entries", group.entries},
+          {"name", command.name},
+          {"ratios", ratios},
+          {"costPerEntry", costPerEntry(options, group, command)},
+          {"peakKiB", command.peakKb},
+          {"entriesPerSecond", group.entries / median(command.seconds)},
+          {"rounds", options.rounds}};
+}
+
+void printHeading(const Options& options, const Group& group) {
+  if (!group.name.empty())
+    fmt::print("\n{} ({:.0f} entries)\n", group.name, group.entries);
+  fmt::print("{:<20}", "command");
+  for (const std::string& base : options.bases)
+    fmt::print(" {:>10}", "/ " + base);
+  fmt::print(" {:>10} {:>10} {:>12}\n", "cost/entry", "peak KiB", "entries/s");
+}
+
+void printRow(const Options& options, const nlohmann::json& row) {
+  fmt::print("{:<20}", row["name"].get<std::string>());
+  for (const std::string& base : options.bases)
+    fmt::print(" {:>10}", row["ratios"].contains(base)
+                              ? fmt::format("{:.3f}", row["ratios"][base].get<double>())
+                              : "");
+  fmt::print(" {:>10.3f} {:>10} {:>12.0f}\n", row["costPerEntry"].get<double>(),
+             row["peakKiB"].get<long>(), row["entriesPerSecond"].get<double>());
+}
+
+bool report(const Options& options) {
+  nlohmann::json rows = nlohmann::json::array();
+  for (const Group& group : options.groups) {
+    printHeading(options, group);
+    for (const Command& command : group.commands) {
+      rows.push_back(rowOf(options, group, command));
+      printRow(options, rows.back());
+    }
+  }
+  if (options.json.empty())
+    return true;
+  std::FILE* file = std::fopen(options.json.c_str(), "we");
+  if (file == nullptr) {
+    std::perror(options.json.c_str());
+    return false;
+  }
+  fmt::print(file, "{}\n", rows.dump(2));
+  return std::fclose(file) == 0;
+}
+
 Options parse(int argc, char** argv) {
   Options options;
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];
     const bool hasValue = i + 1 < argc;
-    if (argument == "--rounds" && hasValue)
+    if (argument == "--rounds" && hasValue) {
       options.rounds = std::max(1, std::atoi(argv[++i]));
-    else if (argument == "--base" && hasValue)
-      options.base = argv[++i];
-    else if (argument == "--before" && hasValue)
+    } else if (argument == "--base" && hasValue) {
+      options.bases.emplace_back(argv[++i]);
+    } else if (argument == "--before" && hasValue) {
       options.before = argv[++i];
-    else if (argument == "--entries" && hasValue)
-      options.entries = std::atof(argv[++i]);
-    else if (argument == "--json" && hasValue)
+    } else if (argument == "--json" && hasValue) {
       options.json = argv[++i];
-    else if (const auto equals = argument.find('='); equals != std::string_view::npos)
-      options.commands.push_back({std::string(argument.substr(0, equals)),
-                                  std::string(argument.substr(equals + 1)),
-                                  {},
-                                  0});
+    } else if (argument == "--group" && i + 2 < argc) {
+      options.groups.push_back({argv[i + 1], std::atof(argv[i + 2]), {}});
+      i += 2;
+    } else if (const auto equals = argument.find('='); equals != std::string_view::npos) {
+      if (options.groups.empty())
+        options.groups.emplace_back();
+      options.groups.back().commands.push_back({std::string(argument.substr(0, equals)),
+                                                std::string(argument.substr(equals + 1)),
+                                                {},
+                                                0});
+    }
   }
   return options;
-}
-
-void report(const Options& options, const Command& base) {
-  fmt::print("{:<16} {:>12} {:>12} {:>14}\n", "command", "ratio to " + options.base, "peak KiB",
-             options.entries > 0 ? "entries/s" : "");
-  nlohmann::json rows = nlohmann::json::array();
-  for (const Command& command : options.commands) {
-    const double ratio = ratioTo(base, command);
-    const double rate = options.entries / median(command.seconds);
-    fmt::print("{:<16} {:>12.3f} {:>12} {:>14}\n", command.name, ratio, command.peakKb,
-               options.entries > 0 ? fmt::format("{:.0f}", rate) : "");
-    rows.push_back({{"name", command.name},
-                    {"ratio", ratio},
-                    {"base", options.base},
-                    {"peakKiB", command.peakKb},
-                    {"entriesPerSecond", options.entries > 0 ? rate : 0.0},
-                    {"rounds", options.rounds}});
-  }
-  if (options.json.empty())
-    return;
-  if (std::FILE* file = std::fopen(options.json.c_str(), "we")) {
-    fmt::print(file, "{}\n", rows.dump(2));
-    std::fclose(file);
-  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   Options options = parse(argc, argv);
-  const auto base = std::find_if(options.commands.begin(), options.commands.end(),
-                                 [&](const Command& c) { return c.name == options.base; });
-  if (base == options.commands.end()) {
-    fmt::print(stderr, "usage: measure [--rounds N] [--base NAME] [--before CMD] NAME=CMD ...\n");
+  if (options.bases.empty() || options.groups.empty() || options.groups.front().commands.empty()) {
+    fmt::print(stderr,
+               "usage: measure --base NAME [--rounds N] [--before CMD] [--json FILE] "
+               "[--group NAME ENTRIES] NAME=CMD ...\n");
     return 2;
   }
-  for (int round = 0; round < options.rounds; ++round)
-    for (Command& command : options.commands)
-      if (!measureOnce(options, command))
-        return 1;
-  report(options, *base);
-  return 0;
+  return measureAll(options) && report(options) ? 0 : 1;
 }
