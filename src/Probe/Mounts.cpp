@@ -15,6 +15,7 @@
 #include "Probe/PhysicalSize.h"
 #include "common/nls/MessageLog.h"
 #include "common/thrd/StopFlag.h"
+#include "common/unx/virtstat.h"
 #include "common/ut/Text.h"
 #include "common/ut/Trace.h"
 
@@ -62,6 +63,15 @@ std::string withNumberSigns(std::string source) {
   for (std::size_t at = 0; (at = source.find(escaped, at)) != std::string::npos; ++at)
     source.replace(at, escaped.size(), "#");
   return source;
+}
+
+// 0, or the errno value.
+int askForFigures(const std::string& mountPoint, int nfsTimeout, struct statvfs64& st) {
+  if (nfsTimeout <= 0)
+    return ::statvfs64(mountPoint.c_str(), &st) == 0 ? 0 : errno;
+  int error = 0;
+  (void)zplNFSsyscalls(mountPoint.c_str(), 0, &st, VS_STATVFS, nfsTimeout, error);
+  return error;
 }
 
 void traceFigures(const struct statvfs64& st) {
@@ -166,11 +176,11 @@ std::string getZenfsClusterName(const MountEntry& entry) {
   return formatText("%s/%s", name.c_str(), device.c_str());
 }
 
-int Mounts::statFS(const MountEntry& entry, Filesystem& filesystem, int /*nfsTimeout*/) {
+int Mounts::statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeout) {
   TRACE_METHOD("statFS(...)");
   struct statvfs64 st {};
-  if (::statvfs64(entry.mountPoint.c_str(), &st) != 0) {
-    issueMessage(msg::STA0096E, {entry.mountPoint + " - " + errnoText(errno)});
+  if (const int error = askForFigures(entry.mountPoint, nfsTimeout, st); error != 0) {
+    issueMessage(msg::STA0096E, {entry.mountPoint + " - " + errnoText(error)});
     TRACE(TR_ERROR, ">> statvfs() failed for path %s ... logged STA0096E\n",
           entry.mountPoint.c_str());
     return 12;

@@ -49,7 +49,7 @@ class Mounts final {
 
   // Fills capacity, inode and physical size figures of `filesystem` from what is mounted at the
   // entry's mount point. 0; 12 when it does not answer (reported, the record unchanged), within
-  // `nfsTimeout` seconds unless that is 0; 4 when the device of an ext or FAT filesystem cannot be
+  // `nfsTimeout` seconds where that is above 0; 4 when the device of an ext or FAT filesystem cannot be
   // opened (reported, the capacity figures are set).
   [[nodiscard]] static int statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeout);
 

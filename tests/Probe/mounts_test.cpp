@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "Probe/Filesystem.h"
+#include "common/unx/virtstat.h"
 #include "support/CapturedMessages.h"
+#include "support/HangFs.h"
 #include "support/PrivateMounts.h"
 #include "support/TempDir.h"
 
@@ -38,7 +40,10 @@ class MountsTest : public ::testing::Test {
     test::writeFile(dir.file("mtab"), text);
     ::setenv(Mounts::MNTTAB_VARIABLE, dir.file("mtab").c_str(), 1);
   }
-  void TearDown() override { ::unsetenv(Mounts::MNTTAB_VARIABLE); }
+  void TearDown() override {
+    ::unsetenv(Mounts::MNTTAB_VARIABLE);
+    virtStatCleanUp();
+  }
 
   test::TempDir dir;
   test::CapturedMessages messages;
@@ -154,9 +159,34 @@ TEST_F(MountsTest, statFSReportsWhatDoesNotAnswer) {
   fs.fsCapacity = 5;
   const std::string gone = dir.file("gone");
   EXPECT_EQ(Mounts::statFS({"/dev/x", gone, "ext4"}, fs, 0), 12);
+  EXPECT_EQ(Mounts::statFS({"/dev/x", gone, "ext4"}, fs, 1000), 12);
   EXPECT_EQ(fs.fsCapacity, 5);
-  ASSERT_EQ(messages.of("STA0096E").size(), 1U);
+  ASSERT_EQ(messages.of("STA0096E").size(), 2U);
   EXPECT_NE(messages.lines[0].find(gone + " - No such file or directory"), std::string::npos);
+  EXPECT_EQ(messages.lines[0], messages.lines[1]);
+}
+
+TEST_F(MountsTest, statFSLeavesAServerThatDoesNotAnswer) {
+  if (!test::canMount() || !test::HangFs::isPossible())
+    GTEST_SKIP() << "needs a private mount namespace (root) and /dev/fuse";
+  std::filesystem::create_directory(dir.file("source"));
+  std::filesystem::create_directory(dir.file("mounted"));
+  const MountEntry entry{"host:/export", dir.file("mounted"), "nfs"};
+  EXPECT_EQ(
+      "", test::inPrivateMounts([&]() -> std::string {
+        const test::HangFs server(dir.file("source"), entry.mountPoint, true);
+        Filesystem fs;
+        if (const int code = Mounts::statFS(entry, fs, 1); code != 12)
+          return "statFS gave " + std::to_string(code);
+        const auto reports = messages.of("STA0096E");
+        if (reports.size() != 1 || reports[0].find(" - Connection timed out") == std::string::npos)
+          return "no report of the time-out";
+        // What does answer is asked by a fresh helper.
+        if (Mounts::statFS({"tmpfs", "/", "tmpfs"}, fs, 1000) != 0 || fs.fsCapacity == 0)
+          return "the root does not answer";
+        virtStatCleanUp();
+        return "";
+      }));
 }
 
 TEST(MountsCapacity, countsInFragmentsOrElseInBlocks) {

@@ -7,12 +7,22 @@
 
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <functional>
 #include <string>
 
 #include "common/unx/UniqueFd.h"
 
 namespace orv::test {
+
+// What the body returns, or the exception that ended it.
+inline std::string answerOf(const std::function<std::string()>& body) {
+  try {
+    return body();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+}
 
 // Runs `body` in a child process with a mount namespace of its own, so that whatever it mounts is
 // gone with it. The body returns what went wrong, empty when nothing did; the child's answer (or
@@ -28,7 +38,7 @@ inline std::string inPrivateMounts(const std::function<std::string()>& body) {
         ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
       answer = std::string("no private mount namespace: ") + std::strerror(errno);
     else
-      answer = body();
+      answer = answerOf(body);
     const bool isTold = writeFully(ends[1], answer);
     ::_exit(isTold ? 0 : 1);
   }

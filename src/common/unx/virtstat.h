@@ -1,0 +1,40 @@
+#pragma once
+
+// Stat calls with a time-out, for mounts whose server may not answer.
+//
+// A thread asleep in the kernel keeps its whole process from ending, even after SIGKILL, and the
+// process's locks from being freed. The thread that makes the calls therefore lives in a helper
+// process that holds nothing of this one but the two pipes of its requests and replies; it dies
+// with this process, or as soon as the kernel lets it. A helper that did not answer in time is
+// killed and left behind, never waited for; the next call starts a fresh one.
+//
+// The helper is forked from the calling process and must not be used on both sides of a later fork.
+// SIGPIPE has to be ignored.
+namespace orv {
+
+// The calls that can be made, by their numbers. Each fills a structure of the caller's.
+enum StatOperation : int {
+  VS_STATFS = 0,   // struct statfs64
+  VS_STATVFS = 1,  // struct statvfs64
+  VS_STAT = 2,     // struct stat
+  VS_LSTAT = 3,    // struct stat, never following a link
+  VS_READDIR = 4,  // nothing: whether the directory answers when it is opened and read
+};
+
+// Makes the call `operation` on `path` (absolute, at most 4,096 characters) and waits at most
+// `timeoutSeconds` (above 0) for its answer, less when the process-wide stop flag is set.
+//
+// `buffer` takes the structure; it may be null for VS_READDIR, and is untouched on failure. `flag`
+// is added to the flags with which VS_READDIR opens the directory (O_NOATIME); the others ignore
+// it.
+//
+// 0; or -1 with `errCode` set to the call's errno, ETIMEDOUT when no answer came in time, EINTR
+// when the job was stopped meanwhile, EINVAL for an unknown operation, or why no helper could be
+// made. Calls of several threads are made one after the other.
+[[nodiscard]] int zplNFSsyscalls(const char* path, int flag, void* buffer, int operation,
+                                 int timeoutSeconds, int& errCode);
+
+// Ends the helper without waiting for it. The next call would start another.
+void virtStatCleanUp();
+
+}  // namespace orv
