@@ -102,6 +102,7 @@ class HostileTree final {
                                  "null",
                                  "archive.tar.gz",
                                  "README",
+                                 ".bashrc",
                                  ".profile",
                                  "x.",
                                  "data.abcdef",
