@@ -4,18 +4,9 @@
 #include "Scan/CuStatDef.h"
 #include "Scan/FileAttributes.h"
 #include "Scan/MonDirAccum.h"
+#include "Scan/ScanPaths.h"
 
 namespace orv {
-namespace {
-
-std::string_view withoutTrailingSlash(std::string_view path) {
-  while (path.size() > 1 && path.back() == '/')
-    path.remove_suffix(1);
-  return path;
-}
-
-}  // namespace
-
 DirectoryWatch::DirectoryWatch(Filesystem& filesystem) : m_filesystem(filesystem) {}
 
 DirectoryWatch::~DirectoryWatch() = default;
@@ -28,12 +19,8 @@ void DirectoryWatch::addDirectory(std::string_view path, std::int32_t mdsID) {
   m_byPath.emplace(withoutTrailingSlash(path), mdsID);
 }
 
-bool DirectoryWatch::addMask(const std::string& mask, std::int32_t mdsID, std::string& error) {
-  auto pattern = PathPattern::compile(withoutTrailingSlash(mask), PatternScope::PATH, error);
-  if (!pattern)
-    return false;
-  m_masks.push_back({std::move(pattern), mdsID});
-  return true;
+void DirectoryWatch::addMask(const PathPattern& mask, std::int32_t mdsID) {
+  m_masks.push_back({&mask, mdsID});
 }
 
 void DirectoryWatch::actUpon(Scanner* scanner, FileAttributes* info, const SelectContext& context) {

@@ -37,10 +37,10 @@ class DirectoryWatch final {
   // (null admits all). All profiles are added before the walk.
   void addProfile(CuStatDef& profile, const SelectNode* selection);
 
-  // A directory to monitor: its exact path, or a pattern of such paths. `mdsID` names the
-  // specification in the results. A pattern that is not valid is refused: false, with the reason.
+  // A directory to monitor: its exact path, with or without a "/" at its end, or a pattern of such
+  // paths, which must outlive the watch. `mdsID` names the specification in the results.
   void addDirectory(std::string_view path, std::int32_t mdsID);
-  [[nodiscard]] bool addMask(const std::string& mask, std::int32_t mdsID, std::string& error);
+  void addMask(const PathPattern& mask, std::int32_t mdsID);
 
   // One entry of the walk; a monitored directory is activated before it is counted itself.
   void actUpon(Scanner* scanner, FileAttributes* info, const SelectContext& context);
@@ -55,7 +55,7 @@ class DirectoryWatch final {
     const SelectNode* selection;
   };
   struct Mask {
-    std::unique_ptr<PathPattern> pattern;
+    const PathPattern* pattern;
     std::int32_t mdsID;
   };
   // The accumulators of one level, one per profile, chained as an activator's targets.

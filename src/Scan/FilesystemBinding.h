@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "Scan/PathPattern.h"
 #include "Scan/SelectNode.h"
 
 namespace orv {
@@ -16,6 +18,9 @@ class ResultsByFS;
 
 // What the filesystem scan ties together for one job. The scan owns all of these records while
 // `doScan` runs; the definition objects that they point at belong to the AgentScan.
+
+// Return code of a job or of one of its steps when some part could not be scanned or gathered.
+inline constexpr int SCAN_INCOMPLETE = 4;
 
 // A profile's parsed selection; one per profile and job.
 struct Tree {
@@ -34,7 +39,8 @@ struct Assoc {
 // A monitored directory that lies in a filesystem.
 struct MonDirSelection {
   MonDirSpec* dirSpec = nullptr;
-  int depth = 0;  // below the mount point
+  int depth = 0;                            // below the mount point
+  std::shared_ptr<const PathPattern> mask;  // null when the specification is a literal path
 };
 
 // A filesystem of the job that is mounted and answered with its capacity.
@@ -43,7 +49,16 @@ struct FSRef {
   std::string source;      // device or export, as the mount table lists it
   std::string mountPoint;  // where the mount table has it
   std::vector<Assoc> assocs;
-  std::vector<MonDirSelection> directories;
+  std::vector<MonDirSelection> directories;  // the one bound last comes first
+};
+
+// All of it.
+struct Bindings {
+  std::vector<std::unique_ptr<FSRef>> refs;    // in the order of the job's filesystem list
+  std::map<std::int32_t, FSRef*> refsByID;     // by fsID
+  std::vector<std::unique_ptr<Tree>> trees;    // in the order in which they were parsed
+  std::vector<const Tree*> directoryProfiles;  // those gathered for every monitored directory, in
+                                               // the profiles' order
 };
 
 }  // namespace orv

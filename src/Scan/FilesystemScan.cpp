@@ -1,59 +1,26 @@
 #include "Scan/FilesystemScan.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "Common/GenericPrint.h"
 #include "Common/ORVCommon/CommonAgentFactory.h"
 #include "Probe/NasFiler.h"
 #include "Scan/AgentScan.h"
-#include "Scan/ComputerID.h"
 #include "Scan/CuStatAccum.h"
 #include "Scan/CuStatResults.h"
+#include "Scan/DirectoryBinder.h"
 #include "Scan/DirectoryWatch.h"
 #include "Scan/FilesystemNames.h"
+#include "Scan/ProfileBinder.h"
 #include "Scan/ResultsByFS.h"
-#include "Scan/ScanPaths.h"
-#include "Scan/SelectParser.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "common/nls/MessageLog.h"
-#include "common/ut/Text.h"
 #include "common/ut/Trace.h"
 
 namespace orv {
 namespace {
 
-constexpr int RC_INCOMPLETE = 4;
 constexpr int RC_NOTHING_TO_SCAN = 12;
-
-// Profile type codes (`sdType` as a number). Any other code means every filesystem.
-constexpr std::int64_t DIRECTORIES_ONLY = 0;
-constexpr std::int64_t UNANNOUNCED = 3;
-constexpr std::int64_t LISTED_FILESYSTEMS = 4;
-
-std::int64_t typeCode(const CuStatDef& profile) {
-  return std::strtol(profile.sdType.c_str(), nullptr, 10);
-}
-
-// The name under which a profile appears in messages.
-std::string profileName(const CuStatDef& profile) {
-  return std::to_string(profile.sdID) + "." + profile.getSdName();
-}
-
-// Whether a directory specification is a pattern of paths.
-bool isMasked(const std::string& path) {
-  return path.find_first_of("*?[") != std::string::npos || path.find("%/") != std::string::npos;
-}
-
-// The computer that a filesystem belongs to: its filer, or this one; -1 when that is not known.
-std::int32_t owningComputer(const Filesystem& filesystem) {
-  if (filesystem.nasFiler)
-    return filesystem.nasFiler->nasComputerID;
-  if (ComputerID::cachedCID)
-    return *ComputerID::cachedCID;
-  TRACE(TR_MAX, "FilesystemScan::doScan(...) : ERROR: 'ComputerID::cachedCID' is NULL.");
-  return -1;
-}
 
 bool isNetworkSource(const std::string& source) {
   return source.find(':') != std::string::npos;
@@ -91,23 +58,23 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
   if (m_mounts.empty())
     return RC_NOTHING_TO_SCAN;
   matchFilesystems(*job);
-  if (m_refs.empty()) {
+  if (m_bindings.refs.empty()) {
     TRACE(TR_MAX, "no filesystems.");
     issueMessage(msg::STA0647E);
     return RC_NOTHING_TO_SCAN;
   }
-  bindProfiles(*job);
+  raise(bindProfiles(job->getStatistics(), m_bindings));
   if (const int lockStatus = lock(job); lockStatus != 0) {
     TRACE(TR_MAX, "return value <lockStatus> == %d. Leaving method.", lockStatus);
     return lockStatus;
   }
-  bindDirectories(*job);
-  bindDirectoryProfiles(*job);
-  for (const auto& ref : m_refs)
+  raise(bindDirectories(job->getDirectories(), m_bindings));
+  raise(bindDirectoryProfiles(job->getStatistics(), m_bindings));
+  for (const auto& ref : m_bindings.refs)
     walkFilesystem(*ref);
   TRACE(TR_GENERAL, "end of final loop over filesystem!");
-  m_refs.clear();
-  m_trees.clear();
+  TRACE(TR_GENERAL, "%zu filesystems were scanned.", m_scannedCount);
+  m_bindings = Bindings();
   m_userTable.cleanUP();
   restoreFakes();
   sortFilesystemsByID(*job->getFilesystems());
@@ -124,7 +91,7 @@ int FilesystemScan::makeMountsMap(MountsMap& map) {
   if (handleMounts(map))
     return 0;
   TRACE(TR_MAX, "handleMounts(...) returned false");
-  return RC_INCOMPLETE;
+  return SCAN_INCOMPLETE;
 }
 
 bool FilesystemScan::handleMounts(MountsMap& map) {
@@ -157,12 +124,12 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
   if (entry == nullptr) {
     issueMessage(msg::STA0103W, {filesystem.fsMountPoint});
     filesystem.fsScanned = false;
-    raise(RC_INCOMPLETE);
+    raise(SCAN_INCOMPLETE);
     return;
   }
   filesystem.fsScanned = Mounts::statFS(*entry, filesystem, m_nfsTimeout) == 0;
   if (!filesystem.fsScanned) {
-    raise(RC_INCOMPLETE);
+    raise(SCAN_INCOMPLETE);
     return;
   }
   if (wasFake) {
@@ -173,8 +140,8 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
   ref->filesystem = &filesystem;
   ref->source = entry->source;
   ref->mountPoint = entry->mountPoint;
-  m_refsByID[filesystem.fsID] = ref.get();
-  m_refs.push_back(std::move(ref));
+  m_bindings.refsByID[filesystem.fsID] = ref.get();
+  m_bindings.refs.push_back(std::move(ref));
   ++m_scannedCount;
 }
 
@@ -188,147 +155,18 @@ const MountEntry* FilesystemScan::findMount(const Filesystem& filesystem) const 
   return nullptr;
 }
 
-void FilesystemScan::bindProfiles(AgentScan& job) {
-  TRACE(TR_GENERAL,
-        "for(dCurrent = scanObject->asStats; dCurrent != NULL; dCurrent=dCurrent->sdNext)...");
-  std::string names;
-  for (CuStatDef* profile = job.getStatistics(); profile != nullptr; profile = profile->sdNext) {
-    if (!CommonAgentFactory::getCommonAgent()->isWindows)
-      profile->sdWinOnlyFileType = false;
-    const std::int64_t code = typeCode(*profile);
-    if (code == DIRECTORIES_ONLY)
-      continue;
-    const std::string name = profileName(*profile);
-    if (!parseSelection(*profile, name))
-      continue;
-    bindProfile(*profile, *m_trees.back());
-    if (code != UNANNOUNCED)
-      names += "\n" + withoutControlCharacters(name);
-    if (code == UNANNOUNCED)
-      m_directoryTrees.push_back(m_trees.back().get());
-    profile->setWhereClause("");
-  }
-  if (!names.empty())
-    issueMessage(msg::STA0026I, {Insert::lines(names)});
-}
-
-// Parses the profile's clause into a new tree. False, with a message, when it does not parse.
-bool FilesystemScan::parseSelection(CuStatDef& profile, const std::string& name) {
-  const std::string& clause = profile.getWhereClause();
-  auto tree = std::make_unique<Tree>();
-  tree->profile = &profile;
-  if (!clause.empty()) {
-    ParsedClause parsed = SelectParser().parse(clause);
-    if (!parsed) {
-      issueMessage(msg::STA0029E, {name, std::to_string(parsed.error.position), parsed.error.found,
-                                   parsed.error.expected});
-      raise(RC_INCOMPLETE);
-      return false;
-    }
-    tree->selection = std::move(parsed.node);
-  }
-  m_trees.push_back(std::move(tree));
-  return true;
-}
-
-void FilesystemScan::bindProfile(CuStatDef& profile, const Tree& tree) {
-  if (typeCode(profile) == LISTED_FILESYSTEMS) {
-    bindListedFilesystems(profile, tree);
-    return;
-  }
-  for (const auto& ref : m_refs) {
-    profile.sdResults.push_back(std::make_unique<ResultsByFS>(*ref->filesystem));
-    newFSAssoc(*ref, profile, tree, *profile.sdResults.back());
-  }
-}
-
-// Binds the listed filesystems that are scanned; what lists another one is unlinked.
-void FilesystemScan::bindListedFilesystems(CuStatDef& profile, const Tree& tree) {
-  for (const std::int32_t fsID : profile.listedFilesystems) {
-    const auto found = m_refsByID.find(fsID);
-    if (found == m_refsByID.end())
-      continue;
-    profile.sdResults.push_back(std::make_unique<ResultsByFS>(*found->second->filesystem));
-    newFSAssoc(*found->second, profile, tree, *profile.sdResults.back());
-  }
-}
-
-void FilesystemScan::newFSAssoc(FSRef& ref, CuStatDef& profile, const Tree& tree,
-                                ResultsByFS& results) {
-  ref.assocs.push_back(Assoc{&profile, &tree, &results});
-}
-
-void FilesystemScan::bindDirectories(AgentScan& job) {
-  TRACE(TR_GENERAL, "while ( dirSpec != NULL )...");
-  if (job.getDirectories() == nullptr)
-    return;
-  for (const auto& ref : m_refs)
-    ref->filesystem->fsMountPoint = withTrailingSlash(ref->filesystem->fsMountPoint);
-  for (MonDirSpec* dirSpec = job.getDirectories(); dirSpec != nullptr;
-       dirSpec = dirSpec->getMdsNext()) {
-    dirSpec->setMdsPath(replaceDelimiter(dirSpec->getMdsPath()));
-    dirSpec->setMdsMaskedPath(isMasked(dirSpec->getMdsPath()));
-    bindDirectory(*dirSpec);
-  }
-}
-
-// Binds the directory to every filesystem that it lies in. Mount points are compared without regard
-// to case, as the server may write them in either; the walk itself is exact.
-void FilesystemScan::bindDirectory(MonDirSpec& dirSpec) {
-  const std::string& path = dirSpec.getMdsPath();
-  for (const auto& ref : m_refs) {
-    const Filesystem& filesystem = *ref->filesystem;
-    const std::int32_t computer = dirSpec.getMdsComputerID();
-    if (computer >= 1 && computer != owningComputer(filesystem) &&
-        computer != filesystem.fsComputerID)
-      continue;
-    const std::string& mountPoint = filesystem.fsMountPoint;
-    const int depth = pathDepth(path) - pathDepth(mountPoint);
-    if (depth < 0 || (depth == 0 && findSlashes(path) != findSlashes(mountPoint)))
-      continue;
-    if (!equalIgnoringCase(std::string_view(path).substr(0, mountPoint.size()), mountPoint))
-      continue;
-    TRACE(TR_GENERAL, "regionMatches(0, path, (dirSpec->mdsPath), 0, length) == TRUE");
-    ref->directories.insert(ref->directories.begin(), {&dirSpec, depth});
-    TRACE(TR_GENERAL, "Directory to Monitor: %s", path.c_str());
-  }
-}
-
-// Collects the profiles for monitored directories: those of code 3, parsed with the filesystem
-// profiles, and those of code 0.
-void FilesystemScan::bindDirectoryProfiles(AgentScan& job) {
-  if (std::all_of(m_refs.begin(), m_refs.end(),
-                  [](const auto& ref) { return ref->directories.empty(); }))
-    return;
-  std::string names;
-  for (CuStatDef* profile = job.getStatistics(); profile != nullptr; profile = profile->sdNext) {
-    if (typeCode(*profile) != DIRECTORIES_ONLY)
-      continue;
-    const std::string name = profileName(*profile);
-    if (!parseSelection(*profile, name))
-      continue;
-    m_directoryTrees.push_back(m_trees.back().get());
-    names += "\n" + withoutControlCharacters(name);
-  }
-  if (!names.empty())
-    issueMessage(msg::STA0027I, {Insert::lines(names)});
-}
-
-std::unique_ptr<DirectoryWatch> FilesystemScan::makeWatch(FSRef& ref) {
-  if (ref.directories.empty() || m_directoryTrees.empty())
+std::unique_ptr<DirectoryWatch> FilesystemScan::makeWatch(const FSRef& ref) const {
+  if (ref.directories.empty() || m_bindings.directoryProfiles.empty())
     return nullptr;
   auto watch = std::make_unique<DirectoryWatch>(*ref.filesystem);
-  for (const Tree* tree : m_directoryTrees)
+  for (const Tree* tree : m_bindings.directoryProfiles)
     watch->addProfile(*tree->profile, tree->selection.get());
   for (const MonDirSelection& directory : ref.directories) {
     const MonDirSpec& spec = *directory.dirSpec;
-    std::string error;
-    if (!spec.getMdsMaskedPath()) {
+    if (directory.mask)
+      watch->addMask(*directory.mask, spec.getMdsID());
+    else
       watch->addDirectory(spec.getMdsPath(), spec.getMdsID());
-    } else if (!watch->addMask(spec.getMdsPath(), spec.getMdsID(), error)) {
-      issueMessage(msg::STA0030E, {spec.getMdsPath(), error});
-      raise(RC_INCOMPLETE);
-    }
   }
   return watch;
 }
@@ -336,8 +174,8 @@ std::unique_ptr<DirectoryWatch> FilesystemScan::makeWatch(FSRef& ref) {
 void FilesystemScan::walkFilesystem(FSRef& ref) {
   issueMessage(msg::STA0025I, {qualifiedFSName(ref.filesystem)});
   int result = runScanner(ref);
-  const bool failed = result > RC_INCOMPLETE || result < 0;
-  raise(failed ? RC_INCOMPLETE : result);
+  const bool failed = result > SCAN_INCOMPLETE || result < 0;
+  raise(failed ? SCAN_INCOMPLETE : result);
   copyCapacity(ref);
   // A walk that failed leaves nothing but the filesystem's own record.
   if (failed)
@@ -372,7 +210,7 @@ void FilesystemScan::copyCapacity(FSRef& ref) {
   CuStatResults* results =
       ref.assocs.empty() ? nullptr : ref.assocs.front().results->rfResults.get();
   if (results == nullptr || !results->srSummary) {
-    raise(RC_INCOMPLETE);
+    raise(SCAN_INCOMPLETE);
     return;
   }
   SSummary& summary = *results->srSummary;
@@ -393,9 +231,10 @@ void FilesystemScan::removeReferencesTo(FSRef& ref) {
   const auto isOfFilesystem = [&ref](const auto& results) {
     return &results->filesystem() == ref.filesystem;
   };
-  for (const auto& tree : m_trees)
+  for (const auto& tree : m_bindings.trees)
     std::erase_if(tree->profile->sdResults, isOfFilesystem);
   ref.assocs.clear();
+  ref.directories.clear();
 }
 
 void FilesystemScan::printData(GenericPrint* print, const FSRef& ref) const {
@@ -416,7 +255,7 @@ void FilesystemScan::printData(GenericPrint* print, const FSRef& ref) const {
 void FilesystemScan::printDirectoryResults(GenericPrint& print, const FSRef& ref) const {
   if (ref.directories.empty())
     return;
-  for (const Tree* tree : m_directoryTrees) {
+  for (const Tree* tree : m_bindings.directoryProfiles) {
     std::vector<ResultsByFS*> results;
     for (const auto& entry : tree->profile->sdResults)
       if (entry->monDir() != nullptr && &entry->filesystem() == ref.filesystem)

@@ -59,15 +59,7 @@ class FilesystemScan {
   void matchFilesystems(AgentScan& job);
   void matchFilesystem(Filesystem& filesystem);
   [[nodiscard]] const MountEntry* findMount(const Filesystem& filesystem) const;
-  void bindProfiles(AgentScan& job);
-  [[nodiscard]] bool parseSelection(CuStatDef& profile, const std::string& name);
-  void bindProfile(CuStatDef& profile, const Tree& tree);
-  void bindListedFilesystems(CuStatDef& profile, const Tree& tree);
-  void newFSAssoc(FSRef& ref, CuStatDef& profile, const Tree& tree, ResultsByFS& results);
-  void bindDirectories(AgentScan& job);
-  void bindDirectory(MonDirSpec& dirSpec);
-  void bindDirectoryProfiles(AgentScan& job);
-  [[nodiscard]] std::unique_ptr<DirectoryWatch> makeWatch(FSRef& ref);
+  [[nodiscard]] std::unique_ptr<DirectoryWatch> makeWatch(const FSRef& ref) const;
   void printDirectoryResults(GenericPrint& print, const FSRef& ref) const;
   void walkFilesystem(FSRef& ref);
   [[nodiscard]] int runScanner(FSRef& ref);
@@ -83,10 +75,7 @@ class FilesystemScan {
   int m_rc = 0;
   int m_nfsTimeout = 0;
   MountsMap m_mounts;
-  std::vector<std::unique_ptr<FSRef>> m_refs;  // in the order of the job's filesystem list
-  std::map<std::int32_t, FSRef*> m_refsByID;
-  std::vector<std::unique_ptr<Tree>> m_trees;
-  std::vector<const Tree*> m_directoryTrees;  // of the profiles for monitored directories
+  Bindings m_bindings;
   std::vector<Filesystem*> m_fakes;
   std::size_t m_scannedCount = 0;
   UberTable m_uberTable;

@@ -42,4 +42,10 @@ std::string withTrailingSlash(std::string path) {
   return path;
 }
 
+std::string_view withoutTrailingSlash(std::string_view path) noexcept {
+  while (path.size() > 1 && path.back() == '/')
+    path.remove_suffix(1);
+  return path;
+}
+
 }  // namespace orv

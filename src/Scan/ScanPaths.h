@@ -23,4 +23,7 @@ namespace orv {
 // `path` with a "/" at its end.
 [[nodiscard]] std::string withTrailingSlash(std::string path);
 
+// `path` without the "/" at its end; the root directory keeps its own. Points into `path`.
+[[nodiscard]] std::string_view withoutTrailingSlash(std::string_view path) noexcept;
+
 }  // namespace orv
