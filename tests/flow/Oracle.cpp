@@ -149,14 +149,17 @@ std::string Oracle::extensionOf(const std::string& path) {
   return path.substr(dot + 1);
 }
 
-Oracle::Oracle(const std::string& root, std::size_t keep, std::int64_t scanStart) {
+Oracle::Oracle(const std::string& root, std::size_t keep, std::int64_t scanStart, Filter admits) {
   Best<OracleEntry> files1(keep), files2(keep), files3(keep), files4(keep);
   Best<OracleDirectory> dirs(keep);
   std::set<std::uint64_t> inodes;
   std::map<std::string, Extension> byExtension;
   std::int64_t accessedSum = 0, accessedCount = 0, modifiedSum = 0, modifiedCount = 0;
 
+  const auto isAdmitted = [&](const OracleEntry& e) { return !admits || admits(e); };
   const auto count = [&](const OracleEntry& e) {
+    if (!isAdmitted(e))
+      return;
     entries.push_back(e);
     if (e.links > 1 && inodes.insert(e.inode).second)
       return;
@@ -197,7 +200,8 @@ Oracle::Oracle(const std::string& root, std::size_t keep, std::int64_t scanStart
       struct stat st {};
       ::lstat(path.c_str(), &st);
       const OracleEntry e = entryOf(path, st);
-      addToDirectory(record, e);
+      if (isAdmitted(e))
+        addToDirectory(record, e);
       count(e);
       if (e.type == 3)
         walk(e);

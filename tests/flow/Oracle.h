@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -53,8 +54,11 @@ struct OracleAges {
 
 class Oracle final {
  public:
+  // Which entries count; every one without.
+  using Filter = std::function<bool(const OracleEntry&)>;
+
   // Walks `root`; every ranking keeps `keep` records, and ages count from `scanStart` (seconds).
-  Oracle(const std::string& root, std::size_t keep, std::int64_t scanStart);
+  Oracle(const std::string& root, std::size_t keep, std::int64_t scanStart, Filter admits = {});
 
   std::int64_t files = 0;
   std::int64_t directories = 0;
@@ -77,7 +81,7 @@ class Oracle final {
   };
   std::vector<Extension> extensions;  // highest total first
 
-  // Every name met, in the order of the walk.
+  // Every name that counts, in the order of the walk.
   std::vector<OracleEntry> entries;
 
   // The extension of a path by the published rule; empty for none.

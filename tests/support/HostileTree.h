@@ -145,18 +145,18 @@ class HostileTree final {
 
   void makeOwners() const {
     directory("owners/orphaned-dir");
-    struct Row {
+    struct Owned {
       const char* name;
       uid_t uid;
       gid_t gid;
       off_t size;
     };
-    const Row rows[] = {
+    const Owned rows[] = {
         {"owners/orphan1", 54321, 0, 777},      {"owners/orphan2.old", 54322, 54323, 5L << 30},
         {"owners/group-only", 0, 54324, 888},   {"owners/high", 4294967294U, 4294967294U, 99},
         {"owners/daemon", 1, 1, 1000},          {"owners/nobody", 65534, 65534, 50},
         {"owners/orphan3.mid", 54321, 0, 40000}};
-    for (const Row& row : rows) {
+    for (const Owned& row : rows) {
       file(row.name, row.size);
       (void)::lchown(at(row.name).c_str(), row.uid, row.gid);
     }
