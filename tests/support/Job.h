@@ -31,9 +31,9 @@ class Definition final {
               std::to_string(type) + "\n[/Filesystem]\n";
     return *this;
   }
-  Definition& directory(int id, const std::string& path) {
-    m_body +=
-        "[MonDirSpec]\n" + std::to_string(id) + "," + definitionValue(path) + ",0\n[/MonDirSpec]\n";
+  Definition& directory(int id, const std::string& path, int computerID = 0) {
+    m_body += "[MonDirSpec]\n" + std::to_string(id) + "," + definitionValue(path) + "," +
+              std::to_string(computerID) + "\n[/MonDirSpec]\n";
     return *this;
   }
   // A profile with the given switches; those it does not name are off.
