@@ -45,6 +45,11 @@ std::string formatted(const std::vector<ResourceRecord>& records) {
   return text;
 }
 
+bool isRegularFile(const std::string& path) {
+  struct stat st {};
+  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
 void traceDropped(std::string_view line) {
   TRACE(TR_MAX, "resource file: no part of a record, dropped: %.*s", static_cast<int>(line.size()),
         line.data());
@@ -80,16 +85,14 @@ ResourceFile::ResourceFile(std::string path)
     : m_path(std::move(path)), m_temporary(m_path + ".tmp") {}
 
 bool ResourceFile::makeSureItExists() const {
-  struct stat st {};
-  const bool somethingIsThere = ::stat(m_path.c_str(), &st) == 0;
-  if (somethingIsThere && S_ISREG(st.st_mode))
+  if (isRegularFile(m_path))
     return true;
-  if (somethingIsThere) {
+  if (::access(m_path.c_str(), F_OK) == 0) {
     const std::string aside = m_path + ".invalid";
     TRACE(TR_ERROR, "%s is no file, moved to %s", m_path.c_str(), aside.c_str());
     if (std::rename(m_path.c_str(), aside.c_str()) != 0)
       TRACE(TR_ERROR, "move %s: %s", m_path.c_str(), errnoText(errno).c_str());
-  } else if (std::rename(m_temporary.c_str(), m_path.c_str()) == 0) {
+  } else if (isRegularFile(m_temporary) && std::rename(m_temporary.c_str(), m_path.c_str()) == 0) {
     TRACE(TR_MAX, "%s was missing, taken from %s", m_path.c_str(), m_temporary.c_str());
     return true;
   }

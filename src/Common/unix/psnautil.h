@@ -22,8 +22,8 @@ inline constexpr int PROGRAM_WAIT_FAILED = 74;
 // Where a child writes; an empty name leaves it the job's own. The files are created (mode 0600)
 // or emptied, and appended to, so that one file may take both.
 struct OutputFiles {
-  std::string standardOutput;
-  std::string standardError;
+  std::string standardOutput{};
+  std::string standardError{};
 };
 
 // Starts the program arguments[0] (a path; nothing is searched) with these arguments exactly as
