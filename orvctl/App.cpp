@@ -5,6 +5,7 @@
 #include <exception>
 #include <string>
 
+#include "CheckWhereCommand.h"
 #include "CtlError.h"
 #include "Output.h"
 #include "ReportCommand.h"
@@ -14,7 +15,7 @@ namespace orv::ctl {
 namespace {
 
 // Every command adds itself; the order is that of the help.
-constexpr std::array COMMANDS = {addScanCommand, addReportCommand};
+constexpr std::array COMMANDS = {addScanCommand, addReportCommand, addCheckWhereCommand};
 
 int parseAndRun(CLI::App& app, int argc, const char* const* argv, const int& exitCode) {
   try {

@@ -66,7 +66,19 @@ FieldValues filesystemFields(const JobRequest& request) {
           {"fsMountPoint", quotedValue(request.root)}};
 }
 
-// Profile type 1: gathered on every filesystem of the job.
+// A monitored directory; `number` tells the directories apart.
+FieldValues directoryFields(const std::string& path, std::size_t number) {
+  return {
+      {"mdsID", std::to_string(number)}, {"mdsComputerID", "0"}, {"mdsPath", quotedValue(path)}};
+}
+
+// The name that the report shows: results repeat no clause.
+std::string profileNameOf(const JobRequest& request) {
+  return request.where.tokens.empty() ? "everything" : "entries where " + request.where.text;
+}
+
+// Profile type 1 is gathered on every filesystem of the job, type 3 in every monitored directory,
+// too.
 FieldValues profileFields(const JobRequest& request) {
   static constexpr std::array<const char*, 7> RANKINGS = {
       "sdLargestDirectories", "sdLargestFiles",  "sdLeastAccessed",   "sdOldestNotBackedUp",
@@ -76,14 +88,15 @@ FieldValues profileFields(const JobRequest& request) {
       "sdGroupByAccess", "sdGroupByMod",       "sdGroupByCreation", "sdGroupByBackup"};
   FieldValues fields = {{"sdID", "1"},
                         {"sdCreator", quotedValue("orvctl")},
-                        {"sdName", quotedValue("everything")},
-                        {"sdType", "1"}};
+                        {"sdName", quotedValue(profileNameOf(request))},
+                        {"sdType", request.watch.empty() ? "1" : "3"}};
   for (const char* ranking : RANKINGS)
     fields.emplace_back(ranking, std::to_string(request.rankingSize));
   for (const char* name : SWITCHES)
     fields.emplace_back(name, "Y");
   fields.emplace_back("sdWinOnlyFileType", "N");
-  fields.emplace_back("sdWhereClause", "null");
+  fields.emplace_back("sdWhereClause",
+                      request.where.tokens.empty() ? "null" : quotedValue(request.where.tokens));
   return fields;
 }
 
@@ -199,12 +212,17 @@ std::string definitionText(const JobRequest& request) {
   const FieldValues profile = profileFields(request);
   const auto names = &FieldValues::value_type::first;
   const auto values = &FieldValues::value_type::second;
+  std::string directories;
+  for (std::size_t i = 0; i < request.watch.size(); ++i)
+    directories += "[MonDirSpec]\n" + joined(directoryFields(request.watch[i], i + 1), values) +
+                   "[/MonDirSpec]\n";
   return "[Header]\n[AgentScan]\n" + joined(job, names) +            //
          "[Filesystem]\n" + joined(filesystem, names) +              //
+         "[MonDirSpec]\n" + joined(directoryFields({}, 0), names) +  //
          "[CuStatDef]\n" + joined(profile, names) + "[/Header]\n" +  //
          "[AgentScan]\n" + joined(job, values) +                     //
-         "[Filesystem]\n" + joined(filesystem, values) + "[/Filesystem]\n" + "[CuStatDef]\n" +
-         joined(profile, values) + "[/CuStatDef]\n" + "[/AgentScan]\n";
+         "[Filesystem]\n" + joined(filesystem, values) + "[/Filesystem]\n" + directories +
+         "[CuStatDef]\n" + joined(profile, values) + "[/CuStatDef]\n" + "[/AgentScan]\n";
 }
 
 std::string mountTableText(const std::string& root) {

@@ -2,15 +2,19 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "AgentDirectory.h"
+#include "WhereClause.h"
 
 namespace orv::ctl {
 
 // What one job of orvctl scans and gathers.
 struct JobRequest {
-  std::string root;  // absolute, without links
-  int rankingSize;   // how many entries every ranking keeps, 1 to 32,767
+  std::string root;                     // absolute, without links
+  int rankingSize;                      // how many entries every ranking keeps, 1 to 32,767
+  WhereClause where = {};               // which entries count; all when empty
+  std::vector<std::string> watch = {};  // monitored directories, as `watchPath` gives them
 };
 
 // The files of one job in the agent directory, under a job run number of its own. Made by orvctl

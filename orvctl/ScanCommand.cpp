@@ -22,6 +22,8 @@
 #include "Progress.h"
 #include "Report.h"
 #include "ScanProcess.h"
+#include "WatchPath.h"
+#include "WhereClause.h"
 
 namespace orv::ctl {
 namespace {
@@ -36,6 +38,8 @@ constexpr int PARTLY_SCANNED = 4;
 struct ScanArguments {
   std::string path;
   std::string agent;
+  std::string where;
+  std::vector<std::string> watch;
   int top = DEFAULT_TOP;
 };
 
@@ -107,11 +111,21 @@ void requireResult(const ScanEnd& end, const std::string& root) {
     throw CtlError(fmt::format("{} failed: {}", what, failureText(end.exitCode)), end.exitCode);
 }
 
+// What the job is to scan, with all that was typed checked.
+JobRequest requestOf(const ScanArguments& arguments) {
+  JobRequest request{scanRoot(arguments.path), std::max(arguments.top, MIN_RANKING),
+                     readWhereClause(arguments.where)};
+  for (const std::string& typed : arguments.watch)
+    request.watch.push_back(watchPath(typed, request.root));
+  return request;
+}
+
 int runScanCommand(const ScanArguments& arguments) {
-  const std::string root = scanRoot(arguments.path);
+  const JobRequest request = requestOf(arguments);
+  const std::string& root = request.root;
   const std::string staged = stagedAgentDirectory();
   const AgentDirectory agent = prepareAgentDirectory(arguments.agent, staged);
-  const LocalJob job(agent, {root, std::max(arguments.top, MIN_RANKING)});
+  const LocalJob job(agent, request);
   const ReportOptions options{arguments.top, styleFor(STDOUT_FILENO)};
 
   JobLog log(job.log());
@@ -141,6 +155,15 @@ void addScanCommand(CLI::App& app, int& exitCode) {
       ->add_option("--agent", arguments->agent,
                    "Agent directory for the job's files, made if needed; without it the one that "
                    "orvctl was built into, or ~/.local/share/orvscan if that cannot be written to")
+      ->type_name("DIR");
+  command
+      ->add_option("--where", arguments->where,
+                   "Count only entries that this where clause admits, as 'type = f & size > 1G'")
+      ->type_name("CLAUSE");
+  command
+      ->add_option("--watch", arguments->watch,
+                   "Directories below PATH that are reported by themselves, too, or a pattern of "
+                   "them, as '/data/*/logs'")
       ->type_name("DIR");
   addTopOption(*command, arguments->top);
   command->callback([arguments, &exitCode] { exitCode = runScanCommand(*arguments); });
