@@ -2,10 +2,16 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
 #include "CtlError.h"
 #include "DisplayText.h"
 #include "ReportSections.h"
+#include "Scan/ScanPaths.h"
 #include "Units.h"
+#include "WatchedReport.h"
 
 namespace orv::ctl {
 namespace {
@@ -17,18 +23,14 @@ std::string factLine(std::string_view name, std::string_view value) {
   return fmt::format("  {:<12}{}\n", name, value);
 }
 
-// What a block of results was gathered on: the mount point of a filesystem, or the path of a
-// monitored directory.
+// What a filesystem's block of results was gathered on: its mount point.
 std::string subjectOf(const ResultFile& result, const Entity& resultsByFs) {
-  if (const Entity* directory = resultsByFs.child("SMonDir"))
-    for (const Record& record : result.records(*directory))
-      return printable(record.text("faName"));
   for (const Record& link : result.records(resultsByFs))
     for (const Entity& entity : result.scan().children)
       if (entity.name == "Filesystem")
         for (const Record& filesystem : result.records(entity))
           if (filesystem.text("fsID") == link.text("rfDirOrFS"))
-            return printable(filesystem.text("fsMountPoint"));
+            return printable(withoutTrailingSlash(filesystem.text("fsMountPoint")));
   return "an unnamed filesystem";
 }
 
@@ -48,7 +50,7 @@ std::string summaryFacts(const Record& summary, const JobLog& log) {
                                             capacity("sumUsedSpace"), capacity("sumFreeSpace")));
 }
 
-// The results of one profile on one filesystem or directory.
+// The results of one profile on one filesystem.
 std::string renderResults(const ResultFile& result, const Record& profile,
                           const Entity& resultsByFs, const JobLog& log,
                           const ReportOptions& options) {
@@ -88,13 +90,20 @@ std::string renderWarnings(const JobLog& log, const ReportOptions& options) {
 std::string renderReport(const ResultFile& result, const JobLog& log,
                          const ReportOptions& options) {
   std::string out;
+  std::vector<Record> specs;  // monitored directories of the filesystem at hand
   for (const Entity& entity : result.scan().children) {
+    if (entity.name == "Filesystem")
+      specs.clear();
+    if (entity.name == "MonDirSpec")
+      std::ranges::copy(result.records(entity), std::back_inserter(specs));
     if (entity.name != "CuStatDef")
       continue;
-    for (const Record& profile : result.records(entity))
+    for (const Record& profile : result.records(entity)) {
       for (const Entity& child : entity.children)
-        if (child.name == "ResultsByFS")
+        if (child.name == "ResultsByFS" && child.child("SMonDir") == nullptr)
           out += renderResults(result, profile, child, log, options);
+      out += renderWatched(result, profile, entity, specs, options);
+    }
   }
   if (out.empty())
     throw CtlError(

@@ -161,9 +161,10 @@ void addScanCommand(CLI::App& app, int& exitCode) {
                    "Count only entries that this where clause admits, as 'type = f & size > 1G'")
       ->type_name("CLAUSE");
   command
-      ->add_option("--watch", arguments->watch,
-                   "Directories below PATH that are reported by themselves, too, or a pattern of "
-                   "them, as '/data/*/logs'")
+      ->add_option(
+          "--watch", arguments->watch,
+          "Directories below PATH that are also reported one by one, or patterns of them, as "
+          "'/data/*/logs'; after PATH")
       ->type_name("DIR");
   addTopOption(*command, arguments->top);
   command->callback([arguments, &exitCode] { exitCode = runScanCommand(*arguments); });

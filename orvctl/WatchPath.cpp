@@ -66,7 +66,7 @@ std::string patternPath(const std::string& typed, const std::string& root) {
     cannotWatch(typed, "a line break cannot be written into a scan definition");
   std::string error;
   if (!PathPattern::compile(path, PatternScope::PATH, error))
-    cannotWatch(typed, error);
+    cannotWatch(typed, "not a valid pattern: " + error);
   return path;
 }
 
