@@ -1,13 +1,14 @@
 // Times commands in turn, several rounds in one run, and prints median ratios and peak memory.
 //
-//   measure [--rounds N] [--base NAME]... [--before CMD] [--json FILE]
+//   measure [--rounds N] [--base NAME]... [--before CMD] [--json FILE] [--cpu]
 //           [--group NAME ENTRIES] NAME=CMD ... [--group NAME ENTRIES NAME=CMD ...]
 //
 // Every command runs through /bin/sh with its output dropped; --before runs before each of them and
 // is not timed. A group holds the commands that walk one tree of so many entries; each of them is
 // compared with the group's commands that --base names, and its cost per entry with that of the
 // first base in the first group. Commands that end with a nonzero code are reported and make the
-// result useless: the program then ends with 1.
+// result useless: the program then ends with 1. With --cpu it is the processor time that is
+// compared, which a busy machine disturbs less than elapsed time.
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -50,6 +51,7 @@ struct Options {
   std::vector<std::string> bases;
   std::string before;
   std::string json;
+  bool cpu = false;
   std::vector<Group> groups;
 };
 
@@ -59,8 +61,12 @@ void dropOutput() {
   ::dup2(null, STDERR_FILENO);
 }
 
-// Runs one command; its peak memory in KiB, or -1 when it failed.
-long run(const std::string& text) {
+double secondsOf(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+// Runs one command, with what it used of processor and memory. False when it failed.
+bool run(const std::string& text, rusage& usage) {
   const pid_t pid = ::fork();
   if (pid == 0) {
     dropOutput();
@@ -68,27 +74,26 @@ long run(const std::string& text) {
     ::_exit(127);
   }
   int status = 0;
-  rusage usage{};
-  if (pid < 0 || ::wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) ||
-      WEXITSTATUS(status) != 0)
-    return -1;
-  return usage.ru_maxrss;
+  return pid > 0 && ::wait4(pid, &status, 0, &usage) == pid && WIFEXITED(status) &&
+         WEXITSTATUS(status) == 0;
 }
 
-bool measureOnce(const std::string& before, Command& command) {
-  if (!before.empty() && run(before) < 0) {
-    fmt::print(stderr, "measure: --before failed: {}\n", before);
+bool measureOnce(const Options& options, Command& command) {
+  rusage usage{};
+  if (!options.before.empty() && !run(options.before, usage)) {
+    fmt::print(stderr, "measure: --before failed: {}\n", options.before);
     return false;
   }
   const auto start = std::chrono::steady_clock::now();
-  const long peak = run(command.text);
+  const bool done = run(command.text, usage);
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-  if (peak < 0) {
+  if (!done) {
     fmt::print(stderr, "measure: {} failed: {}\n", command.name, command.text);
     return false;
   }
-  command.seconds.push_back(elapsed.count());
-  command.peakKb = std::max(command.peakKb, peak);
+  command.seconds.push_back(options.cpu ? secondsOf(usage.ru_utime) + secondsOf(usage.ru_stime)
+                                        : elapsed.count());
+  command.peakKb = std::max(command.peakKb, usage.ru_maxrss);
   return true;
 }
 
@@ -96,7 +101,7 @@ bool measureAll(Options& options) {
   for (int round = 0; round < options.rounds; ++round)
     for (Group& group : options.groups)
       for (Command& command : group.commands)
-        if (!measureOnce(options.before, command))
+        if (!measureOnce(options, command))
           return false;
   return true;
 }
@@ -191,6 +196,8 @@ Options parse(int argc, char** argv) {
       options.before = argv[++i];
     } else if (argument == "--json" && hasValue) {
       options.json = argv[++i];
+    } else if (argument == "--cpu") {
+      options.cpu = true;
     } else if (argument == "--group" && i + 2 < argc) {
       options.groups.push_back({argv[i + 1], std::atof(argv[i + 2]), {}});
       i += 2;
@@ -212,7 +219,7 @@ int main(int argc, char** argv) {
   Options options = parse(argc, argv);
   if (options.bases.empty() || options.groups.empty() || options.groups.front().commands.empty()) {
     fmt::print(stderr,
-               "usage: measure --base NAME [--rounds N] [--before CMD] [--json FILE] "
+               "usage: measure --base NAME [--rounds N] [--before CMD] [--json FILE] [--cpu] "
                "[--group NAME ENTRIES] NAME=CMD ...\n");
     return 2;
   }
