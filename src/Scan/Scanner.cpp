@@ -154,7 +154,7 @@ bool Scanner::enterNextLevel() {
     issueMessage(msg::STA0001E, {m_info->faName});
     return false;
   }
-  const std::string savedPath = m_currentPath;
+  const std::size_t parentLength = m_currentPath.size();
   m_currentPath = m_info->faName;
   ++m_level;
   try {
@@ -175,7 +175,7 @@ bool Scanner::enterNextLevel() {
     const std::unique_ptr<GenericException> exception(thrown);
     issueMessage(exception->message(), exception->inserts());
   }
-  decrementLevel(savedPath);
+  decrementLevel(m_info->faName.substr(0, parentLength));
   return false;
 }
 
@@ -278,11 +278,13 @@ void Scanner::ScannerFinishOffNextEntry(const std::string& path, const char* fil
           "method.");
     return;
   }
+  const std::string_view file(fileName);
+  const std::size_t prefix = path.size() + (path.ends_with('/') ? 0 : 1);
   std::string& name = m_info->faName;
-  name.assign(path);
-  if (name.empty() || name.back() != '/')
-    name += '/';
-  name += fileName;
+  name.resize(prefix + file.size());
+  path.copy(name.data(), path.size());
+  name[prefix - 1] = '/';
+  file.copy(name.data() + prefix, file.size());
 }
 
 bool Scanner::ScannerInitOpen(const std::string& path, std::string& buffer,

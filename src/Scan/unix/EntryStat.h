@@ -39,8 +39,10 @@ struct EntryStat {
 // Examines `name` in the open directory `directory` (AT_FDCWD for a path; an empty name is the
 // directory itself), never following a link. 0, or the errno value.
 [[nodiscard]] inline int examineEntry(int directory, const char* name, EntryStat& result) noexcept {
+  // The flag for the empty name makes the kernel look at every name twice.
+  const int flags = *name == '\0' ? AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH : AT_SYMLINK_NOFOLLOW;
   struct stat st;
-  if (::fstatat(directory, name, &st, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH) != 0)
+  if (::fstatat(directory, name, &st, flags) != 0)
     return errno;
   result.assign(st);
   return 0;
