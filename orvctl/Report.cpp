@@ -41,7 +41,8 @@ std::string summaryFacts(const Record& summary, const JobLog& log) {
   const auto capacity = [&summary](std::string_view field) {
     return sizeText(summary.number(field) * CAPACITY_UNIT);
   };
-  return factLine("Scanned", when) + factLine("Files", countText(summary.number("sumFileCount"))) +
+  return factLine("Scanned", when) +
+         factLine("Files", countText(summary.number("sumFileCount")) + " with symbolic links") +
          factLine("Directories", countText(summary.number("sumDirectoryCount"))) +
          factLine("Total size",
                   fmt::format("{} ({} bytes)", sizeText(summary.number("sumTotalSize")),

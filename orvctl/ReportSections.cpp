@@ -50,14 +50,14 @@ std::string emptySection(const Context& context, std::string_view title) {
   return "\n" + emphasized(title, Emphasis::TITLE, context.options.style) + ": none\n";
 }
 
-// ---- Distributions
+// ---- Distributions, which count every entry, directories among them
 
 struct Distribution {
   std::string_view entity;
   std::string_view slot;
   std::string_view title;
   std::string_view sizes;   // field of the sums per bucket
-  std::string_view counts;  // field of the files per bucket
+  std::string_view counts;  // field of the entries per bucket
   std::span<const std::string_view> labels;
 };
 
@@ -70,11 +70,11 @@ constexpr std::array<std::string_view, 10> AGE_LABELS = {
 
 // clang-format off
 constexpr std::array<Distribution, 5> DISTRIBUTIONS = {{
-    {"SSizeDist", "srSizeDist", "Files by size",             "szdSizes", "szdCounts", SIZE_LABELS},
-    {"STimeDist", "srAccessed", "Files by last access",      "tdSizes",  "tdCounts",  AGE_LABELS},
-    {"STimeDist", "srModified", "Files by last modification","tdSizes",  "tdCounts",  AGE_LABELS},
-    {"STimeDist", "srCreated",  "Files by creation",         "tdSizes",  "tdCounts",  AGE_LABELS},
-    {"STimeDist", "srBackup",   "Files by age since backup", "tdSizes",  "tdCounts",  AGE_LABELS},
+    {"SSizeDist", "srSizeDist", "Entries by size",             "szdSizes", "szdCounts", SIZE_LABELS},
+    {"STimeDist", "srAccessed", "Entries by last access",      "tdSizes",  "tdCounts",  AGE_LABELS},
+    {"STimeDist", "srModified", "Entries by last modification", "tdSizes",  "tdCounts",  AGE_LABELS},
+    {"STimeDist", "srCreated",  "Entries by creation",         "tdSizes",  "tdCounts",  AGE_LABELS},
+    {"STimeDist", "srBackup",   "Entries by age since backup",   "tdSizes",  "tdCounts",  AGE_LABELS},
 }};
 // clang-format on
 
@@ -97,8 +97,8 @@ std::string renderDistribution(const Context& context, const Distribution& distr
 
   // The longest bar is the largest bucket.
   const auto largest = static_cast<double>(*std::max_element(sizes.begin(), sizes.end()));
-  TextTable table({{distribution.entity == "SSizeDist" ? "size of file" : "age", Kind::TEXT},
-                   {"files", Kind::FIGURE},
+  TextTable table({{distribution.entity == "SSizeDist" ? "size of entry" : "age", Kind::TEXT},
+                   {"entries", Kind::FIGURE},
                    {"share", Kind::FIGURE},
                    {"size", Kind::FIGURE},
                    {"share", Kind::FIGURE},

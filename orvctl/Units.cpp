@@ -38,7 +38,7 @@ std::string countText(std::int64_t count) {
   std::string text = std::to_string(count);
   const std::size_t first = count < 0 ? 1 : 0;
   for (std::size_t at = text.size(); at > first + 3;)
-    text.insert(at -= 3, ",");
+    text.insert(at -= 3, 1, ',');
   return text;
 }
 

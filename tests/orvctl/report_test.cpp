@@ -29,12 +29,12 @@ TEST(ReportTest, showsEverySectionOfTheResult) {
   for (const char* expected : {
            "Scan of /data\n",
            "  Profile     every \"thing\"\n",
-           "  Files       1,234,567\n",
+           "  Files       1,234,567 with symbolic links\n",
            "  Directories 89\n",
            "  Total size  5.0 GiB (5,368,709,120 bytes)\n",
            // 2,097,152 units of 512 bytes are 1 GiB.
            "  Filesystem  1.0 GiB in all, 512.0 MiB used, 512.0 MiB free\n",
-           "  above 1000 KiB      3  75.0%  4.0 KiB  100.0%  ",
+           "  above 1000 KiB        3  75.0%  4.0 KiB  100.0%  ",
            "  average age 2.0 days\n",
            "/data/x\\x1B\n",
            "Largest orphaned files: none\n",
