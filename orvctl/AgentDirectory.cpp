@@ -17,8 +17,15 @@
 namespace orv::ctl {
 namespace {
 
-// What a job needs in the agent directory besides its folders.
-constexpr std::array<const char*, 2> LINKED_FILES = {"bin/Agent", "nls/xrmna.cat"};
+// What a job needs in the agent directory besides its folders. The catalog must be that of the scan
+// program that runs, so it is a link that is renewed. The agent's program finds the agent directory
+// by where it lies itself, so it is a copy, and one that is there already is used.
+struct NeededFile {
+  const char* name;
+  bool isLink;
+};
+constexpr std::array<NeededFile, 2> NEEDED_FILES = {
+    {{"bin/Agent", false}, {"nls/xrmna.cat", true}}};
 
 [[noreturn]] void cannotUse(const std::string& directory, const std::string& why) {
   throw CtlError(
@@ -47,22 +54,34 @@ void makeFolder(const std::string& agent, const std::string& folder) {
                                  errnoText(errno)));
 }
 
-// A regular file is the directory's own and stays; a link may lead to where an earlier build was.
-void linkFromStaged(const std::string& agent, const std::string& staged, const std::string& file) {
-  const std::string own = agent + "/" + file;
-  const std::string target = staged + "/" + file;
+bool isThere(const std::string& file, bool isLink) {
   struct stat info {};
-  if (::lstat(own.c_str(), &info) == 0 && !S_ISLNK(info.st_mode))
+  if (isLink)
+    return ::lstat(file.c_str(), &info) == 0 && !S_ISLNK(info.st_mode);
+  return ::stat(file.c_str(), &info) == 0;
+}
+
+void takeFromStaged(const std::string& agent, const std::string& staged, const NeededFile& file) {
+  const std::string own = agent + "/" + file.name;
+  const std::string target = staged + "/" + file.name;
+  if (isThere(own, file.isLink))
     return;
   if (::access(target.c_str(), R_OK) != 0)
-    cannotUse(agent, fmt::format("{} is missing and cannot be taken from {}: {}", file, staged,
+    cannotUse(agent, fmt::format("{} is missing and cannot be taken from {}: {}", file.name, staged,
                                  errnoText(errno)));
   makeFolder(agent, parentDirectory(own));
-  // Through a name of this process, so that a job that runs beside this one always finds the link.
+  // Through a name of this process, so that a job that runs beside this one always finds the file.
   const std::string fresh = fmt::format("{}.{}", own, ::getpid());
-  if (::symlink(target.c_str(), fresh.c_str()) != 0 || ::rename(fresh.c_str(), own.c_str()) != 0)
-    cannotUse(agent, fmt::format("cannot link {} to {}: {}", withoutControlCharacters(own), target,
-                                 errnoText(errno)));
+  std::error_code error;
+  if (file.isLink)
+    std::filesystem::create_symlink(target, fresh, error);
+  else
+    std::filesystem::copy_file(target, fresh, error);
+  if (!error)
+    std::filesystem::rename(fresh, own, error);
+  if (error)
+    cannotUse(agent, fmt::format("cannot make {} from {}: {}", withoutControlCharacters(own),
+                                 target, error.message()));
 }
 
 std::string chosenDirectory(const std::string& asked, const std::string& staged) {
@@ -93,8 +112,8 @@ AgentDirectory prepareAgentDirectory(const std::string& directory, const std::st
                                     agent.logDirectory(), agent.path + "/config"})
     makeFolder(agent.path, folder);
   if (agent.path != staged)
-    for (const char* file : LINKED_FILES)
-      linkFromStaged(agent.path, staged, file);
+    for (const NeededFile& file : NEEDED_FILES)
+      takeFromStaged(agent.path, staged, file);
   return agent;
 }
 

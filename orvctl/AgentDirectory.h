@@ -21,7 +21,7 @@ struct AgentDirectory {
 // program cannot be located.
 [[nodiscard]] std::string stagedAgentDirectory();
 
-// Makes `directory` ready for jobs: creates it with its folders, and links bin/Agent and
+// Makes `directory` ready for jobs: creates it with its folders, copies bin/Agent and links
 // nls/xrmna.cat from `staged` where it has none of its own (a link of an earlier run is renewed).
 // An empty `directory` means `staged` itself when that can be written to, else orvscan in the
 // user's data directory ($XDG_DATA_HOME or ~/.local/share). Throws CtlError.

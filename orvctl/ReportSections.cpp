@@ -138,6 +138,16 @@ constexpr std::array<FileRanking, 5> FILE_RANKINGS = {{
 }};
 // clang-format on
 
+// The ranking of the largest files takes their sizes modulo 4 GiB, as signed numbers. The owners'
+// largest files tell whether there are files which that concerns.
+std::string largestFilesNote(const Context& context) {
+  constexpr std::int64_t FIRST_MISRANKED = 1LL << 31;
+  for (const Record& owner : context.slot("SUserOrGroup", "srOwners"))
+    if (owner.number("sugLargestSize") >= FIRST_MISRANKED)
+      return "There are files of 2 GiB and more: they can rank too low here or be missing.";
+  return {};
+}
+
 std::string renderFileRanking(const Context& context, const FileRanking& ranking) {
   const std::vector<Record> records = context.slot("SFile", ranking.slot);
   if (records.empty())
@@ -152,7 +162,8 @@ std::string renderFileRanking(const Context& context, const FileRanking& ranking
     table.addRow({std::to_string(i + 1), sizeText(records[i].number("faLength")),
                   dateText(records[i].number(ranking.timeField)),
                   printable(records[i].text("faOwner")), printable(records[i].text("faName"))});
-  return titled(context, ranking.title, table, records.size());
+  return titled(context, ranking.title, table, records.size(),
+                ranking.slot == "srLargestFiles" ? largestFilesNote(context) : std::string());
 }
 
 std::string renderDirectories(const Context& context) {

@@ -52,6 +52,14 @@ TEST(ReportTest, showsEverySectionOfTheResult) {
   EXPECT_TRUE(holds(report, "  txt            3  3.0 KiB  1.0 KiB"));
 }
 
+TEST(ReportTest, saysWhenFilesAreTooLargeForTheirRanking) {
+  std::string text = sampleResult(fileLine("/x", "", 10));
+  EXPECT_FALSE(holds(reportOf(text, {}), "2 GiB"));
+  // The largest file of root in the sample.
+  text.replace(text.find("\"800\""), 5, "\"2147483648\"");
+  EXPECT_TRUE(holds(reportOf(text, {}), "/x\n  There are files of 2 GiB and more: "));
+}
+
 TEST(ReportTest, topLimitsTheListsAndSaysSo) {
   std::string files;
   for (int i = 0; i < 30; ++i)
