@@ -154,10 +154,11 @@ TEST(ScanProcessTest, userSignalsStopTheScanAndASecondOneKillsIt) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     const TempDir directory;
     const std::string ready = directory.file("ready");
+    bool raised = false;
     const ScanEnd end = runScript(
         "trap 'exit 8' TERM; : > " + ready + "; while :; do sleep 0.01; done", [&](double) {
-          if (::access(ready.c_str(), F_OK) == 0)
-            ::raise(signal);
+          if (!raised && ::access(ready.c_str(), F_OK) == 0)
+            raised = ::raise(signal) == 0;
         });
     EXPECT_EQ(end.stoppedBy, signal);
     EXPECT_EQ(end.exitCode, 8);
