@@ -45,15 +45,19 @@ class DirectoryLock final {
   explicit DirectoryLock(const std::string& directory)
       : m_fd(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     const auto deadline = std::chrono::steady_clock::now() + LOCK_PATIENCE;
-    while (m_fd && !m_isHeld && std::chrono::steady_clock::now() < deadline) {
-      m_isHeld = ::flock(m_fd.get(), LOCK_EX | LOCK_NB) == 0;
-      if (!m_isHeld)
-        std::this_thread::sleep_for(LOCK_INTERVAL);
+    while (m_fd && !tryLock() && std::chrono::steady_clock::now() < deadline) {
+      TRACE(TR_MAX, "waiting to change the logs in %s", directory.c_str());
+      std::this_thread::sleep_for(LOCK_INTERVAL);
     }
   }
   [[nodiscard]] bool isHeld() const noexcept { return m_isHeld; }
 
  private:
+  bool tryLock() noexcept {
+    m_isHeld = ::flock(m_fd.get(), LOCK_EX | LOCK_NB) == 0;
+    return m_isHeld;
+  }
+
   UniqueFd m_fd;
   bool m_isHeld = false;
 };

@@ -1,10 +1,13 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
 
 #include "Common/LogManager.h"
 #include "Common/LogUtil.h"
+#include "common/unx/UniqueFd.h"
 #include "support/CapturedTrace.h"
 #include "support/ForkedProcess.h"
 
@@ -234,28 +237,53 @@ TEST(ActivityLog, numberedInstancesBehindALink) {
   EXPECT_EQ(openActivityLog(args, path), dir.file("log/scan_000002.log"));
 }
 
-TEST(ActivityLog, jobsStartingAtOnceLoseNothing) {
-  constexpr int JOBS = 12;
+TEST(ActivityLog, waitsForAnotherJobsChanges) {
   const TempDir dir;
-  const std::string path = dir.file("log/scan.log");
-  test::writeFile(path, "2024-01-01 00:00:00.000 plain\n");
-  std::vector<ForkedProcess> jobs;
-  for (int i = 0; i < JOBS; ++i)
-    jobs.emplace_back([&path] {
-      CmdArgs args = arguments();
-      args.maxNumLogs = 100;
-      args.maxLogSize = 2048;
-      return LogManager(openActivityLog(args, path)).LogActivityLog(std::string(700, 'x')) != 0;
-    });
-  for (ForkedProcess& job : jobs)
-    EXPECT_EQ(job.wait(), 0);
-  std::string all;
-  for (const auto& [number, file] : getMatchingFilesMap(dir.file("log"), "scan", ".log"))
-    all += readFile(file);
-  EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), JOBS + 1);
-  EXPECT_NE(all.find("plain\n"), std::string::npos);
-  EXPECT_TRUE(fs::is_symlink(path));
-  EXPECT_TRUE(fs::exists(path)) << "dangling";
+  const std::string path = dir.file("scan.log");
+  test::writeFile(path, "plain\n");
+  const CapturedTrace trace;
+  const UniqueFd other(::open(dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
+  ForkedProcess job([&] {
+    CmdArgs args = arguments();
+    args.maxNumLogs = 5;
+    return openActivityLog(args, path) == dir.file("scan_000001.log") ? 0 : 1;
+  });
+  ASSERT_TRUE(test::eventually([&] { return trace.contains("waiting to change the logs in"); }));
+  fs::rename(path, dir.file("scan_000001.log"));
+  fs::create_symlink("scan_000001.log", path);
+  ASSERT_EQ(::flock(other.get(), LOCK_UN), 0);
+  EXPECT_EQ(job.wait(), 0);
+  EXPECT_EQ(readFile(path), "plain\n");
+}
+
+TEST(ActivityLog, jobsStartingAtOnceLoseNothing) {
+  constexpr int ROUNDS = 5, JOBS = 12;
+  for (int round = 0; round < ROUNDS; ++round) {
+    const TempDir dir;
+    const std::string path = dir.file("log/scan.log");
+    test::writeFile(path, "2024-01-01 00:00:00.000 plain\n");
+    const test::Gate start;
+    std::vector<ForkedProcess> jobs;
+    for (int i = 0; i < JOBS; ++i)
+      jobs.emplace_back([&path, &start] {
+        CmdArgs args = arguments();
+        args.maxNumLogs = 100;
+        args.maxLogSize = 2048;
+        start.waitUntilOpen();
+        return LogManager(openActivityLog(args, path)).LogActivityLog(std::string(700, 'x')) != 0;
+      });
+    start.open(JOBS);
+    for (ForkedProcess& job : jobs)
+      EXPECT_EQ(job.wait(), 0);
+    std::string all;
+    for (const auto& [number, file] : getMatchingFilesMap(dir.file("log"), "scan", ".log"))
+      all += readFile(file);
+    ASSERT_EQ(std::count(all.begin(), all.end(), '\n'), JOBS + 1) << "round " << round;
+    ASSERT_NE(all.find("plain\n"), std::string::npos) << "round " << round;
+    ASSERT_TRUE(fs::is_symlink(path));
+    ASSERT_TRUE(fs::exists(path)) << "dangling";
+  }
 }
 
 }  // namespace

@@ -204,6 +204,25 @@ TEST_F(ResourceTest, killedInTheRewriteLeavesAUsableFile) {
   }
 }
 
+// What a reader sees at any moment is what a kill at that moment would leave.
+TEST_F(ResourceTest, everyMomentOfTheRewriteShowsAWholeFile) {
+  ASSERT_EQ(lock("mine"), RESOURCE_LOCKED);
+  const std::string without = content();
+  ForkedProcess writer([&] {
+    for (int i = 0; i < 100; ++i)
+      if (lock("r") != RESOURCE_LOCKED || unlock("r") != 0)
+        return 1;
+    return 0;
+  });
+  const std::string with = without + record("r", writer.pid());
+  while (test::isRunning(writer.pid()))
+    for (int i = 0; i < 50; ++i) {
+      const std::string seen = content();
+      ASSERT_TRUE(seen == without || seen == with) << seen;
+    }
+  EXPECT_EQ(writer.wait(), 0);
+}
+
 TEST_F(ResourceTest, lockFileIsWaitedForAndGivenUp) {
   ASSERT_EQ(lock("r"), RESOURCE_LOCKED);
   const Gate held, release;

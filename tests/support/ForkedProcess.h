@@ -41,7 +41,7 @@ class ForkedProcess final {
   pid_t m_pid;
 };
 
-// Lets another process wait until this one says so; either side may end unexpectedly.
+// Lets other processes wait until this one says so; either side may end unexpectedly.
 class Gate final {
  public:
   Gate() {
@@ -55,7 +55,9 @@ class Gate final {
   Gate(const Gate&) = delete;
   Gate& operator=(const Gate&) = delete;
 
-  void open() const { (void)!::write(m_ends[1], "x", 1); }
+  void open(std::size_t waiting = 1) const {
+    (void)!::write(m_ends[1], std::string(waiting, 'x').data(), waiting);
+  }
   void waitUntilOpen() const {
     char ignored = 0;
     (void)!::read(m_ends[0], &ignored, 1);
