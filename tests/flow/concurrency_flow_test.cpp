@@ -34,13 +34,19 @@ class ConcurrencyFlow : public Job {
     mountEntry(tree);
     return tree;
   }
-  // Starts a scan of a tree that takes a while and stops it in its walk, the lock held.
-  [[nodiscard]] Process startAndStop(int number, const Definition& definition) const {
+  // Starts a scan that holds its lock and blocks before its walk: what it opens for its result is
+  // a FIFO that nobody reads.
+  [[nodiscard]] Process startAndBlock(int number, const Definition& definition) const {
+    std::filesystem::create_directories(agent() + "/output/s1");
+    EXPECT_EQ(::mkfifo(resultPart(number).c_str(), 0600), 0);
     Process process = startRun(number, definition);
-    while (log().find(" STA0025I ") == std::string::npos)
-      ::usleep(500);
-    process.signal(SIGSTOP);
+    while (resourceFile().find("PID=" + std::to_string(process.pid()) + "\n") == std::string::npos)
+      ::usleep(1000);
     return process;
+  }
+  void readResultOf(int number) const { (void)readFile(resultPart(number)); }
+  [[nodiscard]] std::string resultPart(int number) const {
+    return agent() + "/output/s1/J.0000000" + std::to_string(number) + "_scan.0003.dat.part";
   }
 
   TempDir area;
@@ -65,23 +71,21 @@ TEST_F(ConcurrencyFlow, twentyScansOfTwentyFilesystemsAllSucceed) {
 }
 
 TEST_F(ConcurrencyFlow, secondScanOfAFilesystemEndsWith8) {
-  const Definition definition =
-      Definition().filesystem(1, makeTree(1, 20'000)).profile(1, "1", SUMMARY);
-  Process first = startAndStop(1, definition);
+  const Definition definition = Definition().filesystem(1, makeTree(1, 3)).profile(1, "1", SUMMARY);
+  Process first = startAndBlock(1, definition);
   Process second = startRun(2, definition);
   EXPECT_EQ(second.wait(), 8) << log();
   EXPECT_NE(log().find(" STA0531E "), std::string::npos);
   EXPECT_FALSE(exists(agent() + "/output/s1/J.00000002_scan.0003.dat"));
   EXPECT_NE(resourceFile().find("PID="), std::string::npos) << "the holder's record is gone";
-  first.signal(SIGCONT);
+  readResultOf(1);
   EXPECT_EQ(first.wait(), 0);
   EXPECT_EQ(resourceFile(), EMPTY_RESOURCE_FILE);
 }
 
-TEST_F(ConcurrencyFlow, scanKilledInItsWalkDoesNotStopTheNext) {
-  const Definition definition =
-      Definition().filesystem(1, makeTree(1, 20'000)).profile(1, "1", SUMMARY);
-  Process killed = startAndStop(1, definition);
+TEST_F(ConcurrencyFlow, scanKilledWithItsLockDoesNotStopTheNext) {
+  const Definition definition = Definition().filesystem(1, makeTree(1, 3)).profile(1, "1", SUMMARY);
+  Process killed = startAndBlock(1, definition);
   killed.signal(SIGKILL);
   EXPECT_EQ(killed.wait(), 1000 + SIGKILL);
   EXPECT_NE(resourceFile(), EMPTY_RESOURCE_FILE);
