@@ -71,7 +71,7 @@ void bindDirectory(FSRef& ref, MonDirSpec& dirSpec,
       !liesBelow(dirSpec.getMdsPath(), mountPoint, depth))
     return;
   TRACE(TR_GENERAL, "regionMatches(0, path, (dirSpec->mdsPath), 0, length) == TRUE");
-  ref.directories.insert(ref.directories.begin(), {&dirSpec, depth, mask});
+  ref.directories.push_front({&dirSpec, depth, mask});
   TRACE(TR_GENERAL, "Directory to Monitor: %s", dirSpec.getMdsPath().c_str());
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -49,7 +50,7 @@ struct FSRef {
   std::string source;      // device or export, as the mount table lists it
   std::string mountPoint;  // where the mount table has it
   std::vector<Assoc> assocs;
-  std::vector<MonDirSelection> directories;  // the one bound last comes first
+  std::deque<MonDirSelection> directories;  // the one bound last comes first
 };
 
 // All of it.
