@@ -4,7 +4,7 @@
 
 namespace orv {
 
-class CuStatResults;
+struct CuStatResults;
 class Scanner;
 struct FileAttributes;
 
