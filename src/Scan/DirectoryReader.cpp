@@ -7,7 +7,9 @@
 #include "Scan/Scanner.h"
 #include "Scan/Sid.h"
 #include "Scan/UserTable.h"
+#include "Scan/unix/DirectoryReaderTimed.h"
 #include "Scan/unix/DirectoryReaderUnix.h"
+#include "Scan/unix/ScannerUnix.h"
 #include "common/ut/Trace.h"
 
 namespace orv {
@@ -119,7 +121,11 @@ std::unique_ptr<DirectoryReader> DirectoryReaderFactory::createDirectoryReader(S
           "<pScanner> is NULL. Leaving method.");
     return nullptr;
   }
-  auto reader = std::make_unique<DirectoryReaderUnix>();
+  std::unique_ptr<DirectoryReader> reader;
+  if (static_cast<ScannerUnix*>(pScanner)->hasTimeout())
+    reader = std::make_unique<DirectoryReaderTimed>();
+  else
+    reader = std::make_unique<DirectoryReaderUnix>();
   reader->init(pScanner, fsType);
   return reader;
 }

@@ -22,6 +22,7 @@
 #include "Scan/FilesystemScan.h"
 #include "common/unx/Files.h"
 #include "common/unx/UniqueFd.h"
+#include "common/unx/virtstat.h"
 #include "common/ut/Text.h"
 #include "common/ut/Trace.h"
 
@@ -274,6 +275,7 @@ void ExecScan::cleanUp() {
   m_messageLog.reset();
   m_filesystemScan.reset();
   m_print.reset();
+  virtStatCleanUp();
   if (m_catalogOpened)
     m_catalog.close();
   if (m_traceOpened) {

@@ -14,6 +14,7 @@
 #include "Scan/ProfileBinder.h"
 #include "Scan/ResultsByFS.h"
 #include "Scan/unix/ScannerUnix.h"
+#include "Scan/unix/StreamRules.h"
 #include "common/nls/MessageLog.h"
 #include "common/ut/Trace.h"
 
@@ -111,8 +112,10 @@ bool FilesystemScan::handleMounts(MountsMap& map) {
 }
 
 void FilesystemScan::matchFilesystems(AgentScan& job) {
-  for (const auto& filesystem : *job.getFilesystems())
+  for (const auto& filesystem : *job.getFilesystems()) {
     matchFilesystem(*filesystem);
+    throwIfStopped();
+  }
 }
 
 void FilesystemScan::matchFilesystem(Filesystem& filesystem) {

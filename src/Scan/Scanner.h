@@ -74,6 +74,8 @@ class Scanner {
   [[nodiscard]] FileAttributes& info() noexcept { return *m_info; }
   [[nodiscard]] FileRecord& fileRecord() noexcept { return m_file; }
   [[nodiscard]] UserTable& users() const noexcept { return m_users; }
+  // Whether the directory being read, or opened, is the scan root.
+  [[nodiscard]] bool isAtRoot() const noexcept { return m_level == 0; }
   // The open directory above the one being opened; -1 at the root.
   [[nodiscard]] int parentDirectoryFd() const noexcept;
   // Collects the positions of the actions whose selection admits the current entry.

@@ -1,5 +1,6 @@
 #include "common/unx/virtstat.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -33,8 +34,10 @@ int errorOf(int operation, const std::string& path, int timeout = LONG) {
     struct statvfs64 statvfs;
     struct stat stat;
   } buffer;
+  DirectoryBlock block;
+  void* filled = operation == VS_READDIR ? static_cast<void*>(&block) : &buffer;
   int error = -1;
-  const int result = zplNFSsyscalls(path.c_str(), 0, &buffer, operation, timeout, error);
+  const int result = zplNFSsyscalls(path.c_str(), 0, filled, operation, timeout, error);
   return result == (error == 0 ? 0 : -1) ? error : -1;
 }
 
@@ -97,7 +100,32 @@ TEST_F(VirtStat, givesWhatTheSystemCallsGive) {
   ASSERT_EQ(zplNFSsyscalls("/", 0, &vfsGot, VS_STATVFS, LONG, error), 0);
   EXPECT_EQ(vfsGot.f_blocks, vfs.f_blocks);
   EXPECT_EQ(vfsGot.f_files, vfs.f_files);
-  EXPECT_EQ(zplNFSsyscalls(dir.path().c_str(), O_NOATIME, nullptr, VS_READDIR, LONG, error), 0);
+}
+
+// Enough names for several stretches, in the order of the directory's own stream.
+TEST_F(VirtStat, readsDirectoriesInStretches) {
+  for (int i = 0; i < 1000; ++i)
+    test::writeFile(dir.file(std::string(100, 'n') + std::to_string(i)), "");
+  std::vector<std::string> expected;
+  DIR* stream = ::opendir(dir.path().c_str());
+  while (const dirent64* entry = ::readdir64(stream))
+    expected.emplace_back(entry->d_name);
+  ::closedir(stream);
+
+  std::vector<std::string> names;
+  int calls = 0;
+  for (DirectoryBlock block; !block.isAtEnd; ++calls) {
+    int error = 0;
+    ASSERT_EQ(zplNFSsyscalls(dir.path().c_str(), O_NOATIME, &block, VS_READDIR, LONG, error), 0);
+    for (std::size_t at = 0; at < block.size;) {
+      const auto* entry = reinterpret_cast<const dirent64*>(block.entries + at);
+      names.emplace_back(entry->d_name);
+      at += entry->d_reclen;
+    }
+  }
+  EXPECT_EQ(names, expected);
+  EXPECT_GT(calls, 3);
+  EXPECT_EQ(expected.size(), 1002U);
 }
 
 TEST_F(VirtStat, givesTheErrorsOfTheSystemCalls) {

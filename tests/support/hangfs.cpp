@@ -1,5 +1,6 @@
 // hangfs SOURCE MOUNTPOINT [statfs]: a filesystem that shows SOURCE, read-only, at MOUNTPOINT and
-// never answers for entries of certain names. Runs in the foreground until it is killed.
+// never answers for entries of certain names. Directories list their names in order. Runs in the
+// foreground until it is killed.
 //
 //   hang-stat...   when it is looked up or examined
 //   hang-open...   when it is opened
@@ -119,6 +120,25 @@ class Server final {
     return static_cast<std::uint64_t>(found - m_paths.begin()) + FUSE_ROOT_ID;
   }
 
+  struct Name {
+    std::string text;
+    std::uint64_t inode;
+    std::uint32_t type;
+  };
+
+  // In the order of their text, so that tests know which entry comes after which.
+  static int namesOf(const std::string& directory, std::vector<Name>& names) {
+    DIR* stream = ::opendir(directory.c_str());
+    if (stream == nullptr)
+      return errno;
+    while (const dirent* entry = ::readdir(stream))
+      names.push_back({entry->d_name, entry->d_ino, entry->d_type});
+    ::closedir(stream);
+    std::sort(names.begin(), names.end(),
+              [](const Name& a, const Name& b) { return a.text < b.text; });
+    return 0;
+  }
+
   static int attributesOf(const std::string& file, fuse_attr& attributes) {
     struct stat st {};
     if (::lstat(file.c_str(), &st) != 0)
@@ -188,26 +208,22 @@ class Server final {
     if (isNamed(pathOf(request), "hang-read"))
       return NO_ANSWER;
     const auto& in = request.as<fuse_read_in>();
-    DIR* stream = ::opendir(sourceOf(request).c_str());
-    if (stream == nullptr)
-      return errno;
-    std::uint64_t number = 0;
-    while (const dirent* entry = ::readdir(stream)) {
-      if (number++ < in.offset)
-        continue;
-      const std::size_t length = std::strlen(entry->d_name);
-      if (m_out.size() + FUSE_DIRENT_ALIGN(FUSE_NAME_OFFSET + length) > in.size)
+    std::vector<Name> names;
+    if (const int error = namesOf(sourceOf(request), names); error != 0)
+      return error;
+    for (std::uint64_t number = in.offset; number < names.size(); ++number) {
+      const Name& name = names[number];
+      if (m_out.size() + FUSE_DIRENT_ALIGN(FUSE_NAME_OFFSET + name.text.size()) > in.size)
         break;
       fuse_dirent head{};
-      head.ino = entry->d_ino;
-      head.off = number;
-      head.namelen = static_cast<std::uint32_t>(length);
-      head.type = entry->d_type;
+      head.ino = name.inode;
+      head.off = number + 1;
+      head.namelen = static_cast<std::uint32_t>(name.text.size());
+      head.type = name.type;
       m_out.append(reinterpret_cast<const char*>(&head), FUSE_NAME_OFFSET);
-      m_out.append(entry->d_name, length);
+      m_out.append(name.text);
       m_out.resize(FUSE_DIRENT_ALIGN(m_out.size()));
     }
-    ::closedir(stream);
     return 0;
   }
 

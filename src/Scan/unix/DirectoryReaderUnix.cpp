@@ -3,48 +3,16 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cstring>
 
-#include "Common/ORVException.h"
-#include "Common/unix/pssignal.h"
-#include "Probe/Filesystem.h"
 #include "Scan/FileAttributes.h"
 #include "Scan/FileRecord.h"
 #include "Scan/LocalPath.h"
 #include "Scan/unix/ScannerUnix.h"
-#include "common/nls/MessageLog.h"
-#include "common/thrd/StopFlag.h"
+#include "Scan/unix/StreamRules.h"
 #include "common/unx/UniqueFd.h"
-#include "common/ut/Text.h"
 #include "common/ut/Trace.h"
 
 namespace orv {
-namespace {
-
-// A directory this large in bytes may hold more entries than are worth examining in stream order;
-// the smallest entry of the common disk filesystems takes about 8 bytes.
-constexpr std::int64_t LARGE_DIRECTORY_BYTES = 65'536;
-
-void throwIfStopped() {
-  if (!agentStop.load(std::memory_order_relaxed)) [[likely]]
-    return;
-  traceCaughtSignal();
-  // The text names the other platform's reader; it is kept so in every trace.
-  TRACE(TR_ERROR, "DirectoryReaderWin32::NextDirEntry() : agentStop is true");
-  throw new ScanAbortException("Scan abort initiated by Server -> terminating scan");
-}
-
-bool isPassedOver(const char* name, int fsType) noexcept {
-  if (name[0] != '.')
-    return false;
-  if (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))
-    return true;
-  return Filesystem::isZENFSFileset(static_cast<std::int16_t>(fsType)) &&
-         std::strcmp(name, ".flashcopy") == 0;
-}
-
-}  // namespace
-
 long DirectoryReaderUnix::getHandle() const {
   return reinterpret_cast<long>(m_stream.get());
 }
@@ -67,25 +35,26 @@ int DirectoryReaderUnix::directoryFd() const noexcept {
   return m_stream ? ::dirfd(m_stream.get()) : -1;
 }
 
+bool DirectoryReaderUnix::pathToOpen(const std::string& path, std::string& local) const {
+  const auto& scanner = static_cast<const ScannerUnix&>(*m_scanner);
+  std::size_t length = 0;
+  std::size_t available = Scanner::MAX_OPEN_PATH;
+  const LocalPath* localPath = scanner.localPath();
+  return localPath != nullptr ? localPath->retrieve(path, local, available)
+                              : scanner.ScannerInitOpen(path, local, &length);
+}
+
 DIR* DirectoryReaderUnix::openStream(const std::string& path) const {
   auto& scanner = static_cast<ScannerUnix&>(*m_scanner);
   std::string local;
-  std::size_t length = 0;
-  if (const LocalPath* localPath = scanner.localPath()) {
-    std::size_t available = Scanner::MAX_OPEN_PATH;
-    if (!localPath->retrieve(path, local, available))
-      return nullptr;
-  } else if (!scanner.ScannerInitOpen(path, local, &length)) {
+  if (!pathToOpen(path, local))
     return nullptr;
-  }
   const int parent = scanner.examinesByPath() ? -1 : scanner.parentDirectoryFd();
   const char* name = parent < 0 ? local.c_str() : local.c_str() + local.rfind('/') + 1;
   UniqueFd fd(scanner.openDirectory(parent < 0 ? AT_FDCWD : parent, name, parent >= 0));
   DIR* stream = fd ? ::fdopendir(fd.get()) : nullptr;
   if (stream == nullptr) {
-    const int error = errno;
-    TRACE(TR_MAX, ">> opendir() failed on %s \n", local.c_str());
-    issueMessage(msg::STA0121E, {path, errnoText(error)});
+    reportOpenFailure(path, errno);
     return nullptr;
   }
   (void)fd.release();
@@ -158,8 +127,7 @@ bool DirectoryReaderUnix::nextEntry(const std::string& path, long handle, int fs
   endOfStream();
   if (readError != 0) {
     // The stream is given up: asked again, this reader is at its end.
-    issueMessage(msg::STA0122E, {path, errnoText(readError)});
-    throw LocalizableException("read directory " + path + ": " + errnoText(readError));
+    throwReadFailure(path, readError);
   }
   m_scanner->stepToParent();
   return false;

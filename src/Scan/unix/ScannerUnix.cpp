@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <array>
 
+#include "Common/GenericException.h"
 #include "Scan/unix/SnapshotDirectory.h"
+#include "Scan/unix/StreamRules.h"
 #include "common/nls/MessageLog.h"
+#include "common/unx/virtstat.h"
 #include "common/ut/Text.h"
 #include "common/ut/Trace.h"
 
@@ -50,7 +53,8 @@ std::uint32_t attributesOf(std::uint32_t mode, std::uint8_t type) noexcept {
 ScannerUnix::ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> actions,
                          UserTable& users, FileTypeTable& fileTypes, int nfsTimeout,
                          const std::string& localRoot)
-    : Scanner(filesystem, std::move(actions), users, fileTypes), m_nfsTimeout(nfsTimeout) {
+    : Scanner(filesystem, std::move(actions), users, fileTypes),
+      m_nfsTimeout(std::max(nfsTimeout, 0)) {
   TRACE_METHOD("ScannerUnix(...)");
   if (Filesystem::isZENFSFileset(filesystem.fsType))
     TRACE(TR_MAX, "filesystem->isZENFSFileset(filesystem->fsType) == TRUE");
@@ -69,10 +73,36 @@ void ScannerUnix::setLocalPath(const std::string& serverRoot, const std::string&
   m_localPath->localRoot = withoutSlash(localRoot);
 }
 
-int ScannerUnix::examine(FileRecord& file) const {
+int ScannerUnix::ask(int operation, const char* path, int flag, void* buffer) {
+  int error = 0;
+  (void)zplNFSsyscalls(path, flag, buffer, operation, m_nfsTimeout, error);
+  if (error == EINTR)
+    throwIfStopped();
+  m_timeoutsInRow = error == ETIMEDOUT ? m_timeoutsInRow + 1 : 0;
+  return error;
+}
+
+void ScannerUnix::checkFilesystem() {
+  if (m_timeoutsInRow < MAX_TIMEOUTS)
+    return;
+  throw new GenericException(
+      msg::STA0530E,
+      {filesystem().fsMountPoint,
+       formatText("%d calls in a row took longer than %d seconds", m_timeoutsInRow, m_nfsTimeout)});
+}
+
+int ScannerUnix::examine(FileRecord& file) {
   if (file.pathIsCut)
     return ENAMETOOLONG;
-  return file.examined ? file.error : examineEntry(file.directory, file.name, file.st);
+  if (file.examined)
+    return file.error;
+  if (!hasTimeout())
+    return examineEntry(file.directory, file.name, file.st);
+  struct stat st;
+  const int error = ask(VS_LSTAT, file.name, 0, &st);
+  if (error == 0)
+    file.st.assign(st);
+  return error;
 }
 
 bool ScannerUnix::Stat(FileRecord& file) {

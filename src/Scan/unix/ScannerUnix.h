@@ -14,8 +14,11 @@ namespace orv {
 // opens directories. Owner and threads as for Scanner.
 class ScannerUnix final : public Scanner {
  public:
-  // `nfsTimeout` in seconds, 0 for none. `localRoot` is the local path of the filesystem where it
-  // differs from the mount point that the server knows; empty otherwise.
+  // Calls in a row that went unanswered, after which the filesystem is given up.
+  static constexpr int MAX_TIMEOUTS = 10;
+
+  // `nfsTimeout` in seconds, 0 or less for none. `localRoot` is the local path of the filesystem
+  // where it differs from the mount point that the server knows; empty otherwise.
   ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> actions, UserTable& users,
               FileTypeTable& fileTypes, int nfsTimeout, const std::string& localRoot);
 
@@ -28,8 +31,14 @@ class ScannerUnix final : public Scanner {
   void setLocalPath(const std::string& serverRoot, const std::string& localRoot);
   void freeLocalPath() noexcept { m_localPath.reset(); }
 
+  // Whether the stat thread makes the calls on the filesystem, and each may take that long only.
+  [[nodiscard]] bool hasTimeout() const noexcept { return m_nfsTimeout != 0; }
+  // Has the stat thread make a call, see zplNFSsyscalls. 0, or the errno value; throws
+  // ScanAbortException* when the scan is stopped meanwhile.
+  [[nodiscard]] int ask(int operation, const char* path, int flag, void* buffer);
+
   // Whether entries are examined and opened by their path instead of below the open directory.
-  [[nodiscard]] bool examinesByPath() const noexcept { return m_nfsTimeout != 0 || m_localPath; }
+  [[nodiscard]] bool examinesByPath() const noexcept { return hasTimeout() || m_localPath; }
 
   // Opens a directory below `parent` for reading, close-on-exec and without touching its access
   // time where that is allowed; `noFollow` refuses a link. -1 with errno on failure.
@@ -41,12 +50,14 @@ class ScannerUnix final : public Scanner {
 
  protected:
   [[nodiscard]] std::string snapshotDirectory() override;
+  void checkFilesystem() override;
 
  private:
-  [[nodiscard]] int examine(FileRecord& file) const;
+  [[nodiscard]] int examine(FileRecord& file);
   [[nodiscard]] bool isOnLocalDisk();
 
-  int m_nfsTimeout;
+  int m_nfsTimeout;         // seconds; 0 for none
+  int m_timeoutsInRow = 0;  // calls since the last one that was answered
   std::unique_ptr<LocalPath> m_localPath;
   bool m_mayKeepAccessTime = true;
   std::optional<bool> m_onLocalDisk;  // found out when first asked

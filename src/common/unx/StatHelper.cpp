@@ -14,23 +14,53 @@
 #include <iterator>
 
 #include "common/unx/UniqueFd.h"
+#include "common/unx/virtstat.h"
 
 namespace orv::stathelper {
 namespace {
 
-// Opens the directory and has its first entries delivered.
-int probeDirectory(const Tap& tap, Result&) {
-  UniqueFd fd(::open(tap.path, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | tap.flag));
-  DIR* stream = fd ? ::fdopendir(fd.get()) : nullptr;
-  if (stream == nullptr)
+// Room that any entry fits into.
+constexpr std::size_t LARGEST_ENTRY = sizeof(dirent64);
+
+// The entries read last. They follow the reply to the call.
+DirectoryBlock block;
+
+int openDirectory(const Tap& tap) noexcept {
+  const int flags = O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | tap.flag;
+  const int fd = ::open(tap.path, flags);
+  return fd < 0 && errno == EPERM ? ::open(tap.path, flags & ~O_NOATIME) : fd;
+}
+
+// Reads on in an open directory. Entries that were read before a failure are delivered; the next
+// stretch then begins with the failure.
+int readEntries(int fd) noexcept {
+  while (!block.isAtEnd && block.size + LARGEST_ENTRY <= DirectoryBlock::CAPACITY) {
+    const ssize_t got =
+        ::getdents64(fd, block.entries + block.size, DirectoryBlock::CAPACITY - block.size);
+    if (got < 0)
+      return block.size > 0 ? 0 : -1;
+    block.isAtEnd = got == 0;
+    const std::uint32_t end = block.size + static_cast<std::uint32_t>(got);
+    while (block.size < end) {
+      const auto* entry = reinterpret_cast<const dirent64*>(block.entries + block.size);
+      block.position = entry->d_off;
+      block.size += entry->d_reclen;
+    }
+  }
+  return 0;
+}
+
+int readDirectory(const Tap& tap, Result& result) {
+  const UniqueFd fd(openDirectory(tap));
+  if (!fd || (tap.position != 0 && ::lseek64(fd.get(), tap.position, SEEK_SET) < 0))
     return -1;
-  (void)fd.release();
-  errno = 0;
-  (void)::readdir64(stream);
-  const int error = errno;
-  ::closedir(stream);
-  errno = error;
-  return error == 0 ? 0 : -1;
+  block.position = tap.position;
+  block.size = 0;
+  block.isAtEnd = false;
+  if (readEntries(fd.get()) != 0)
+    return -1;
+  result.stretch = {block.position, block.size, block.isAtEnd};
+  return 0;
 }
 
 // The operations, by number.
@@ -44,7 +74,7 @@ constexpr Operation OPERATIONS[] = {
     {sizeof(struct statvfs64), [](const Tap& t, Result& r) { return ::statvfs64(t.path, &r.statvfs); }},
     {sizeof(struct stat),      [](const Tap& t, Result& r) { return ::stat(t.path, &r.stat); }},
     {sizeof(struct stat),      [](const Tap& t, Result& r) { return ::lstat(t.path, &r.stat); }},
-    {0,                        probeDirectory},
+    {sizeof(Stretch),          readDirectory},
 };
 // clang-format on
 
@@ -124,7 +154,9 @@ void serve(int requests, int replies, pid_t parent) noexcept {
     std::memset(&reply, 0, sizeof reply);
     reply.number = tap.number;
     reply.error = OPERATIONS[tap.operation].perform(tap, reply.result) == 0 ? 0 : errno;
-    if (!writeFully(replies, {reinterpret_cast<const char*>(&reply), sizeof reply}))
+    const bool hasEntries = tap.operation == VS_READDIR && reply.error == 0;
+    if (!writeFully(replies, {reinterpret_cast<const char*>(&reply), sizeof reply}) ||
+        !writeFully(replies, {block.entries, hasEntries ? block.size : 0}))
       break;
   }
   ::_exit(0);

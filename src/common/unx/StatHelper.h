@@ -21,10 +21,18 @@ struct Tap {
   std::uint64_t number;
   std::int32_t operation;
   std::int32_t flag;
+  std::int64_t position;  // VS_READDIR: where to begin
   std::uint32_t pathLength;
   char path[MAX_PATH_LENGTH + 1];
 
   [[nodiscard]] std::size_t length() const noexcept { return offsetof(Tap, path) + pathLength; }
+};
+
+// What VS_READDIR found; its entries follow the reply.
+struct Stretch {
+  std::int64_t position;
+  std::uint32_t size;
+  bool isAtEnd;
 };
 
 // What the calls fill.
@@ -32,6 +40,7 @@ union Result {
   struct statfs64 statfs;
   struct statvfs64 statvfs;
   struct stat stat;
+  Stretch stretch;
 };
 
 // A reply, always written whole.

@@ -119,6 +119,7 @@ class StatThread final {
  private:
   [[nodiscard]] bool CreateStatFsThread();
   [[nodiscard]] int tryOnTap(const Limit& limit);
+  [[nodiscard]] int receiveEntries(const Limit& limit);
   void reapAbandoned();
 
   UniqueFd m_requests;
@@ -127,6 +128,7 @@ class StatThread final {
   std::vector<pid_t> m_abandoned;  // killed, and not yet seen to have ended
   Tap m_tap{};
   Reply m_reply{};
+  DirectoryBlock* m_block = nullptr;  // what the call fills; null for another than VS_READDIR
 };
 
 // A pipe whose `ownEnd` (0 to read, 1 to write) never blocks.
@@ -188,7 +190,20 @@ int StatThread::tryOnTap(const Limit& limit) {
     error = receive(m_replies.get(), reinterpret_cast<char*>(&m_reply), sizeof m_reply, limit);
   if (error == 0 && m_reply.number != m_tap.number)
     error = EPIPE;
+  if (error == 0 && m_reply.error == 0 && m_block != nullptr)
+    error = receiveEntries(limit);
   return error;
+}
+
+// The entries of a directory follow the reply.
+int StatThread::receiveEntries(const Limit& limit) {
+  const stathelper::Stretch& stretch = m_reply.result.stretch;
+  if (stretch.size > DirectoryBlock::CAPACITY)
+    return EPIPE;
+  m_block->position = stretch.position;
+  m_block->size = stretch.size;
+  m_block->isAtEnd = stretch.isAtEnd;
+  return receive(m_replies.get(), m_block->entries, stretch.size, limit);
 }
 
 int StatThread::call(const char* path, int flag, void* buffer, int operation, int timeoutSeconds) {
@@ -197,6 +212,8 @@ int StatThread::call(const char* path, int flag, void* buffer, int operation, in
     return ENAMETOOLONG;
   m_tap.operation = operation;
   m_tap.flag = flag;
+  m_block = operation == VS_READDIR ? static_cast<DirectoryBlock*>(buffer) : nullptr;
+  m_tap.position = m_block != nullptr ? m_block->position : 0;
   m_tap.pathLength = static_cast<std::uint32_t>(length);
   std::memcpy(m_tap.path, path, length);
 
@@ -215,7 +232,7 @@ int StatThread::call(const char* path, int flag, void* buffer, int operation, in
     TRACE(TR_ERROR, "zplNFSsyscalls: stale mount point for (%s)\n", path);
   if (error != 0)
     return error;
-  if (m_reply.error == 0 && stathelper::resultSize(operation) > 0)
+  if (m_reply.error == 0 && m_block == nullptr)
     std::memcpy(buffer, &m_reply.result,
                 static_cast<std::size_t>(stathelper::resultSize(operation)));
   return m_reply.error;

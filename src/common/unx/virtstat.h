@@ -1,5 +1,10 @@
 #pragma once
 
+#include <dirent.h>
+
+#include <cstddef>
+#include <cstdint>
+
 // Stat calls with a time-out, for mounts whose server may not answer.
 //
 // A thread asleep in the kernel keeps its whole process from ending, even after SIGKILL, and the
@@ -18,15 +23,26 @@ enum StatOperation : int {
   VS_STATVFS = 1,  // struct statvfs64
   VS_STAT = 2,     // struct stat
   VS_LSTAT = 3,    // struct stat, never following a link
-  VS_READDIR = 4,  // nothing: whether the directory answers when it is opened and read
+  VS_READDIR = 4,  // DirectoryBlock
+};
+
+// A stretch of a directory. Several calls read it whole, each opening it anew: a helper that is
+// gone takes no half-read directory with it.
+struct DirectoryBlock {
+  static constexpr std::size_t CAPACITY = 32'768;
+
+  std::int64_t position = 0;  // where to begin, 0 for the start; then where the next stretch begins
+  std::uint32_t size = 0;     // bytes of `entries` that are filled
+  bool isAtEnd = false;       // nothing follows
+  alignas(dirent64) char entries[CAPACITY];  // one dirent64 after the other, each d_reclen long
 };
 
 // Makes the call `operation` on `path` (absolute, at most 4,096 characters) and waits at most
 // `timeoutSeconds` (above 0) for its answer, less when the process-wide stop flag is set.
 //
-// `buffer` takes the structure; it may be null for VS_READDIR, and is untouched on failure. `flag`
-// is added to the flags with which VS_READDIR opens the directory (O_NOATIME); the others ignore
-// it.
+// `buffer` takes the structure and is worth nothing after a failure. `flag` is added to the flags
+// with which VS_READDIR opens the directory (O_NOATIME where that is allowed, O_NOFOLLOW); the
+// others ignore it.
 //
 // 0; or -1 with `errCode` set to the call's errno, ETIMEDOUT when no answer came in time, EINTR
 // when the job was stopped meanwhile, EINVAL for an unknown operation, or why no helper could be
