@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <utility>
@@ -92,7 +93,7 @@ class NMost final {
   std::int32_t m_retained = 0;
   std::uint32_t m_nextSequence = 0;
   std::int64_t m_pendingKey = 0;
-  std::int64_t m_lowestKey = 0;  // of the entries, once there is one
+  std::int64_t m_lowestKey = std::numeric_limits<std::int64_t>::max();  // of the entries
   std::multimap<Orderer, std::unique_ptr<Record>> m_entries;
   std::unique_ptr<Record> m_spare;
 };

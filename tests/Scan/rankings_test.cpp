@@ -38,6 +38,7 @@ TEST(NMost, keepsTheHighestKeys) {
       {3, {-1, -3}, {0, 1}},               // fewer than asked for
       {1, {1, 2, 3, 4, 5, 4}, {4}},
       {2, {}, {}},
+      {0, {1, MAX}, {}},
   };
   for (const Row& row : rows) {
     NMost<Numbered> most(row.count);
