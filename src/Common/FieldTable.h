@@ -52,8 +52,7 @@ constexpr Field<Record> integerField(std::string_view name) {
 
 template <typename Record, auto Member>
 constexpr Field<Record> flagField(std::string_view name) {
-  return {name,
-          [](Record& record, const std::string& text) { parseFlag(text, record.*Member); },
+  return {name, [](Record& record, const std::string& text) { parseFlag(text, record.*Member); },
           [](const Record& record) { return flagText(record.*Member); }};
 }
 
@@ -65,7 +64,8 @@ constexpr Field<Record> stringField(std::string_view name) {
 
 // The field of that header name; null when the table has none.
 template <typename Record>
-const Field<Record>* findField(std::span<const Field<Record>> fields, std::string_view name) {
+[[nodiscard]] const Field<Record>* findField(std::span<const Field<Record>> fields,
+                                             std::string_view name) {
   const auto found = std::find_if(fields.begin(), fields.end(),
                                   [name](const Field<Record>& f) { return f.name == name; });
   return found == fields.end() ? nullptr : &*found;
@@ -73,7 +73,7 @@ const Field<Record>* findField(std::span<const Field<Record>> fields, std::strin
 
 // The names in table order: the record's header line.
 template <typename Record>
-std::vector<std::string> fieldNames(std::span<const Field<Record>> fields) {
+[[nodiscard]] std::vector<std::string> fieldNames(std::span<const Field<Record>> fields) {
   std::vector<std::string> names;
   for (const Field<Record>& field : fields)
     names.emplace_back(field.name);
@@ -82,7 +82,8 @@ std::vector<std::string> fieldNames(std::span<const Field<Record>> fields) {
 
 // The values in table order: the record's data line.
 template <typename Record>
-std::vector<std::string> fieldValues(std::span<const Field<Record>> fields, const Record& record) {
+[[nodiscard]] std::vector<std::string> fieldValues(std::span<const Field<Record>> fields,
+                                                   const Record& record) {
   std::vector<std::string> values;
   for (const Field<Record>& field : fields)
     values.push_back(field.write(record));

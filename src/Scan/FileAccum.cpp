@@ -52,7 +52,7 @@ LargeFileAccum::LargeFileAccum(std::int32_t nMaxToRetain)
 
 void LargeFileAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pScanner == nullptr || pInfo == nullptr)
+  if (!areGiven(pScanner, pInfo))
     return;
   const bool inBlocks = Filesystem::isFAT(pScanner->filesystem().fsType);
   const std::int64_t size = inBlocks ? pInfo->faBlocks : pInfo->faLength;
@@ -67,7 +67,7 @@ OldFileAccum::OldFileAccum(std::int32_t nMaxToRetain) : FileAccum("OldFileAccum"
 
 void OldFileAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pInfo != nullptr)
+  if (areGiven(pScanner, pInfo))
     add(pScanner, pInfo, olderFirst(pInfo->faAccessed), SF_LEAST_ACCESSED);
 }
 
@@ -80,7 +80,8 @@ VulnerableFileAccum::VulnerableFileAccum(std::int32_t nMaxToRetain)
 
 void VulnerableFileAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pInfo != nullptr && (pInfo->faAttributes & FA_ARCHIVE) != 0 && pInfo->faType != FT_DIRECTORY)
+  if (areGiven(pScanner, pInfo) && (pInfo->faAttributes & FA_ARCHIVE) != 0 &&
+      pInfo->faType != FT_DIRECTORY)
     add(pScanner, pInfo, olderFirst(pInfo->faModified), SF_OLDEST_NOT_BACKED_UP);
 }
 
@@ -93,7 +94,7 @@ LargestOrphansAccum::LargestOrphansAccum(std::int32_t nMaxToRetain)
 
 void LargestOrphansAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pInfo != nullptr && isOrphan(*pInfo))
+  if (areGiven(pScanner, pInfo) && isOrphan(*pInfo))
     add(pScanner, pInfo, pInfo->faLength, SF_LARGEST_ORPHANS);
 }
 
@@ -106,7 +107,7 @@ OldestOrphansAccum::OldestOrphansAccum(std::int32_t nMaxToRetain)
 
 void OldestOrphansAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pInfo != nullptr && isOrphan(*pInfo))
+  if (areGiven(pScanner, pInfo) && isOrphan(*pInfo))
     add(pScanner, pInfo, olderFirst(pInfo->faAccessed), SF_OLDEST_ORPHANS);
 }
 

@@ -46,7 +46,7 @@ bool FileTypeAccum::extractExtensionName(std::string_view name, bool winOS,
 
 void FileTypeAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pScanner == nullptr || pInfo == nullptr || pInfo->faType != FT_REGULAR)
+  if (!areGiven(pScanner, pInfo) || pInfo->faType != FT_REGULAR)
     return;
   std::string_view ext;
   if (!extractExtensionName(pInfo->faName, m_winOS, ext))

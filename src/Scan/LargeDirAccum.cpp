@@ -55,7 +55,7 @@ void LargeDirAccum::leaveDirectory() {
 void LargeDirAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
   SDirectory* directory = m_open.head();
-  if (pScanner == nullptr || pInfo == nullptr || directory == nullptr)
+  if (!areGiven(pScanner, pInfo) || directory == nullptr)
     return;
   if (pInfo->faType == FT_REGULAR || pInfo->faType == FT_SYMLINK)
     ++directory->dirFileCount;

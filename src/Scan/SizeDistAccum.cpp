@@ -11,11 +11,8 @@ SizeDistAccum::SizeDistAccum(SSizeDist* record) : Accumulator("SizeDistAccum"), 
 
 void SizeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pScanner == nullptr || pInfo == nullptr) {
-    TRACE(TR_MAX,
-          "ERROR: At least one of the parameters <pScanner>, <pInfo> is NULL. Leaving method.");
+  if (!areGiven(pScanner, pInfo))
     return;
-  }
   const std::size_t bucket = SizeRanges::bucket(pInfo->faLength);
   addSaturating(m_record->szdSizes[bucket], pInfo->faLength);
   ++m_record->szdCounts[bucket];

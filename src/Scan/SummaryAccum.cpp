@@ -10,11 +10,8 @@ SummaryAccum::SummaryAccum(SSummary* record) : Accumulator("SummaryAccum"), m_pS
 
 void SummaryAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pScanner == nullptr || pInfo == nullptr) {
-    TRACE(TR_MAX,
-          "ERROR: At least one of the parameters <pScanner>, <pInfo> is NULL. Leaving method.");
+  if (!areGiven(pScanner, pInfo))
     return;
-  }
   if (pInfo->faType == FT_REGULAR || pInfo->faType == FT_SYMLINK)
     ++m_pSSummary->sumFileCount;
   else if (pInfo->faType == FT_DIRECTORY)

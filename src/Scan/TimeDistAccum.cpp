@@ -43,7 +43,7 @@ TimeDistAccum::TimeDistAccum(const char* name, STimeDist* record)
 
 void TimeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pScanner == nullptr || pInfo == nullptr)
+  if (!areGiven(pScanner, pInfo))
     return;
   const std::int64_t age = pScanner->scanStart() - time(pInfo) / 1000;
   if (age < -DAY) {
@@ -96,6 +96,7 @@ std::int64_t CreatedDistAccum::time(FileAttributes* pInfo) {
 BackupDistAccum::BackupDistAccum(STimeDist* record) : TimeDistAccum("BackupDistAccum", record) {}
 
 void BackupDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
   if (pScanner == nullptr || pInfo == nullptr) {
     TRACE(
         TR_MAX,

@@ -38,8 +38,10 @@ UserOrGroupAccum::UserOrGroupAccum(int kind, const Filesystem& filesystem)
 
 void UserOrGroupAccum::accumulate(Scanner*, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
-  if (pInfo == nullptr)
+  if (pInfo == nullptr) {
+    TRACE(TR_MAX, "The parameter FileAttributes <pInfo> is NULL. Leaving method.");
     return;
+  }
   const UserOrGroup* identity = identityOf(*pInfo);
   if (identity == nullptr)
     return;

@@ -19,7 +19,7 @@ inline constexpr const char* NULL_INSERT = "<NULL>";
 
 // A value put into a message's text. Built from a name or any other text, control characters are
 // shown as \xNN, so that no file name can forge a log line; `lines` keeps the line breaks of a text
-// that the job composed itself (of parts that went through `safeName`).
+// that the job composed itself (of parts that went through `withoutControlCharacters`).
 class Insert final {
  public:
   Insert(std::string_view text);  // NOLINT: implicit, so that call sites list plain values
