@@ -109,29 +109,22 @@ TEST_F(CuStatAccumTest, switchesChooseTheStatistics) {
   }
 }
 
-TEST_F(CuStatAccumTest, recordsAreIdentifiedAtOnce) {
+TEST_F(CuStatAccumTest, recordsShareTheScanTimeAndCarryTheCapacity) {
   filesystem.fsCapacity = 100;
   filesystem.fsFreeSpace = 60;
   filesystem.fsUsedSpace = 40;
   profile.sdSummary = 1;
-  profile.sdSizeDistribution = profile.sdGroupByAccess = profile.sdGroupByMod = true;
+  profile.sdGroupByAccess = profile.sdGroupByMod = true;
   CuStatAccum accum;
   accum.buildAccum(profile, filesystem);
-  const CuStatResults& results = *accum.results();
-  EXPECT_EQ(results.srID, 7);
-  EXPECT_EQ(results.srSummary->sumFilesystemID, 3);
-  EXPECT_EQ(results.srSummary->sumStatisticID, 7);
-  EXPECT_EQ(results.srSummary->sumCapacity, 100);
-  EXPECT_EQ(results.srSummary->sumFreeSpace, 60);
-  EXPECT_EQ(results.srSummary->sumUsedSpace, 40);
-  EXPECT_GT(results.srSummary->sumScanTime, 0);
-  EXPECT_EQ(results.srSummary->sumScanTime % 1000, 0);
-  EXPECT_EQ(results.srSizeDist->szdFilesystemID, 3);
-  EXPECT_EQ(results.srSizeDist->szdStatisticID, 7);
-  EXPECT_EQ(results.srAccessed->tdFilesystemID, 3);
-  EXPECT_EQ(results.srAccessed->tdStatisticID, 7);
-  EXPECT_EQ(results.srAccessed->tdScanTime, results.srSummary->sumScanTime);
-  EXPECT_EQ(results.srModified->tdScanTime, results.srSummary->sumScanTime);
+  const SSummary& summary = *accum.results()->srSummary;
+  EXPECT_EQ(summary.sumCapacity, 100);
+  EXPECT_EQ(summary.sumFreeSpace, 60);
+  EXPECT_EQ(summary.sumUsedSpace, 40);
+  EXPECT_GT(summary.sumScanTime, 0);
+  EXPECT_EQ(summary.sumScanTime % 1000, 0);
+  EXPECT_EQ(accum.results()->srAccessed->tdScanTime, summary.sumScanTime);
+  EXPECT_EQ(accum.results()->srModified->tdScanTime, summary.sumScanTime);
 }
 
 TEST_F(CuStatAccumTest, stampsTheFilesystemWithItsComputer) {

@@ -1,23 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-
-#include "Common/GenericPrint.h"
 #include "Common/ParserAPI.h"
 #include "Scan/AgentScan.h"
-#include "support/TempDir.h"
+#include "support/Printed.h"
 
 namespace orv {
 namespace {
 
-// What `lines` prints, read back from the file.
-std::string printed(const std::function<void(GenericPrint&)>& lines) {
-  const test::TempDir dir;
-  GenericPrint print(dir.file("out"));
-  lines(print);
-  print.close();
-  return test::readFile(dir.file("out"));
-}
+using test::printed;
 
 constexpr const char* PROFILE_NAMES =
     "sdID,sdAlertID,sdCreator,sdName,sdDescription,sdType,sdShare,sdLargestDirectories,"

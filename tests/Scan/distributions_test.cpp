@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <stdexcept>
 
 #include "Scan/AccumulatorFixture.h"
@@ -48,6 +49,18 @@ class DistributionsTest : public AccumulatorTest {
     return average.tdAverageAge;
   }
 
+  // Where a file of that age, 40 bytes long, is counted.
+  std::size_t bucketOf(std::int64_t age) {
+    STimeDist one;
+    ModifiedDistAccum accumulator(&one);
+    FileAttributes info = aged(age, 40);
+    accumulator.accumulate(&scanner, &info);
+    const auto bucket = std::find(one.tdCounts.begin(), one.tdCounts.end(), 1);
+    EXPECT_TRUE(std::equal(one.tdCounts.begin(), one.tdCounts.end(), one.tdSizes.begin(),
+                           [](auto count, auto size) { return size == 40 * count; }));
+    return static_cast<std::size_t>(bucket - one.tdCounts.begin());
+  }
+
   static constexpr std::int64_t UNTOUCHED = 12345;
   STimeDist record;
 };
@@ -77,41 +90,16 @@ TEST_F(DistributionsTest, sumsStopAtTheEndOfTheirRange) {
 }
 
 TEST_F(DistributionsTest, ageBoundsAreInclusive) {
-  struct Row {
-    std::int64_t age;
-    std::size_t bucket;
-  };
-  const Row rows[] = {
-      {0, 0},
-      {DAY, 0},
-      {DAY + 1, 1},
-      {7 * DAY, 1},
-      {7 * DAY + 1, 2},
-      {30 * DAY, 2},
-      {30 * DAY + 1, 3},
-      {60 * DAY, 3},
-      {60 * DAY + 1, 4},
-      {90 * DAY, 4},
-      {90 * DAY + 1, 5},
-      {180 * DAY, 5},
-      {180 * DAY + 1, 6},
-      {270 * DAY, 6},
-      {270 * DAY + 1, 7},
-      {365 * DAY + 21600, 7},
-      {365 * DAY + 21601, 8},
-      {-DAY, 0},
-      {-DAY - 1, 9},
-      {1LL << 53, 8},
-      {-(1LL << 53), 9},
-  };
-  for (const Row& row : rows) {
-    STimeDist one;
-    ModifiedDistAccum accumulator(&one);
-    FileAttributes info = aged(row.age, 40);
-    accumulator.accumulate(&scanner, &info);
-    EXPECT_EQ(one.tdCounts[row.bucket], 1) << row.age;
-    EXPECT_EQ(one.tdSizes[row.bucket], 40) << row.age;
+  const std::int64_t bounds[] = {DAY,      7 * DAY,   30 * DAY,  60 * DAY,
+                                 90 * DAY, 180 * DAY, 270 * DAY, 365 * DAY + DAY / 4};
+  for (std::size_t i = 0; i < std::size(bounds); ++i) {
+    EXPECT_EQ(bucketOf(bounds[i]), i) << bounds[i];
+    EXPECT_EQ(bucketOf(bounds[i] + 1), i + 1) << bounds[i];
   }
+  EXPECT_EQ(bucketOf(-DAY), 0U);
+  EXPECT_EQ(bucketOf(-DAY - 1), 9U);
+  EXPECT_EQ(bucketOf(1LL << 53), 8U);
+  EXPECT_EQ(bucketOf(-(1LL << 53)), 9U);
 }
 
 // Milliseconds are cut toward 1970 before the age is taken, so 1 ms before the bound is within it.

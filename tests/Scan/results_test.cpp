@@ -1,27 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-
-#include "Common/GenericPrint.h"
 #include "Common/ORVException.h"
 #include "Probe/Filesystem.h"
 #include "Scan/FileType.h"
 #include "Scan/ResultsByFS.h"
-#include "support/TempDir.h"
+#include "support/Printed.h"
 
 namespace orv {
 namespace {
 
-// What `lines` prints, read back from the file.
-std::string printed(const std::function<void(GenericPrint&)>& lines) {
-  const test::TempDir dir;
-  GenericPrint print(dir.file("out"));
-  lines(print);
-  print.close();
-  return test::readFile(dir.file("out"));
-}
+using test::printed;
 
-std::string printed(const CuStatResults& results) {
+std::string printedOf(const CuStatResults& results) {
   return printed([&](GenericPrint& print) { results.printData(print); });
 }
 
@@ -78,7 +68,7 @@ TEST(ResultRecords, headerLinesNameTheFieldsInOrder) {
 TEST(ResultRecords, resultsWithoutRecordsAreTheirCounts) {
   CuStatResults results;
   results.srID = 7;
-  EXPECT_EQ(printed(results),
+  EXPECT_EQ(printedOf(results),
             "[CuStatResults]\n"
             R"("7","0","0","0","0","0","0","0","0","0","0","0","0","0","0","0","0")"
             "\n[/CuStatResults]\n");
@@ -101,7 +91,7 @@ TEST(ResultRecords, hostileNamesStayInTheirLine) {
   CuStatResults results;
   results.srOldestOrphans.pushFront(std::move(file));
 
-  const std::string text = printed(results);
+  const std::string text = printedOf(results);
   EXPECT_NE(text.find("[SFile,srOldestOrphans]\n"
                       "\"3\",\"7\",\"4\",\"1\",\"/d/[/SFile] \"\"x\"\", \xff \",\"a\"\"b,c\",,"
                       "\"0\",\"0\",\"0\",\"0\",\"5\",\"0\",\"1\",\"18446744073709551615\"\n"
@@ -138,7 +128,7 @@ TEST(ResultRecords, slotsAndIdentities) {
   results.srBackup->tdType = TD_BACKUP;
   results.srBackup->tdAverageAge = -5;
 
-  EXPECT_EQ(printed(results),
+  EXPECT_EQ(printedOf(results),
             "[CuStatResults]\n"
             R"("7","0","0","0","0","0","0","2","0","1","1","1","0","0","0","1","0")"
             "\n[FileTypeSummary,srFileTypes]\n"
