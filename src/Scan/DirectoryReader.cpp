@@ -7,6 +7,7 @@
 #include "Scan/Scanner.h"
 #include "Scan/Sid.h"
 #include "Scan/UserTable.h"
+#include "Scan/unix/DirectoryReaderAhead.h"
 #include "Scan/unix/DirectoryReaderTimed.h"
 #include "Scan/unix/DirectoryReaderUnix.h"
 #include "Scan/unix/ScannerUnix.h"
@@ -122,8 +123,11 @@ std::unique_ptr<DirectoryReader> DirectoryReaderFactory::createDirectoryReader(S
     return nullptr;
   }
   std::unique_ptr<DirectoryReader> reader;
-  if (static_cast<ScannerUnix*>(pScanner)->hasTimeout())
+  const auto& scanner = static_cast<ScannerUnix&>(*pScanner);
+  if (scanner.hasTimeout())
     reader = std::make_unique<DirectoryReaderTimed>();
+  else if (ReadAhead* ahead = scanner.readAhead())
+    reader = std::make_unique<DirectoryReaderAhead>(*ahead);
   else
     reader = std::make_unique<DirectoryReaderUnix>();
   reader->init(pScanner, fsType);

@@ -36,6 +36,10 @@ Scanner::Scanner(Filesystem& filesystem, std::vector<SelectedAction> actions, Us
 
 Scanner::~Scanner() = default;
 
+void Scanner::closeReaders() noexcept {
+  m_arrayReader.clear();
+}
+
 int Scanner::scan() {
   TRACE_METHOD("scan()");
   try {
@@ -101,18 +105,18 @@ void Scanner::enterRoot() {
 
 // The traversal loop: one entry, or one end of a directory, per round.
 void Scanner::walkEntries() {
-  const std::string snapshotDir = snapshotDirectory();
+  m_snapshotDir = snapshotDirectory();
   while (m_level >= 0) {
     if (nextGood(m_filesystem.fsType))
-      handleEntry(snapshotDir);
+      handleEntry();
     else
       leaveDirectory();
     checkFilesystem();
   }
 }
 
-void Scanner::handleEntry(std::string_view snapshotDir) {
-  if (isSnapshot(snapshotDir)) {
+void Scanner::handleEntry() {
+  if (isSnapshot()) {
     TRACE(TR_MAX, "Scanner::scan() : Skipping the snapshot directory %s\n", m_info->faName.c_str());
     return;
   }
@@ -124,12 +128,21 @@ void Scanner::handleEntry(std::string_view snapshotDir) {
 }
 
 // Only directories at the top level are left out, and any whose path contains ".snapshot".
-bool Scanner::isSnapshot(std::string_view snapshotDir) const {
-  if (m_level != 0 || m_info->faType != FT_DIRECTORY || m_currentPath.empty())
-    return false;
-  if (!snapshotDir.empty() && m_info->faName == snapshotDir)
-    return true;
-  return m_info->faName.find(".snapshot") != std::string::npos;
+bool Scanner::isSnapshot() const {
+  return m_level == 0 && m_info->faType == FT_DIRECTORY && !m_currentPath.empty() &&
+         isSnapshotPath(m_info->faName);
+}
+
+bool Scanner::isSnapshotPath(const std::string& path) const {
+  return (!m_snapshotDir.empty() && path == m_snapshotDir) ||
+         path.find(".snapshot") != std::string::npos;
+}
+
+bool Scanner::isSnapshotName(std::string_view name) const {
+  std::string path = m_rootPath;
+  if (path.empty() || path.back() != '/')
+    path += '/';
+  return isSnapshotPath(path.append(name));
 }
 
 void Scanner::accumulate() {

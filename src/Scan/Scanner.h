@@ -84,6 +84,9 @@ class Scanner {
   void stepToParent() noexcept;
   // Stores `path` + "/" + `fileName` as the current entry's name.
   void ScannerFinishOffNextEntry(const std::string& path, const char* fileName);
+  // Whether the walk leaves out a directory of that name in the scan root. For any thread, once the
+  // root was entered.
+  [[nodiscard]] bool isSnapshotName(std::string_view name) const;
   // Copies a path that is to be opened; false, with a message, when it is longer than
   // MAX_OPEN_PATH.
   [[nodiscard]] bool ScannerInitOpen(const std::string& path, std::string& buffer,
@@ -101,13 +104,17 @@ class Scanner {
   // Called after every entry; a subclass ends the walk by throwing a GenericException*.
   virtual void checkFilesystem() {}
 
+  // Frees the readers of all levels.
+  void closeReaders() noexcept;
+
  private:
   [[nodiscard]] int walk();
   [[nodiscard]] bool openRoot();
   void enterRoot();
   void walkEntries();
-  void handleEntry(std::string_view snapshotDir);
-  [[nodiscard]] bool isSnapshot(std::string_view snapshotDir) const;
+  void handleEntry();
+  [[nodiscard]] bool isSnapshot() const;
+  [[nodiscard]] bool isSnapshotPath(const std::string& path) const;
   void accumulate();
   void advance();
   [[nodiscard]] bool enterNextLevel();
@@ -126,6 +133,7 @@ class Scanner {
   int m_rc = 0;
   std::string m_rootPath;  // without a trailing "/", but for the root directory itself
   std::string m_currentPath;
+  std::string m_snapshotDir;  // to be left out by its exact path; empty for none
   std::int64_t m_device = -1;
   std::int64_t m_scanStart = 0;
   SelectContext m_selectContext{};

@@ -60,6 +60,18 @@ ScannerUnix::ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> act
     TRACE(TR_MAX, "filesystem->isZENFSFileset(filesystem->fsType) == TRUE");
   if (!localRoot.empty())
     setLocalPath(filesystem.fsMountPoint, localRoot);
+  const int threads = walkThreads();
+  if (threads > 1 && examinesByPath())
+    TRACE(TR_GENERAL, "no read-ahead: entries are examined by their path");
+  else if (threads > 1)
+    m_readAhead = std::make_unique<ReadAhead>(threads);
+}
+
+ScannerUnix::~ScannerUnix() {
+  // The readers of a walk that was given up hold what the helpers may still be working at.
+  if (m_readAhead)
+    m_readAhead->stop();
+  closeReaders();
 }
 
 void ScannerUnix::setLocalPath(const std::string& serverRoot, const std::string& localRoot) {
@@ -125,11 +137,11 @@ int ScannerUnix::openDirectory(int parent, const char* name, bool noFollow) noex
   const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (noFollow ? O_NOFOLLOW : 0);
   // Reading a directory marks it accessed: a scan that may avoid that does, or its next run would
   // find every directory freshly used.
-  if (m_mayKeepAccessTime) {
+  if (m_mayKeepAccessTime.load(std::memory_order_relaxed)) {
     const int fd = ::openat(parent, name, flags | O_NOATIME);
     if (fd >= 0 || errno != EPERM)
       return fd;
-    m_mayKeepAccessTime = false;
+    m_mayKeepAccessTime.store(false, std::memory_order_relaxed);
   }
   return ::openat(parent, name, flags);
 }
@@ -150,6 +162,16 @@ std::shared_ptr<DirectoryWindow> ScannerUnix::lendWindow() {
   auto window = std::make_shared<DirectoryWindow>();
   m_lentWindow = window;
   return window;
+}
+
+AheadRules ScannerUnix::aheadRules(int fsType) {
+  AheadRules rules;
+  rules.device = device();
+  rules.fsType = fsType;
+  rules.isOnLocalDisk = isOnLocalDisk();
+  rules.isLeftOut = [this](std::string_view name) { return isSnapshotName(name); };
+  rules.open = [this](int parent, const char* name) { return openDirectory(parent, name, true); };
+  return rules;
 }
 
 std::string ScannerUnix::snapshotDirectory() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -7,6 +8,7 @@
 #include "Scan/LocalPath.h"
 #include "Scan/Scanner.h"
 #include "Scan/unix/DirectoryWindow.h"
+#include "Scan/unix/ReadAhead.h"
 
 namespace orv {
 
@@ -21,6 +23,7 @@ class ScannerUnix final : public Scanner {
   // where it differs from the mount point that the server knows; empty otherwise.
   ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> actions, UserTable& users,
               FileTypeTable& fileTypes, int nfsTimeout, const std::string& localRoot);
+  ~ScannerUnix() override;
 
   // Examines the entry that the record names and fills its type, attribute flags and figures. An
   // entry that cannot be examined is reported; then false.
@@ -41,12 +44,20 @@ class ScannerUnix final : public Scanner {
   [[nodiscard]] bool examinesByPath() const noexcept { return hasTimeout() || m_localPath; }
 
   // Opens a directory below `parent` for reading, close-on-exec and without touching its access
-  // time where that is allowed; `noFollow` refuses a link. -1 with errno on failure.
+  // time where that is allowed; `noFollow` refuses a link. -1 with errno on failure. For any
+  // thread.
   [[nodiscard]] int openDirectory(int parent, const char* name, bool noFollow) noexcept;
 
   // The window for a large directory; null when the filesystem is not on a local disk or another
   // directory has the window: one at a time bounds the memory of trees with many large directories.
   [[nodiscard]] std::shared_ptr<DirectoryWindow> lendWindow();
+
+  // The helpers that work ahead of the walk; null when none were asked for, or none may be used.
+  [[nodiscard]] ReadAhead* readAhead() const noexcept {
+    return examinesByPath() ? nullptr : m_readAhead.get();
+  }
+  // What they must know. Called once the root was examined.
+  [[nodiscard]] AheadRules aheadRules(int fsType);
 
  protected:
   [[nodiscard]] std::string snapshotDirectory() override;
@@ -59,9 +70,10 @@ class ScannerUnix final : public Scanner {
   int m_nfsTimeout;         // seconds; 0 for none
   int m_timeoutsInRow = 0;  // calls since the last one that was answered
   std::unique_ptr<LocalPath> m_localPath;
-  bool m_mayKeepAccessTime = true;
+  std::atomic<bool> m_mayKeepAccessTime{true};
   std::optional<bool> m_onLocalDisk;  // found out when first asked
   std::weak_ptr<DirectoryWindow> m_lentWindow;
+  std::unique_ptr<ReadAhead> m_readAhead;
 };
 
 }  // namespace orv

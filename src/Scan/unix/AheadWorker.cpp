@@ -1,0 +1,143 @@
+#include "Scan/unix/AheadWorker.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <new>
+#include <numeric>
+
+#include "Scan/Scanner.h"
+#include "Scan/unix/DirectoryWindow.h"
+#include "Scan/unix/StreamRules.h"
+
+namespace orv {
+namespace {
+
+// Names that make a step in stream order; the last read may add to them.
+constexpr std::size_t STEP_NAMES = 1'024;
+
+}  // namespace
+
+bool AheadWorker::isStopped() const noexcept {
+  return agentStop.load(std::memory_order_relaxed) || m_quit.load(std::memory_order_relaxed);
+}
+
+bool AheadWorker::read(AheadStep& step, bool isNeeded) noexcept {
+  AheadDirectory& directory = step.directory;
+  try {
+    if (!step.opened)
+      directory.openError = open(step);
+    if (!isNeeded && (directory.openError == EMFILE || directory.openError == ENFILE))
+      return false;
+    directory.parent.reset();
+    if (!step.opened)
+      return true;
+    directory.readError = readNames(step);
+    keepNames(step);
+    if (!m_list.atEnd()) {
+      step.next = std::make_unique<AheadStep>(directory);
+      step.next->opened = step.opened;
+    }
+  } catch (const std::bad_alloc&) {
+    step.count = 0;
+    step.next.reset();
+    directory.readError = ENOMEM;
+  }
+  return true;
+}
+
+int AheadWorker::open(AheadStep& step) const {
+  const AheadDirectory& directory = step.directory;
+  UniqueFd fd(m_rules.open(directory.parent->fd(), directory.name));
+  if (!fd)
+    return errno;
+  step.opened = std::make_shared<const OpenDirectory>(std::move(fd), m_openCount);
+  return 0;
+}
+
+int AheadWorker::readNames(AheadStep& step) {
+  m_list.clear();
+  if (step.mayUseWindow)
+    return readWindow(step);
+  int error = 0;
+  while (error == 0 && !m_list.atEnd() && m_list.names().size() < STEP_NAMES)
+    error = m_list.readMore(step.opened->fd(), m_rules.fsType);
+  return error;
+}
+
+// A directory that turns out to be small becomes one step in stream order.
+int AheadWorker::readWindow(AheadStep& step) {
+  AheadDirectory& directory = step.directory;
+  int error = 0;
+  while (error == 0 && !m_list.atEnd() &&
+         m_list.names().size() + NameList::MAX_READ <= DirectoryWindow::WINDOW_NAMES) {
+    if (isStopped())
+      return ECANCELED;
+    error = m_list.readMore(step.opened->fd(), m_rules.fsType);
+  }
+  directory.isLarge = directory.isLarge || m_list.names().size() > DirectoryWindow::SMALL_DIRECTORY;
+  if (directory.isLarge)
+    orderByInode(step);
+  return error;
+}
+
+void AheadWorker::orderByInode(AheadStep& step) const {
+  const auto& names = m_list.names();
+  step.order = std::make_unique_for_overwrite<std::uint32_t[]>(names.size());
+  std::uint32_t* const first = step.order.get();
+  std::iota(first, first + names.size(), 0U);
+  std::sort(first, first + names.size(), [&names](std::uint32_t a, std::uint32_t b) {
+    return names[a].inode < names[b].inode;
+  });
+}
+
+void AheadWorker::keepNames(AheadStep& step) const {
+  const auto& names = m_list.names();
+  const auto& text = m_list.text();
+  if (names.empty())
+    return;
+  step.entries = std::make_unique_for_overwrite<AheadStep::Entry[]>(names.size());
+  step.names = std::make_unique_for_overwrite<char[]>(text.size());
+  std::copy(text.begin(), text.end(), step.names.get());
+  for (std::size_t i = 0; i < names.size(); ++i)
+    step.entries[i].nameOffset = names[i].offset;
+  step.count = static_cast<std::uint32_t>(names.size());
+}
+
+void AheadWorker::examine(AheadStep& step, std::uint32_t begin, std::uint32_t end) const noexcept {
+  for (std::uint32_t i = begin; i < end; ++i) {
+    const std::uint32_t index = step.order ? step.order[i] : i;
+    AheadStep::Entry& entry = step.entries[index];
+    // The walk ends before it meets an entry that was given up.
+    entry.error = isStopped() ? ECANCELED
+                              : examineEntry(step.opened->fd(), step.nameOf(index), entry.st);
+  }
+}
+
+bool AheadWorker::mayBeEntered(const AheadStep& step, std::uint32_t index) const {
+  const AheadStep::Entry& entry = step.entries[index];
+  return entry.error == 0 && S_ISDIR(entry.st.mode) && entry.st.device == m_rules.device &&
+         step.directory.level + 1 < Scanner::MAX_COMPONENTS &&
+         !(step.directory.level == 0 && m_rules.isLeftOut(step.nameOf(index)));
+}
+
+void AheadWorker::finish(AheadStep& step) const noexcept {
+  try {
+    for (std::uint32_t index = 0; index < step.count; ++index) {
+      if (!mayBeEntered(step, index))
+        continue;
+      auto below = std::make_unique<AheadDirectory>();
+      below->parent = step.opened;
+      below->name = step.nameOf(index);
+      below->size = step.entries[index].st.size;
+      below->level = step.directory.level + 1;
+      below->firstStep = std::make_unique<AheadStep>(*below);
+      step.subdirectories.push_back({index, std::move(below)});
+    }
+  } catch (const std::bad_alloc&) {
+    // Those that are missing cannot be entered; the walk reports each of them when it gets there.
+  }
+  step.opened.reset();
+}
+
+}  // namespace orv

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string_view>
+
+#include "Scan/unix/AheadStep.h"
+#include "Scan/unix/NameList.h"
+
+namespace orv {
+
+// What the read-ahead must know of the walk. Fixed before the first helper starts; the functions
+// are called on any thread.
+struct AheadRules {
+  std::int64_t device = -1;   // of the scan root: only directories on it are read
+  int fsType = 0;             // tells which names are passed over
+  bool isOnLocalDisk = false;  // large directories are examined in inode order
+  // Whether the walk leaves out a directory of that name in the scan root.
+  std::function<bool(std::string_view name)> isLeftOut;
+  // Opens the directory `name` below the open `parent`, no link followed. -1 with errno on failure.
+  std::function<int(int parent, const char* name)> open;
+};
+
+// The work on steps that needs no lock: one per thread, owned by it. A step is given to one worker
+// at a time to be read and finished, and to several for disjoint shares of its examination.
+// Nothing here throws: a want of memory is reported as that directory's error.
+class AheadWorker final {
+ public:
+  // All three must outlive the worker. `openCount` counts the directories that are open ahead;
+  // `quit` ends the work early, as the stop flag does: what is left is not examined.
+  AheadWorker(const AheadRules& rules, std::atomic<int>& openCount,
+              const std::atomic<bool>& quit) noexcept
+      : m_rules(rules), m_openCount(openCount), m_quit(quit) {}
+
+  // Opens the directory if that is still to be done, reads the step's names and makes the next
+  // step if there is more. False, and nothing done, when no descriptor was free and `isNeeded` does
+  // not forbid to try again later.
+  [[nodiscard]] bool read(AheadStep& step, bool isNeeded) noexcept;
+
+  // Examines the entries from the `begin`th to before the `end`th in the step's order.
+  void examine(AheadStep& step, std::uint32_t begin, std::uint32_t end) const noexcept;
+
+  // After the last examination: finds the subdirectories that the walk may enter, and lets go of
+  // the open directory.
+  void finish(AheadStep& step) const noexcept;
+
+ private:
+  [[nodiscard]] bool isStopped() const noexcept;
+  [[nodiscard]] int open(AheadStep& step) const;
+  [[nodiscard]] int readNames(AheadStep& step);
+  [[nodiscard]] int readWindow(AheadStep& step);
+  void keepNames(AheadStep& step) const;
+  void orderByInode(AheadStep& step) const;
+  [[nodiscard]] bool mayBeEntered(const AheadStep& step, std::uint32_t index) const;
+
+  const AheadRules& m_rules;
+  std::atomic<int>& m_openCount;
+  const std::atomic<bool>& m_quit;
+  NameList m_list;
+};
+
+}  // namespace orv

@@ -1,0 +1,160 @@
+#include "Scan/unix/DirectoryReaderAhead.h"
+
+#include <fcntl.h>
+
+#include "Scan/FileAttributes.h"
+#include "Scan/FileRecord.h"
+#include "Scan/unix/ReadAhead.h"
+#include "Scan/unix/ScannerUnix.h"
+#include "Scan/unix/StreamRules.h"
+#include "common/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+// Entries of a step that are delivered before their room is given back together.
+constexpr std::uint32_t GIVE_BACK = 256;
+
+}  // namespace
+
+ScannerUnix& DirectoryReaderAhead::scanner() const noexcept {
+  return static_cast<ScannerUnix&>(*m_scanner);
+}
+
+long DirectoryReaderAhead::getHandle() const {
+  return reinterpret_cast<long>(m_directory.get());
+}
+
+// The directory is taken over by `open` already: a handle can only confirm or drop it.
+int DirectoryReaderAhead::setHandle(long handle) {
+  const long old = getHandle();
+  if (handle < 1)
+    TRACE(TR_MAX, "ERROR: Setting new handle to an illegal value of %ld.", handle);
+  if (old == 0 || old == handle)
+    return 0;
+  m_ahead.discard(std::move(m_directory));
+  return 1;
+}
+
+int DirectoryReaderAhead::directoryFd() const noexcept {
+  return m_openedRoot ? m_openedRoot->fd() : -1;
+}
+
+long DirectoryReaderAhead::open(const std::string& path) {
+  TRACE_METHOD("open(...)");
+  std::string checked;
+  std::size_t length = 0;
+  if (!scanner().ScannerInitOpen(path, checked, &length))
+    return 0;
+  const int error = m_ahead.isStarted() ? openOffered() : openRoot(checked);
+  if (error != 0) {
+    m_ahead.discard(std::move(m_directory));
+    reportOpenFailure(path, error);
+    return 0;
+  }
+  TRACE(TR_MAX, ">> opendir() succeed on %s\n", checked.c_str());
+  return getHandle();
+}
+
+int DirectoryReaderAhead::openRoot(const std::string& path) {
+  UniqueFd fd(scanner().openDirectory(AT_FDCWD, path.c_str(), false));
+  if (!fd)
+    return errno;
+  m_directory = m_ahead.makeRoot(std::move(fd));
+  m_openedRoot = m_directory->firstStep->opened;
+  return 0;
+}
+
+int DirectoryReaderAhead::openOffered() {
+  m_directory = m_ahead.takeOffered();
+  // Offered is all that may be entered, unless there was no memory for it.
+  if (!m_directory)
+    return ENOMEM;
+  m_ahead.await(*m_directory->firstStep);
+  return m_directory->openError;
+}
+
+// Called before the first entry, while the scanner's record still describes the directory itself.
+void DirectoryReaderAhead::start(int fsType) {
+  m_openedRoot.reset();
+  m_directory->size = scanner().info().faLength;
+  m_ahead.start(*m_directory, scanner().aheadRules(fsType));
+}
+
+// The step that holds the next entry; null at the end of the directory.
+AheadStep* DirectoryReaderAhead::currentStep() {
+  std::unique_ptr<AheadStep>& first = m_directory->firstStep;
+  while (first) {
+    m_ahead.await(*first);
+    if (m_position < first->count)
+      return first.get();
+    m_ahead.giveBackStep(*first);
+    first = std::move(first->next);
+    m_position = m_nextBelow = 0;
+  }
+  return nullptr;
+}
+
+// Makes the next entry the scanner's current one.
+void DirectoryReaderAhead::deliver(AheadStep& step) {
+  const AheadStep::Entry& entry = step.entries[m_position];
+  m_name = step.nameOf(m_position);
+  FileRecord& file = m_scanner->fileRecord();
+  file.examined = true;
+  file.error = entry.error;
+  if (entry.error == 0)
+    file.st = entry.st;
+  if (m_nextBelow < step.subdirectories.size() &&
+      step.subdirectories[m_nextBelow].index == m_position)
+    m_ahead.offer(std::move(step.subdirectories[m_nextBelow++].directory));
+  if (++m_position % GIVE_BACK == 0)
+    m_ahead.giveBack(step, GIVE_BACK);
+}
+
+bool DirectoryReaderAhead::nextEntry(const std::string& path, long handle, int fsType) {
+  int readError = 0;
+  if (handle != 0) {
+    throwIfStopped();
+    if (!m_ahead.isStarted())
+      start(fsType);
+    m_ahead.offer(nullptr);
+    if (AheadStep* step = currentStep()) {
+      deliver(*step);
+      m_scanner->ScannerFinishOffNextEntry(path, m_name);
+      return true;
+    }
+    readError = m_directory->readError;
+    m_directory.reset();
+  }
+  if (readError != 0)
+    throwReadFailure(path, readError);
+  m_scanner->stepToParent();
+  return false;
+}
+
+std::int64_t DirectoryReaderAhead::stat(const std::string&, FileAttributes* info, int) {
+  FileRecord& file = m_scanner->fileRecord();
+  const std::string& path = info->faName;
+  if (m_name == nullptr && !m_openedRoot) {
+    m_scanner->ScannerInitStat(path, &file);
+  } else {
+    file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
+    file.directory = directoryFd();
+    file.name = "";
+  }
+  const bool isExamined = scanner().Stat(file);
+  file.examined = false;
+  if (!isExamined) {
+    TRACE(TR_MAX, "Stat() failed on %s ... returning -1", path.c_str());
+    return -1;
+  }
+  ScannerFinishOffStat(info, &file);
+  return file.st.device;
+}
+
+void DirectoryReaderAhead::abandon() noexcept {
+  m_ahead.discard(std::move(m_directory));
+  m_scanner->stepToParent();
+}
+
+}  // namespace orv

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "Scan/DirectoryReader.h"
+#include "Scan/unix/AheadStep.h"
+
+namespace orv {
+
+class ReadAhead;
+class ScannerUnix;
+
+// The reader that takes names and examinations from the read-ahead of its scanner. What it tells
+// the walk, and in which order, is what the reader over a directory stream would: errors met ahead
+// are reported when the walk gets to them.
+class DirectoryReaderAhead final : public DirectoryReader {
+ public:
+  // `ahead` must have been stopped before a reader that is not at its end is destroyed.
+  explicit DirectoryReaderAhead(ReadAhead& ahead) : m_ahead(ahead) {}
+
+  [[nodiscard]] long getHandle() const override;
+  int setHandle(long handle) override;
+  [[nodiscard]] long open(const std::string& path) override;
+  [[nodiscard]] bool nextEntry(const std::string& path, long handle, int fsType) override;
+  [[nodiscard]] std::int64_t stat(const std::string& path, FileAttributes* info,
+                                  int fsType) override;
+  [[nodiscard]] int directoryFd() const noexcept override;
+
+ protected:
+  void abandon() noexcept override;
+
+ private:
+  [[nodiscard]] ScannerUnix& scanner() const noexcept;
+  [[nodiscard]] int openRoot(const std::string& path);
+  [[nodiscard]] int openOffered();
+  void start(int fsType);
+  [[nodiscard]] AheadStep* currentStep();
+  void deliver(AheadStep& step);
+
+  ReadAhead& m_ahead;
+  std::unique_ptr<AheadDirectory> m_directory;        // null when closed
+  std::shared_ptr<const OpenDirectory> m_openedRoot;  // until the root's first entry
+  std::uint32_t m_position = 0;                       // of the next entry in the current step
+  std::uint32_t m_nextBelow = 0;  // in the current step's subdirectories
+  const char* m_name = nullptr;   // of the entry named last; null before the first
+};
+
+}  // namespace orv
