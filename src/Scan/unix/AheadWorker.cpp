@@ -22,16 +22,14 @@ bool AheadWorker::isStopped() const noexcept {
   return agentStop.load(std::memory_order_relaxed) || m_quit.load(std::memory_order_relaxed);
 }
 
-bool AheadWorker::read(AheadStep& step, bool isNeeded) noexcept {
+void AheadWorker::read(AheadStep& step) noexcept {
   AheadDirectory& directory = step.directory;
   try {
     if (!step.opened)
       directory.openError = open(step);
-    if (!isNeeded && (directory.openError == EMFILE || directory.openError == ENFILE))
-      return false;
     directory.parent.reset();
     if (!step.opened)
-      return true;
+      return;
     directory.readError = readNames(step);
     keepNames(step);
     if (!m_list.atEnd()) {
@@ -43,7 +41,6 @@ bool AheadWorker::read(AheadStep& step, bool isNeeded) noexcept {
     step.next.reset();
     directory.readError = ENOMEM;
   }
-  return true;
 }
 
 int AheadWorker::open(AheadStep& step) const {
@@ -86,9 +83,8 @@ void AheadWorker::orderByInode(AheadStep& step) const {
   step.order = std::make_unique_for_overwrite<std::uint32_t[]>(names.size());
   std::uint32_t* const first = step.order.get();
   std::iota(first, first + names.size(), 0U);
-  std::sort(first, first + names.size(), [&names](std::uint32_t a, std::uint32_t b) {
-    return names[a].inode < names[b].inode;
-  });
+  std::sort(first, first + names.size(),
+            [&names](std::uint32_t a, std::uint32_t b) { return names[a].inode < names[b].inode; });
 }
 
 void AheadWorker::keepNames(AheadStep& step) const {
@@ -109,8 +105,8 @@ void AheadWorker::examine(AheadStep& step, std::uint32_t begin, std::uint32_t en
     const std::uint32_t index = step.order ? step.order[i] : i;
     AheadStep::Entry& entry = step.entries[index];
     // The walk ends before it meets an entry that was given up.
-    entry.error = isStopped() ? ECANCELED
-                              : examineEntry(step.opened->fd(), step.nameOf(index), entry.st);
+    entry.error =
+        isStopped() ? ECANCELED : examineEntry(step.opened->fd(), step.nameOf(index), entry.st);
   }
 }
 

@@ -13,8 +13,8 @@ namespace orv {
 // What the read-ahead must know of the walk. Fixed before the first helper starts; the functions
 // are called on any thread.
 struct AheadRules {
-  std::int64_t device = -1;   // of the scan root: only directories on it are read
-  int fsType = 0;             // tells which names are passed over
+  std::int64_t device = -1;    // of the scan root: only directories on it are read
+  int fsType = 0;              // tells which names are passed over
   bool isOnLocalDisk = false;  // large directories are examined in inode order
   // Whether the walk leaves out a directory of that name in the scan root.
   std::function<bool(std::string_view name)> isLeftOut;
@@ -34,9 +34,8 @@ class AheadWorker final {
       : m_rules(rules), m_openCount(openCount), m_quit(quit) {}
 
   // Opens the directory if that is still to be done, reads the step's names and makes the next
-  // step if there is more. False, and nothing done, when no descriptor was free and `isNeeded` does
-  // not forbid to try again later.
-  [[nodiscard]] bool read(AheadStep& step, bool isNeeded) noexcept;
+  // step if there is more.
+  void read(AheadStep& step) noexcept;
 
   // Examines the entries from the `begin`th to before the `end`th in the step's order.
   void examine(AheadStep& step, std::uint32_t begin, std::uint32_t end) const noexcept;

@@ -42,8 +42,8 @@ class DirectoryReaderAhead final : public DirectoryReader {
   std::unique_ptr<AheadDirectory> m_directory;        // null when closed
   std::shared_ptr<const OpenDirectory> m_openedRoot;  // until the root's first entry
   std::uint32_t m_position = 0;                       // of the next entry in the current step
-  std::uint32_t m_nextBelow = 0;  // in the current step's subdirectories
-  const char* m_name = nullptr;   // of the entry named last; null before the first
+  std::uint32_t m_nextBelow = 0;                      // in the current step's subdirectories
+  const char* m_name = nullptr;  // of the entry named last; null before the first
 };
 
 }  // namespace orv

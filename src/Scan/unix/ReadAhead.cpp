@@ -24,8 +24,9 @@ constexpr std::uint32_t SHARE = 128;
 constexpr std::uint32_t STEP_COST = 8;
 // Helpers that found no room read on when this much is left.
 constexpr std::int64_t LOW_WATER = ReadAhead::BUDGET / 4 * 3;
-// Descriptors that are left to the walk and the rest of the job.
-constexpr std::int64_t RESERVED_DESCRIPTORS = Scanner::MAX_COMPONENTS + 56;
+// Descriptors that are left to the walk, to what each helper is just opening, and to the rest of
+// the job, so that the walk lacks none for the sake of the helpers.
+constexpr std::int64_t RESERVED_DESCRIPTORS = Scanner::MAX_COMPONENTS + ReadAhead::MAX_HELPERS + 56;
 
 int openLimit() noexcept {
   rlimit limit{};
@@ -119,7 +120,7 @@ void ReadAhead::help() {
   Lock lock(m_mutex);
   while (!m_quit.load(std::memory_order_relaxed) && !agentStop.load(std::memory_order_relaxed)) {
     if (AheadStep* step = firstToTake()) {
-      work(*step, worker, false, lock);
+      work(*step, worker, lock);
       continue;
     }
     ++m_sleeping;
@@ -167,16 +168,9 @@ void ReadAhead::wakeForWork() {
   }
 }
 
-void ReadAhead::wakeAwaiting(const AheadStep& step) {
-  if (m_awaited != &step || !m_consumerSleeps)
-    return;
-  m_consumerSleeps = false;
-  m_consumerWakes.notify_one();
-}
-
 // Does one piece of work at a step that was found with the lock, and returns with the lock.
-void ReadAhead::work(AheadStep& step, AheadWorker& worker, bool isNeeded, Lock& lock) {
-  if (step.state != AheadStep::State::UNREAD || readStep(step, worker, isNeeded, lock))
+void ReadAhead::work(AheadStep& step, AheadWorker& worker, Lock& lock) {
+  if (step.state != AheadStep::State::UNREAD || readStep(step, worker, lock))
     examineShare(step, worker, lock);
 }
 
@@ -192,26 +186,19 @@ std::int64_t ReadAhead::reserve(AheadStep& step) noexcept {
 }
 
 // Reads a step. True when entries remain to be examined; a small directory is done in one go.
-bool ReadAhead::readStep(AheadStep& step, AheadWorker& worker, bool isNeeded, Lock& lock) {
+bool ReadAhead::readStep(AheadStep& step, AheadWorker& worker, Lock& lock) {
   step.state = AheadStep::State::READING;
   const std::int64_t reserved = reserve(step);
   wakeForWork();
   lock.unlock();
-  const bool isRead = worker.read(step, isNeeded);
-  const bool isWhole = isRead && step.next == nullptr && step.count <= SHARE;
+  worker.read(step);
+  const bool isWhole = step.next == nullptr && step.count <= SHARE;
   if (isWhole) {
     worker.examine(step, 0, step.count);
     worker.finish(step);
   }
   lock.lock();
   m_ahead.fetch_sub(reserved, std::memory_order_relaxed);
-  if (!isRead) {
-    // Descriptors are short: fewer are used from now on, and the walk opens this one itself.
-    m_openLimit = std::min(m_openLimit, m_openCount.load(std::memory_order_relaxed));
-    step.state = AheadStep::State::UNREAD;
-    wakeAwaiting(step);
-    return false;
-  }
   m_ahead.fetch_add(step.count + STEP_COST, std::memory_order_relaxed);
   if (isWhole) {
     markDone(step);
@@ -252,7 +239,10 @@ void ReadAhead::markDone(AheadStep& step) {
     }
   m_plan.remove(step);
   step.state = AheadStep::State::DONE;
-  wakeAwaiting(step);
+  if (m_awaited == &step && m_consumerSleeps) {
+    m_consumerSleeps = false;
+    m_consumerWakes.notify_one();
+  }
   step.done.store(true, std::memory_order_release);
 }
 
@@ -263,7 +253,7 @@ void ReadAhead::await(AheadStep& step) {
   m_awaited = &step;
   while (!step.isDone()) {
     if (AheadStep* taken = takeFor(step)) {
-      work(*taken, m_consumer, taken == &step, lock);
+      work(*taken, m_consumer, lock);
       continue;
     }
     m_consumerSleeps = true;

@@ -17,9 +17,9 @@ namespace orv {
 // when it is unset, 0 or no number, and at most ReadAhead::MAX_HELPERS.
 [[nodiscard]] int walkThreads();
 
-// Lets helper threads read directories and examine entries ahead of the walk, which alone sees them,
-// in stream order, and applies every rule to them. Owned by the scanner of one tree; every public
-// operation is called on its thread, the consumer.
+// Lets helper threads read directories and examine entries ahead of the walk, which alone sees
+// them, in stream order, and applies every rule to them. Owned by the scanner of one tree; every
+// public operation is called on its thread, the consumer.
 //
 // The plan holds the steps that are not done in the order in which the walk will need them: behind
 // a step come the subdirectories that it turned out to hold, then the rest of its directory. A
@@ -34,7 +34,7 @@ class ReadAhead final {
   // Entries ahead of the walk above which nothing is read; one step more may be on its way per
   // helper, and one window of a large directory.
   static constexpr std::int64_t BUDGET = 32'768;
-  // Directories that helpers hold open at a time.
+  // Directories that helpers hold open at a time, where the job's limit leaves room for them.
   static constexpr int MAX_OPEN = 256;
 
   // Starts no thread yet.
@@ -59,6 +59,11 @@ class ReadAhead final {
   void giveBack(AheadStep& step, std::uint32_t entries);
   void giveBackStep(AheadStep& step);
 
+  // Entries that were read and that the walk has not come past, and what their steps take.
+  [[nodiscard]] std::int64_t entriesAhead() const noexcept {
+    return m_ahead.load(std::memory_order_relaxed);
+  }
+
   // The directory of the entry that the walk has come to, for the reader that enters it; null if
   // there is none. One that was not taken is discarded with the next offer.
   void offer(std::unique_ptr<AheadDirectory> directory);
@@ -70,8 +75,8 @@ class ReadAhead final {
   using Lock = std::unique_lock<std::mutex>;
 
   void help();
-  void work(AheadStep& step, AheadWorker& worker, bool isNeeded, Lock& lock);
-  [[nodiscard]] bool readStep(AheadStep& step, AheadWorker& worker, bool isNeeded, Lock& lock);
+  void work(AheadStep& step, AheadWorker& worker, Lock& lock);
+  [[nodiscard]] bool readStep(AheadStep& step, AheadWorker& worker, Lock& lock);
   void examineShare(AheadStep& step, const AheadWorker& worker, Lock& lock);
   void markDone(AheadStep& step);
   [[nodiscard]] std::int64_t reserve(AheadStep& step) noexcept;
@@ -79,21 +84,20 @@ class ReadAhead final {
   [[nodiscard]] AheadStep* firstToTake() const noexcept;
   [[nodiscard]] AheadStep* takeFor(AheadStep& step) const noexcept;
   void wakeForWork();
-  void wakeAwaiting(const AheadStep& step);
   void giveBackAll(AheadDirectory& directory);
 
   int m_helperCount;
   AheadRules m_rules;
+  int m_openLimit;  // directories that may be open ahead
   bool m_isStarted = false;
   std::unique_ptr<AheadDirectory> m_offered;
   std::atomic<int> m_openCount{0};
   std::atomic<bool> m_quit{false};
-  std::atomic<std::int64_t> m_ahead{0};  // entries ahead of the walk, and what steps take
+  std::atomic<std::int64_t> m_ahead{0};
   AheadWorker m_consumer{m_rules, m_openCount, m_quit};
 
   std::mutex m_mutex;  // of all below, and of what AheadStep.h says
   AheadPlan m_plan;
-  int m_openLimit;
   int m_sleeping = 0;  // helpers that wait for work
   int m_waking = 0;    // of those, that were woken
   const AheadStep* m_awaited = nullptr;
