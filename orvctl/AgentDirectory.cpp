@@ -84,7 +84,17 @@ void takeFromStaged(const std::string& agent, const std::string& staged, const N
                                  target, error.message()));
 }
 
-std::string chosenDirectory(const std::string& asked, const std::string& staged) {
+}  // namespace
+
+std::string stagedAgentDirectory() {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error)
+    throw CtlError("cannot locate the running program: " + error.message());
+  return program.parent_path().parent_path();
+}
+
+std::string chosenAgentDirectory(const std::string& asked, const std::string& staged) {
   std::error_code error;
   if (!asked.empty()) {
     std::filesystem::path path = std::filesystem::absolute(asked, error).lexically_normal();
@@ -96,18 +106,8 @@ std::string chosenDirectory(const std::string& asked, const std::string& staged)
   return userDataDirectory() + "/orvscan";
 }
 
-}  // namespace
-
-std::string stagedAgentDirectory() {
-  std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error)
-    throw CtlError("cannot locate the running program: " + error.message());
-  return program.parent_path().parent_path();
-}
-
 AgentDirectory prepareAgentDirectory(const std::string& directory, const std::string& staged) {
-  const AgentDirectory agent{chosenDirectory(directory, staged)};
+  const AgentDirectory agent{chosenAgentDirectory(directory, staged)};
   for (const std::string& folder : {agent.inputDirectory(), agent.outputDirectory(),
                                     agent.logDirectory(), agent.path + "/config"})
     makeFolder(agent.path, folder);

@@ -21,10 +21,16 @@ struct AgentDirectory {
 // program cannot be located.
 [[nodiscard]] std::string stagedAgentDirectory();
 
-// Makes `directory` ready for jobs: creates it with its folders, copies bin/Agent and links
-// nls/xrmna.cat from `staged` where it has none of its own (a link of an earlier run is renewed).
-// An empty `directory` means `staged` itself when that can be written to, else orvscan in the
-// user's data directory ($XDG_DATA_HOME or ~/.local/share). Throws CtlError.
+// The agent directory that the user means, as an absolute path without a trailing "/"; it need not
+// exist. An empty `directory` means `staged` itself when that can be written to, else orvscan in
+// the user's data directory ($XDG_DATA_HOME or ~/.local/share). Throws CtlError when no home
+// directory is known.
+[[nodiscard]] std::string chosenAgentDirectory(const std::string& directory,
+                                               const std::string& staged);
+
+// Makes the directory that `directory` means ready for jobs: creates it with its folders, copies
+// bin/Agent and links nls/xrmna.cat from `staged` where it has none of its own (a link of an
+// earlier run is renewed). Throws CtlError.
 [[nodiscard]] AgentDirectory prepareAgentDirectory(const std::string& directory,
                                                    const std::string& staged);
 

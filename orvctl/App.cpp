@@ -7,6 +7,7 @@
 
 #include "CheckWhereCommand.h"
 #include "CtlError.h"
+#include "JobsCommand.h"
 #include "Output.h"
 #include "ReportCommand.h"
 #include "ScanCommand.h"
@@ -15,7 +16,8 @@ namespace orv::ctl {
 namespace {
 
 // Every command adds itself; the order is that of the help.
-constexpr std::array COMMANDS = {addScanCommand, addReportCommand, addCheckWhereCommand};
+constexpr std::array COMMANDS = {addScanCommand, addReportCommand, addJobsCommand,
+                                 addCheckWhereCommand};
 
 int parseAndRun(CLI::App& app, int argc, const char* const* argv, const int& exitCode) {
   try {

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <charconv>
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orv::ctl {
+
+// Which run of which job: what its files are named by and its notification tells. The texts are
+// bytes as they stand in file names. A later run may bear the same numbers again.
+struct JobRun {
+  std::string server;  // empty for a job that was started without a server
+  std::string job;
+  int jobRunNumber = 0;
+  int sidRunNumber = 0;
+
+  auto operator<=>(const JobRun&) const = default;
+};
+
+// A text that is a decimal number as a whole; nothing for any other.
+template <typename Number>
+[[nodiscard]] std::optional<Number> numberIn(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size())
+    return std::nullopt;
+  return number;
+}
+
+// Seconds since 1970 as the job's files give them; nothing for what no calendar holds.
+[[nodiscard]] inline std::optional<std::int64_t> timeIn(std::string_view text) {
+  constexpr std::int64_t END_OF_9999 = 253402300799;
+  const auto seconds = numberIn<std::int64_t>(text);
+  return seconds && *seconds >= 0 && *seconds <= END_OF_9999 ? seconds : std::nullopt;
+}
+
+}  // namespace orv::ctl
