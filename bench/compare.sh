@@ -8,17 +8,22 @@
 #   --install      first installs the other programs from the distribution
 #   --rounds N     rounds with warm caches (5; 0 for none)
 #   --cold-rounds N  rounds with dropped caches (3 as root, else 0)
+#   --programs 'NAME...'  runs these other programs only (du and find besides those below)
+#   --cpu          compares processor time, which a busy machine disturbs less; leaves out the scans
+#                  with two threads (2t), whose gain it cannot show
 #   --out DIR      also writes warm.json, cold.json and cost.svg there
 #   TREE           standard trees, by default t40k t400k t4m; made below $TREES (/var/tmp/orv-bench)
 #                  when they are not there yet, and kept
 set -euo pipefail
 PROGRAMS=(ncdu duc-nox gdu agedu bfs)
-install=no rounds=5 cold_rounds=$([ "$(id -u)" = 0 ] && echo 3 || echo 0) out=''
+install=no cpu=() wanted='du find bfs ncdu gdu duc agedu' rounds=5 cold_rounds=$([ "$(id -u)" = 0 ] && echo 3 || echo 0) out=''
 while [[ ${1:-} == --* ]]; do
   case $1 in
     --install) install=yes; shift ;;
     --rounds) rounds=$2; shift 2 ;;
     --cold-rounds) cold_rounds=$2; shift 2 ;;
+    --programs) wanted=$2; shift 2 ;;
+    --cpu) cpu=(--cpu); shift ;;
     --out) out=$(realpath -- "$2"); shift 2 ;;
     *) sed -n '2,/^set/s/^# \{0,1\}//p' "$0" >&2; exit 2 ;;
   esac
@@ -35,9 +40,9 @@ for tree; do
 done
 
 FIELDS='%y %s %b %n %u %g %A@ %T@ %i %p\n'
-has() { command -v "$1" >/dev/null; }
-for program in ncdu duc gdu agedu bfs; do
-  has $program || echo "$program is not installed and left out (--install installs it)"
+has() { [[ " $wanted " == *" $1 "* ]] && command -v "$1" >/dev/null; }
+for program in $wanted; do
+  has "$program" || echo "$program is not installed and left out (--install installs it)"
 done
 
 # The arguments of `measure` for one tree. What comes first is run to warm the caches and to count.
@@ -47,9 +52,10 @@ group_of() {
   ARGS+=("floor=exec $BUILD/bench/floor $path")
   for name in summary everything; do
     ARGS+=("scan $name=$(bench_command "$name-$tree")")
-    ARGS+=("scan $name, 2t=$(SCAN_ENV=ORV_WALK_THREADS=2 bench_command "$name-$tree")")
+    [ ${#cpu[@]} -gt 0 ] || ARGS+=("scan $name, 2t=$(SCAN_ENV=ORV_WALK_THREADS=2 bench_command "$name-$tree")")
   done
-  ARGS+=("du -s=exec du -sx $path" "find -printf=exec find $path -xdev -printf '$FIELDS'")
+  if has du; then ARGS+=("du -s=exec du -sx $path"); fi
+  if has find; then ARGS+=("find -printf=exec find $path -xdev -printf '$FIELDS'"); fi
   if has bfs; then ARGS+=("bfs -printf=exec bfs $path -xdev -printf '$FIELDS'"); fi
   if has ncdu; then ARGS+=("ncdu=exec ncdu -0xo /dev/null $path"); fi
   if has gdu; then ARGS+=("gdu=exec gdu -npsx $path"); fi
@@ -57,7 +63,7 @@ group_of() {
   if has agedu; then ARGS+=("agedu=exec agedu -f $AGENT/agedu.dat -s $path"); fi
 }
 
-ARGS=(--base floor --base 'du -s')
+ARGS=("${cpu[@]}" --base floor --base 'du -s')
 [ -z "$out" ] || mkdir -p "$out"
 measure_all() {
   local name=$1
