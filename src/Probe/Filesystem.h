@@ -61,7 +61,7 @@ class Filesystem final : public EntityToObjectMapper {
   std::int64_t fsUsedSpace = 0;     // 512-byte units
   std::int64_t fsFreeSpace = 0;     // 512-byte units
   std::int64_t fsScanTime = 0;      // start of the scan, milliseconds since 1970
-  std::int16_t fsType = -1;  // UNKNOWN until the definition says otherwise
+  std::int16_t fsType = -1;         // UNKNOWN until the definition says otherwise
   std::int32_t fsUseCount = 0;
   bool fsScanned = false;
   std::int64_t fsDiscoveredTime = 0;

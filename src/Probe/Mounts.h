@@ -49,8 +49,8 @@ class Mounts final {
 
   // Fills capacity, inode and physical size figures of `filesystem` from what is mounted at the
   // entry's mount point. 0; 12 when it does not answer (reported, the record unchanged), within
-  // `nfsTimeout` seconds where that is above 0; 4 when the device of an ext or FAT filesystem cannot be
-  // opened (reported, the capacity figures are set).
+  // `nfsTimeout` seconds where that is above 0; 4 when the device of an ext or FAT filesystem
+  // cannot be opened (reported, the capacity figures are set).
   [[nodiscard]] static int statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeout);
 
   // Sets the figures that `st` holds, the physical size being the capacity. Units: 512 bytes.

@@ -73,8 +73,8 @@ TEST_F(MessageLogTest, catalogAndCodeNameTheSameMessages) {
   const auto inCode = pairs(header, std::regex(R"re(\{(\d+),\s+"(\w{8})"\})re"), 1, 2);
   const auto inCatalog = pairs(
       source,
-      std::regex(R"re(\$ @id (\w{8})\n\$ @cause [^\n]+\n\$ @remedy [^\n]+\n(\d+) "[^"\n]+"\n)re"), 2,
-      1);
+      std::regex(R"re(\$ @id (\w{8})\n\$ @cause [^\n]+\n\$ @remedy [^\n]+\n(\d+) "[^"\n]+"\n)re"),
+      2, 1);
   EXPECT_GT(inCode.size(), 40U);
   EXPECT_EQ(inCode, inCatalog);
   for (const auto& [number, id] : inCode)

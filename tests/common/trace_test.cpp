@@ -8,8 +8,8 @@
 namespace orv {
 namespace {
 
-using test::TempDir;
 using test::readFile;
+using test::TempDir;
 
 TEST(Trace, levelsSwitchClassesOn) {
   struct Row {

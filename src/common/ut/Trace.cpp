@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -42,15 +43,22 @@ State& state() {
   return instance;
 }
 
+struct ClassName {
+  std::uint8_t cls;
+  const char* name;
+};
+
+constexpr ClassName CLASS_NAMES[] = {{TR_ERROR, "ERROR"},
+                                     {TR_MAX, "MAX"},
+                                     {TR_GENERAL, "GENERAL"},
+                                     {TR_ENTER, "ENTER"},
+                                     {TR_EXIT, "EXIT"}};
+
 const char* className(std::uint8_t cls) noexcept {
-  switch (cls) {
-    case TR_ERROR: return "ERROR";
-    case TR_MAX: return "MAX";
-    case TR_GENERAL: return "GENERAL";
-    case TR_ENTER: return "ENTER";
-    case TR_EXIT: return "EXIT";
-    default: return "-";
-  }
+  for (const ClassName& row : CLASS_NAMES)
+    if (row.cls == cls)
+      return row.name;
+  return "-";
 }
 
 // Keeps the newer half of the file, from the first whole line on.

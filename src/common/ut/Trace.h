@@ -8,8 +8,8 @@
 // to by any thread. Every line carries local time, process id, class, source location and text.
 //
 // A trace point whose class is off costs one load and one predictable branch: its arguments are not
-// evaluated. Texts are printf formats that the compiler checks; line breaks at the end of a text are
-// dropped and control characters inside it are shown as \xNN, so one call always makes one line.
+// evaluated. Texts are printf formats that the compiler checks; line breaks at their end are
+// dropped and control characters in them are shown as \xNN, so one call always makes one line.
 //
 //   TRACE_METHOD("scan()");                          Enter now, Exit when the scope ends
 //   TRACE(TR_GENERAL, "found entity: %s", name);     one line
@@ -72,9 +72,9 @@ class Method final {
 }  // namespace trace
 }  // namespace orv
 
-#define TRACE(cls, ...)                                         \
-  do {                                                          \
-    if (::orv::trace::isOn(cls)) [[unlikely]]                   \
+#define TRACE(cls, ...)                                          \
+  do {                                                           \
+    if (::orv::trace::isOn(cls)) [[unlikely]]                    \
       ::orv::trace::write(cls, __FILE__, __LINE__, __VA_ARGS__); \
   } while (false)
 
