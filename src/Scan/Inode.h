@@ -1,6 +1,5 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 
 namespace orv {
@@ -10,7 +9,9 @@ namespace orv {
 struct Inode {
   std::int64_t inodeNumber;
 
-  friend auto operator<=>(const Inode&, const Inode&) = default;
+  friend bool operator<(const Inode& a, const Inode& b) noexcept {
+    return a.inodeNumber < b.inodeNumber;
+  }
 };
 
 }  // namespace orv

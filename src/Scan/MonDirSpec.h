@@ -52,7 +52,9 @@ class MonDirSpec final : public EntityToObjectMapper {
   [[nodiscard]] MonDirSpec* getMdsNext() const noexcept { return m_mdsNext; }
   void setMdsNext(MonDirSpec* mdsNext);
 
-  // What the scan attached to admit exactly this directory's subtree; null before. Not owned.
+  // A selection that admits exactly this directory's subtree, for a walk that asks one per
+  // directory; null while nobody attached one, as in the scan, which watches them all at once. Not
+  // owned.
   [[nodiscard]] const SelectNode* getSelectNode() const noexcept { return m_selectNode; }
   void setSelectNode(const SelectNode* selectNode) noexcept { m_selectNode = selectNode; }
 

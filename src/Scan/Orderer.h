@@ -1,6 +1,5 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 
 namespace orv {
@@ -10,7 +9,9 @@ struct Orderer {
   std::int64_t value;
   std::int32_t sequence;
 
-  friend auto operator<=>(const Orderer&, const Orderer&) = default;
+  friend bool operator<(const Orderer& a, const Orderer& b) noexcept {
+    return a.value != b.value ? a.value < b.value : a.sequence < b.sequence;
+  }
 };
 
 }  // namespace orv

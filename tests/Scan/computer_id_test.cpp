@@ -11,7 +11,7 @@ namespace {
 
 class ComputerIDTest : public ::testing::Test {
  protected:
-  ~ComputerIDTest() override { ComputerID::cachedCID.reset(); }
+  void TearDown() override { ComputerID::cachedCID.reset(); }
 
   test::TempDir agent;
   const std::string file = agent.file("config/computerid.dat");

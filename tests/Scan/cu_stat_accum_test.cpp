@@ -19,7 +19,7 @@ using test::listed;
 class CuStatAccumTest : public AccumulatorTest {
  protected:
   CuStatAccumTest() { profile.sdID = 7; }
-  ~CuStatAccumTest() override { CommonAgentFactory::getCommonAgent()->isWindows = false; }
+  void TearDown() override { CommonAgentFactory::getCommonAgent()->isWindows = false; }
 
   void enter(CuStatAccum& accum, const std::string& name) {
     FileAttributes directory = entry(FT_DIRECTORY, 4096, name);
