@@ -113,8 +113,9 @@ TEST_F(ReadAheadFlow, resultsAreThoseOfOneThread) {
   }
 }
 
-// Keeps creating, deleting, renaming and barring what lies below `root`, until it is killed.
-[[noreturn]] void keepChanging(const std::string& root) {
+// Keeps creating, deleting, renaming and barring what lies below `root`, until it is killed. Some
+// of it passes through the links that lead to `elsewhere`, which must hold nothing of worth.
+[[noreturn]] void keepChanging(const std::string& root, const std::string& elsewhere) {
   std::minstd_rand random(7);
   const auto pick = [&random](int count) {
     return std::to_string(random() % static_cast<unsigned>(count));
@@ -145,7 +146,7 @@ TEST_F(ReadAheadFlow, resultsAreThoseOfOneThread) {
         // A directory gives way to a link, and the other way round.
         ::unlink(inner.c_str());
         ::rename(inner.c_str(), (directory + "/away" + pick(9)).c_str());
-        ::symlink("/", inner.c_str());
+        ::symlink(elsewhere.c_str(), inner.c_str());
         break;
       default:
         ::rename((directory + "/away" + pick(9)).c_str(), inner.c_str());
@@ -157,9 +158,11 @@ TEST_F(ReadAheadFlow, aTreeThatKeepsChangingDoesNoHarm) {
   for (int i = 0; i < 40; ++i)
     makeFiles(root + "/d" + std::to_string(i) + "/inner0", 50);
   makeFiles(root + "/steps", 3'000);
+  const std::string elsewhere = area.file("elsewhere");
+  makeFiles(elsewhere, 50);
   const pid_t changer = ::fork();
   if (changer == 0)
-    keepChanging(root);
+    keepChanging(root, elsewhere);
   for (const char* threads : {"1", "2", "8", "8", "8"}) {
     const int code = runWith(threads);
     // 4 tells of a directory whose reading failed.
@@ -178,7 +181,7 @@ TEST_F(ReadAheadFlow, aTreeThatKeepsChangingDoesNoHarm) {
   }
   ::kill(changer, SIGKILL);
   ::waitpid(changer, nullptr, 0);
-  EXPECT_EQ(Process({"/bin/chmod", "-R", "u+rwX", root}, {}, "/dev/null").wait(), 0);
+  EXPECT_EQ(Process({"/bin/chmod", "-R", "u+rwX", root, elsewhere}, {}, "/dev/null").wait(), 0);
 }
 
 TEST_F(ReadAheadFlow, sigtermInTheMiddleEndsWith8) {
