@@ -19,6 +19,9 @@ bool LocalPath::retrieve(std::string_view path, std::string& local, std::size_t&
   if (longEnough) {
     local += rest;
     available = needed;
+    // A server's root that is this machine's root directory, too.
+    if (local.empty())
+      local = "/";
     TRACE(TR_GENERAL, "Got output (local path) = %s", local.c_str());
   } else {
     if (available > localRoot.size())

@@ -61,16 +61,18 @@ class MountJob : public Job {
     return {};
   }
 
-  // Runs `body` with mounts of its own; it returns what went wrong, and its failed expectations
+  // Runs `body` with mounts of its own. It returns what went wrong; failed expectations of its own
   // count as well.
-  static std::string inMounts(const std::function<std::string()>& body) {
-    return inPrivateMounts([&body] {
+  static void inMounts(const std::function<std::string()>& body, const std::string& what = {}) {
+    const std::string error = inPrivateMounts([&body] {
+      const bool hadFailed = ::testing::Test::HasFailure();
       std::string answer = body();
-      if (::testing::Test::HasFailure())
+      if (::testing::Test::HasFailure() && !hadFailed)
         answer += " expectations failed";
       std::fflush(stdout);
       return answer;
     });
+    EXPECT_EQ(error, "") << what;
   }
 
   TempDir area;

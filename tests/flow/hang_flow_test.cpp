@@ -76,29 +76,27 @@ class HangFlow : public MountJob {
 TEST_F(HangFlow, whatDoesNotAnswerIsReportedAndTheRestIsCounted) {
   for (const char* name : {"dir/hang-stat", "hang-open/x", "hang-read/x"})
     writeFile(source() + "/" + name, "1");
-  EXPECT_EQ(inMounts([this]() -> std::string {
-              const HangFs server(source(), mounted());
-              if (std::string error = mountTmpfs(); !error.empty())
-                return error;
-              // The second job finds the locks free, although calls of the first one still hang.
-              for (int round = 0; round < 2; ++round) {
-                defineBoth();
-                EXPECT_EQ(run({"-nfstimeout", "1"}), 0);
-                expectResults({"1", "2"});
-              }
-              const std::string reason = ": Connection timed out";
-              EXPECT_NE(
-                  log().find("STA0063E Cannot examine " + mounted() + "/dir/hang-stat" + reason),
-                  std::string::npos);
-              for (const char* name : {"/hang-open", "/hang-read"})
-                EXPECT_NE(log().find("STA0121E Cannot open directory " + mounted() + name + reason),
-                          std::string::npos)
-                    << name;
-              // The root, dir and the two in it, hang-open, hang-read, last.
-              EXPECT_NE(log().find("walk is complete: 7 entries"), std::string::npos) << log();
-              return "";
-            }),
-            "");
+  inMounts([this]() -> std::string {
+    const HangFs server(source(), mounted());
+    if (std::string error = mountTmpfs(); !error.empty())
+      return error;
+    // The second job finds the locks free, although calls of the first one still hang.
+    for (int round = 0; round < 2; ++round) {
+      defineBoth();
+      EXPECT_EQ(run({"-nfstimeout", "1"}), 0);
+      expectResults({"1", "2"});
+    }
+    const std::string reason = ": Connection timed out";
+    EXPECT_NE(log().find("STA0063E Cannot examine " + mounted() + "/dir/hang-stat" + reason),
+              std::string::npos);
+    for (const char* name : {"/hang-open", "/hang-read"})
+      EXPECT_NE(log().find("STA0121E Cannot open directory " + mounted() + name + reason),
+                std::string::npos)
+          << name;
+    // The root, dir and the two in it, hang-open, hang-read, last.
+    EXPECT_NE(log().find("walk is complete: 7 entries"), std::string::npos) << log();
+    return "";
+  });
 }
 
 TEST_F(HangFlow, aServerThatStopsEndsTheWalkOfItsFilesystemOnly) {
@@ -106,53 +104,52 @@ TEST_F(HangFlow, aServerThatStopsEndsTheWalkOfItsFilesystemOnly) {
     writeFile(source() + "/hang-stat" + std::to_string(i), "");
   for (int i = 0; i < 20; ++i)
     writeFile(source() + "/i" + std::to_string(i), "");
-  EXPECT_EQ(inMounts([this]() -> std::string {
-              const HangFs server(source(), mounted());
-              if (std::string error = mountTmpfs(); !error.empty())
-                return error;
-              defineBoth();
-              Process job = start({"-nfstimeout", "1"});
-              // The next four hang as well: time to stop the server before it reads on.
-              awaitLog("STA0063E");
-              server.stop();
-              EXPECT_EQ(job.wait(), 4);
-              EXPECT_EQ(messages("STA0063E").size(), 10U);
-              EXPECT_EQ(messages("STA0530E").size(), 1U);
-              expectResults({"2"});
+  inMounts([this]() -> std::string {
+    const HangFs server(source(), mounted());
+    if (std::string error = mountTmpfs(); !error.empty())
+      return error;
+    defineBoth();
+    Process job = start({"-nfstimeout", "1"});
+    // The next four hang as well: time to stop the server before it reads on.
+    awaitLog("STA0063E");
+    server.stop();
+    EXPECT_EQ(job.wait(), 4);
+    EXPECT_EQ(messages("STA0063E").size(), 10U);
+    EXPECT_EQ(messages("STA0530E").size(), 1U);
+    expectResults({"2"});
 
-              // The next scan gets the lock, and no answer at all.
-              defineBoth();
-              EXPECT_EQ(run({"-nfstimeout", "1"}), 4);
-              EXPECT_EQ(messages("STA0096E").size(), 1U);
-              EXPECT_EQ(messages("STA0531E").size(), 0U);
-              expectResults({"2"});
-              return "";
-            }),
-            "");
+    // The next scan gets the lock, and no answer at all.
+    defineBoth();
+    EXPECT_EQ(run({"-nfstimeout", "1"}), 4);
+    EXPECT_EQ(messages("STA0096E").size(), 1U);
+    EXPECT_EQ(messages("STA0531E").size(), 0U);
+    expectResults({"2"});
+    return "";
+  });
 }
 
 TEST_F(HangFlow, aJobThatWaitsForAnAnswerCanBeStopped) {
   writeFile(source() + "/hang-stat", "");
   for (const bool hangsOnStatfs : {false, true})
-    EXPECT_EQ(inMounts([this, hangsOnStatfs]() -> std::string {
-                const HangFs server(source(), mounted(), hangsOnStatfs);
-                if (std::string error = mountTmpfs(); !error.empty())
-                  return error;
-                defineBoth();
-                Process job = start({"-nfstimeout", "1000"});
-                const std::string pid = std::to_string(job.pid());
-                while (readFile("/proc/" + pid + "/task/" + pid + "/children").empty())
-                  ::usleep(10'000);
-                job.signal(SIGTERM);
-                EXPECT_EQ(job.wait(), 8);
-                EXPECT_FALSE(exists(outputFile()));
-                // Its locks are free.
-                define(Definition().filesystem(2, area.file("tmp")).profile(1, "1", FIGURES));
-                EXPECT_EQ(run(), 0);
-                return "";
-              }),
-              "")
-        << hangsOnStatfs;
+    inMounts(
+        [this, hangsOnStatfs]() -> std::string {
+          const HangFs server(source(), mounted(), hangsOnStatfs);
+          if (std::string error = mountTmpfs(); !error.empty())
+            return error;
+          defineBoth();
+          Process job = start({"-nfstimeout", "1000"});
+          const std::string pid = std::to_string(job.pid());
+          while (readFile("/proc/" + pid + "/task/" + pid + "/children").empty())
+            ::usleep(10'000);
+          job.signal(SIGTERM);
+          EXPECT_EQ(job.wait(), 8);
+          EXPECT_FALSE(exists(outputFile()));
+          // Its locks are free.
+          define(Definition().filesystem(2, area.file("tmp")).profile(1, "1", FIGURES));
+          EXPECT_EQ(run(), 0);
+          return "";
+        },
+        hangsOnStatfs ? "statfs hangs" : "an entry hangs");
 }
 
 }  // namespace
