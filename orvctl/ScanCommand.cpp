@@ -11,6 +11,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AgentDirectory.h"
@@ -32,6 +33,9 @@ namespace {
 // than the first one did.
 constexpr int MIN_RANKING = 100;
 
+// More threads than this help on no storage.
+constexpr unsigned MAX_THREADS = 64;
+
 // The code of a scan that leaves a result although some parts could not be scanned.
 constexpr int PARTLY_SCANNED = 4;
 
@@ -41,6 +45,7 @@ struct ScanArguments {
   std::string where;
   std::vector<std::string> watch;
   int top = DEFAULT_TOP;
+  unsigned threads = std::max(1U, std::thread::hardware_concurrency());
 };
 
 [[noreturn]] void cannotScan(const std::string& path, const std::string& why) {
@@ -131,7 +136,9 @@ int runScanCommand(const ScanArguments& arguments) {
   JobLog log(job.log());
   Progress progress(root, log);
   const ScanEnd end =
-      runScan(scanArguments(staged + "/bin/scan", agent, job), {"ORV_MNTTAB=" + job.mountTable()},
+      runScan(scanArguments(staged + "/bin/scan", agent, job),
+              {"ORV_MNTTAB=" + job.mountTable(),
+               "ORV_WALK_THREADS=" + std::to_string(arguments.threads)},
               progress.interval(), [&progress](double elapsed) { progress.show(elapsed); });
   progress.end();
   log.poll();
@@ -166,6 +173,11 @@ void addScanCommand(CLI::App& app, int& exitCode) {
           "Directories below PATH that are also reported one by one, or patterns of them, as "
           "'/data/*/logs'; after PATH")
       ->type_name("DIR");
+  command
+      ->add_option("--threads", arguments->threads,
+                   "Threads that read ahead of the scan; 1 for none. Without it as many as there "
+                   "are processors")
+      ->check(CLI::Range(1U, MAX_THREADS));
   addTopOption(*command, arguments->top);
   command->callback([arguments, &exitCode] { exitCode = runScanCommand(*arguments); });
 }

@@ -106,6 +106,7 @@ TEST_F(OrvctlTest, badInputGivesOneLineAndItsCode) {
       {{}, 2, "orvctl: A subcommand is required; see orvctl --help\n"},
       {{"scan"}, 2, "orvctl: PATH is required; see orvctl --help\n"},
       {{"scan", "/", "--top", "0"}, 2, "orvctl: --top: Value 0 not in range"},
+      {{"scan", "/", "--threads", "0"}, 2, "orvctl: --threads: Value 0 not in range"},
       {{"scan", "/no/such"}, 1, "orvctl: cannot scan /no/such: No such file or directory\n"},
       {{"scan", file}, 1, "orvctl: cannot scan " + file + ": Not a directory\n"},
       {{"scan", directory.file("line\nbreak"), "--agent", agent},
