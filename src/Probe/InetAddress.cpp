@@ -4,13 +4,16 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <map>
 #include <memory>
 
 #include "common/ut/Trace.h"
 
 namespace orv {
+namespace {
 
-std::string InetAddress::getHostAddress(const std::string& host) {
+// The first address in numeric text; `host` itself without one.
+std::string resolve(const std::string& host) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
@@ -27,6 +30,16 @@ std::string InetAddress::getHostAddress(const std::string& host) {
     return host;
   }
   return text.data();
+}
+
+}  // namespace
+
+std::string InetAddress::getHostAddress(const std::string& host) {
+  // A filer has many exports, and a resolver that gets no answer takes its time.
+  static std::map<std::string, std::string> resolved;
+  const auto found = resolved.find(host);
+  return found != resolved.end() ? found->second
+                                 : resolved.emplace(host, resolve(host)).first->second;
 }
 
 }  // namespace orv

@@ -4,7 +4,8 @@
 
 namespace orv {
 
-// Name resolution for filers. Stateless; blocks for as long as the host's resolver does.
+// Name resolution for filers, on the job's thread. Blocks for as long as the host's resolver does,
+// once for each host.
 class InetAddress final {
  public:
   InetAddress() = delete;

@@ -1,5 +1,7 @@
 // Jobs over real mounts of several kinds.
 
+#include <sys/statvfs.h>
+
 #include "flow/MountJob.h"
 
 namespace orv::test {
@@ -79,6 +81,111 @@ TEST_F(MountsFlow, mountPointsWithBlanksAndOvermountsAreFound) {
               return summaryOf(result(), "1").at("sumFileCount") == "1" ? "" : "wrong mount";
             }),
             "");
+}
+
+// Where nothing tells the size of the filesystem itself, it is what the filesystem offers.
+TEST_F(MountsFlow, diskFilesystemsHaveTheFiguresOfTheSystem) {
+  const struct {
+    const char* type;
+    int megabytes;  // about the smallest that mkfs accepts
+  } rows[] = {{"xfs", 320}, {"btrfs", 120}};
+  for (const auto& row : rows)
+    inMounts(
+        [this, &row]() -> std::string {
+          const std::string known = readFile("/proc/filesystems");
+          if (known.find(std::string("\t") + row.type + "\n") == std::string::npos ||
+              std::system((std::string("command -v mkfs.") + row.type + " >/dev/null").c_str()) !=
+                  0)
+            return "";
+          const std::string error = mountImage(row.type, row.type, row.megabytes);
+          if (!error.empty())
+            return error;
+          const std::string root = area.file(row.type);
+          writeFile(root + "/a/one", "1");
+          writeFile(root + "/a/b/two", std::string(100'000, '2'));
+          std::filesystem::create_hard_link(root + "/a/one", root + "/again");
+          define(Definition().filesystem(1, root).profile(1, "1", FIGURES));
+          EXPECT_EQ(run(), 0) << log();
+          const ResultTree tree = result();
+          expectFigures(tree.root().one("CuStatDef").one("ResultsByFS"), Oracle(root, 1, 0), root);
+          struct statvfs st {};
+          EXPECT_EQ(::statvfs(root.c_str(), &st), 0);
+          const Row& filesystem = tree.root().one("Filesystem").row();
+          const auto units = std::to_string(st.f_blocks * st.f_frsize / 512);
+          EXPECT_EQ(filesystem.at("fsCapacity"), units);
+          EXPECT_EQ(filesystem.at("fsPhysicalSize"), units);
+          EXPECT_EQ(filesystem.at("fsMaxFiles"), std::to_string(st.f_files));
+          return "";
+        },
+        row.type);
+}
+
+// A bind mount shows the same device: as a scan root it is a filesystem of its own, inside another
+// one it is entered like a directory.
+TEST_F(MountsFlow, bindMountsAreScannedLikeWhatTheyShow) {
+  inMounts([this]() -> std::string {
+    if (const std::string error = mountAt("tmp", "tmpfs", "tmpfs"); !error.empty())
+      return error;
+    writeFile(area.file("tmp/a/one"), "1");
+    std::filesystem::create_directories(area.file("tmp/b"));
+    std::filesystem::create_directories(area.file("bound"));
+    for (const char* target : {"tmp/b", "bound"})
+      if (::mount(area.file("tmp/a").c_str(), area.file(target).c_str(), nullptr, MS_BIND,
+                  nullptr) != 0)
+        return std::string("bind: ") + std::strerror(errno);
+    define(Definition()
+               .filesystem(1, area.file("tmp"))
+               .filesystem(2, area.file("bound"))
+               .profile(1, "1", SUMMARY));
+    EXPECT_EQ(run(), 0) << log();
+    EXPECT_EQ(summaryOf(result(), "1").at("sumFileCount"), "2");
+    EXPECT_EQ(summaryOf(result(), "2").at("sumFileCount"), "1");
+    return "";
+  });
+}
+
+// Stops the job while it has the scan root open and takes the mount away.
+TEST_F(MountsFlow, aMountThatDisappearsDuringTheWalkDoesNotHoldUpTheJob) {
+  constexpr int DIRECTORIES = 100;
+  constexpr int FILES = 50;
+  for (const char* timeout : {"0", "1000"})
+    inMounts(
+        [this, timeout]() -> std::string {
+          std::string error = mountAt("gone", "tmpfs", "tmpfs");
+          if (error.empty())
+            error = mountAt("tmp", "tmpfs", "tmpfs");
+          if (!error.empty())
+            return error;
+          for (int i = 0; i < DIRECTORIES * FILES; ++i)
+            writeFile(
+                area.file("gone/d" + std::to_string(i % DIRECTORIES)) + "/" + std::to_string(i),
+                "");
+          writeFile(area.file("tmp/file"), "1");
+          define(Definition()
+                     .filesystem(1, area.file("gone"))
+                     .filesystem(2, area.file("tmp"))
+                     .profile(1, "1", SUMMARY));
+          std::filesystem::remove(agent() + "/log/scan.log");
+          Process job = start({"-nfstimeout", timeout});
+          while (log().find("STA0025I") == std::string::npos)
+            ::usleep(1'000);
+          job.signal(SIGSTOP);
+          // The walk holds on to its open root; what is reached by path is gone.
+          const bool isOpen =
+              commandOutput("ls -l /proc/" + std::to_string(job.pid()) + "/fd").find("/gone") !=
+              std::string::npos;
+          if (::umount2(area.file("gone").c_str(), MNT_DETACH) != 0)
+            return std::string("umount: ") + std::strerror(errno);
+          job.signal(SIGCONT);
+          EXPECT_EQ(job.wait(), 0) << log();
+          if (isOpen) {
+            EXPECT_EQ(summaryOf(result(), "1").at("sumFileCount"),
+                      std::to_string(DIRECTORIES * FILES));
+          }
+          EXPECT_EQ(summaryOf(result(), "2").at("sumFileCount"), "1");
+          return "";
+        },
+        timeout);
 }
 
 }  // namespace
