@@ -75,6 +75,7 @@ class JobListReader final {
   void readJobInfo(const JobRun& run, const std::string& file);
   [[nodiscard]] ListedJob stateOf(const FoundInfo& found) const;
   void readLocks();
+  void findHolder(ListedLock& lock) const;
   [[nodiscard]] ResultState resultOf(const ListedJob& job) const;
   [[nodiscard]] std::optional<std::string> textOf(const std::string& file);
   void cannotRead(const std::string& what, const std::string& why) {
@@ -186,10 +187,10 @@ void JobListReader::readJobInfo(const JobRun& run, const std::string& file) {
 // A notification of an earlier run of the same numbers tells nothing of this one.
 ListedJob JobListReader::stateOf(const FoundInfo& found) const {
   const auto& [run, info, written, isRunning] = found;
-  ListedJob job{.run = run, .start = info.start ? info.start : written};
+  ListedJob job{
+      .run = run, .pid = info.pid.value_or(0), .start = info.start ? info.start : written};
   if (isRunning) {
     job.state = JobState::RUNNING;
-    job.pid = *info.pid;
     return job;
   }
   if (const auto told = m_notifications.find(run); told != m_notifications.end()) {
@@ -219,16 +220,26 @@ ResultState JobListReader::resultOf(const ListedJob& job) const {
   return job.start && *written + 1 < *job.start ? ResultState::OLDER : ResultState::THERE;
 }
 
+// A dead job's id may be that of a running one by now.
+void JobListReader::findHolder(ListedLock& lock) const {
+  for (const JobState state : {JobState::DIED, JobState::RUNNING})
+    for (const ListedJob& job : m_list.jobs)
+      if (job.state == state && job.pid == lock.pid) {
+        lock.holder = job.run;
+        lock.holderDied = state == JobState::DIED;
+      }
+}
+
 // Read after the jobs, so that a lock that a job took meanwhile finds its holder listed.
 void JobListReader::readLocks() {
   const std::string file = m_agent + "/log/orv_scan_res";
   const std::string text = textOf(file).value_or("");
   for (const ResourceRecord& record : parseResourceRecords(text)) {
-    ListedLock lock{record.resource, record.pid, std::nullopt, processExists(record.pid)};
-    for (const ListedJob& job : m_list.jobs)
-      if (job.state == JobState::RUNNING && job.pid == lock.pid)
-        lock.holder = job.run;
-    m_list.locks.push_back(std::move(lock));
+    m_list.locks.push_back({.resource = record.resource,
+                            .pid = record.pid,
+                            .holder = std::nullopt,
+                            .processExists = processExists(record.pid)});
+    findHolder(m_list.locks.back());
   }
   std::size_t lines = 0;
   for (std::size_t at = 0; at < text.size();) {

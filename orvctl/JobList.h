@@ -30,7 +30,7 @@ struct ListedJob {
   JobRun run;
   JobState state = JobState::UNKNOWN;
   int code = 0;   // of an ended job
-  pid_t pid = 0;  // of a running job
+  pid_t pid = 0;  // of a running or dead job
   // Seconds since 1970. The start of a job in an unknown state is when its file was written.
   std::optional<std::int64_t> start{};
   std::optional<std::int64_t> end{};  // of an ended job
@@ -41,7 +41,8 @@ struct ListedJob {
 struct ListedLock {
   std::string resource;          // "scan_<server><fsID>"; holds no control characters
   pid_t pid = 0;                 // of its holder
-  std::optional<JobRun> holder;  // when that is a listed running job
+  std::optional<JobRun> holder;  // when that is a listed job, running or dead
+  bool holderDied = false;
   bool processExists = false;
 };
 

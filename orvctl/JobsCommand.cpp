@@ -114,11 +114,13 @@ std::string filesystemOf(const ListedLock& lock) {
 }
 
 std::string holderText(const ListedLock& lock) {
-  if (lock.holder)
-    return fmt::format("{} {} of {}", printable(lock.holder->job), runText(*lock.holder),
-                       orDash(printable(lock.holder->server)));
-  return lock.processExists ? "a process that is no listed job"
-                            : "nobody: the process is gone, the next scan takes it";
+  const std::string job =
+      lock.holder ? fmt::format("{} {} of {}", printable(lock.holder->job), runText(*lock.holder),
+                                orDash(printable(lock.holder->server)))
+                  : "no listed job";
+  if (!lock.processExists)
+    return job + ", gone: the next scan takes it";
+  return job + (lock.holderDied ? ", dead; another process has its id" : "");
 }
 
 std::string renderLocks(const JobList& list, const Style& style) {

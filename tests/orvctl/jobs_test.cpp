@@ -178,8 +178,8 @@ TEST(JobsCommandTest, columnsLineUpAndNamesAreSafe) {
                        .start = 1704067260,
                        .result = ResultState::OLDER});
   list.jobs.push_back({.run = {"s", std::string(200, 'j'), 1, 1}, .state = JobState::DIED});
-  list.locks.push_back({"scan_-5", 4711, list.jobs[1].run, true});
-  list.locks.push_back({"scan_s2", 99, std::nullopt, false});
+  list.locks.push_back({"scan_-5", 4711, list.jobs[1].run, false, true});
+  list.locks.push_back({"scan_s2", 99, std::nullopt, false, false});
   EXPECT_EQ(renderJobs(list, 1704067265, {.width = 80}),
             "             start       time  state      server  job                   run  result\n"
             "  2024-01-01 00:00  2 h 5 min  ended: 12  \\xFFa   back\\x1B[31m up       7.1  no\n"
@@ -189,7 +189,7 @@ TEST(JobsCommandTest, columnsLineUpAndNamesAreSafe) {
             "\nLocks\n"
             "  filesystem  process  held by\n"
             "  -5             4711  \xe6\x97\xa5 1234.56 of -\n"
-            "  scan_s2          99  nobody: the process is gone, the next scan takes it\n");
+            "  scan_s2          99  no listed job, gone: the next scan takes it\n");
   const std::string coloured = renderJobs(list, 0, {.width = 80, .colour = true});
   EXPECT_NE(coloured.find("\x1b[33m  2024"), std::string::npos) << "failed";
   EXPECT_NE(coloured.find("\x1b[36m  2024"), std::string::npos) << "running";
@@ -223,7 +223,8 @@ TEST_F(RunningJob, isListedWithItsLockUntilItDies) {
   list = readJobList(agent());  // nobody waited for the process yet
   EXPECT_EQ(list.jobs[0].state, JobState::DIED);
   ASSERT_EQ(list.locks.size(), 1U);
-  EXPECT_FALSE(list.locks[0].holder);
+  EXPECT_EQ(list.locks[0].holder, list.jobs[0].run);
+  EXPECT_TRUE(list.locks[0].holderDied);
 
   (void)scan.wait();
   ASSERT_EQ(run(), 0) << log();
