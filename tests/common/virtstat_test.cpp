@@ -157,6 +157,7 @@ TEST_F(VirtStat, givesTheErrorsOfTheSystemCalls) {
 }
 
 TEST_F(VirtStat, helperHoldsNothingOfTheJob) {
+  reapAll();  // helpers of the tests before
   UniqueFd locked(::open(dir.file("lock").c_str(), O_RDWR | O_CREAT, 0600));
   ASSERT_EQ(::flock(locked.get(), LOCK_EX), 0);
   ::signal(SIGTERM, SIG_IGN);
