@@ -135,11 +135,10 @@ int runScanCommand(const ScanArguments& arguments) {
 
   JobLog log(job.log());
   Progress progress(root, log);
-  const ScanEnd end =
-      runScan(scanArguments(staged + "/bin/scan", agent, job),
-              {"ORV_MNTTAB=" + job.mountTable(),
-               "ORV_WALK_THREADS=" + std::to_string(arguments.threads)},
-              progress.interval(), [&progress](double elapsed) { progress.show(elapsed); });
+  const ScanEnd end = runScan(
+      scanArguments(staged + "/bin/scan", agent, job),
+      {"ORV_MNTTAB=" + job.mountTable(), "ORV_WALK_THREADS=" + std::to_string(arguments.threads)},
+      progress.interval(), [&progress](double elapsed) { progress.show(elapsed); });
   progress.end();
   log.poll();
   try {
