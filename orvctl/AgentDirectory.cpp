@@ -1,5 +1,6 @@
 #include "AgentDirectory.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -9,9 +10,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <system_error>
 
 #include "CtlError.h"
 #include "common/unx/Files.h"
+#include "common/unx/UniqueFd.h"
 #include "common/ut/Text.h"
 
 namespace orv::ctl {
@@ -61,6 +64,20 @@ bool isThere(const std::string& file, bool isLink) {
   return ::stat(file.c_str(), &info) == 0;
 }
 
+// Copies a program file. Unlike the standard library's copy it tells a full disk from other errors.
+std::error_code copyProgram(const std::string& from, const std::string& to) {
+  const UniqueFd in(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  const UniqueFd out(::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0755));
+  if (!in || !out)
+    return {errno, std::generic_category()};
+  std::array<char, 65536> buffer;
+  ssize_t got = 0;
+  while ((got = ::read(in.get(), buffer.data(), buffer.size())) > 0)
+    if (!writeFully(out.get(), {buffer.data(), static_cast<std::size_t>(got)}))
+      return {errno, std::generic_category()};
+  return got < 0 ? std::error_code(errno, std::generic_category()) : std::error_code();
+}
+
 void takeFromStaged(const std::string& agent, const std::string& staged, const NeededFile& file) {
   const std::string own = agent + "/" + file.name;
   const std::string target = staged + "/" + file.name;
@@ -76,12 +93,14 @@ void takeFromStaged(const std::string& agent, const std::string& staged, const N
   if (file.isLink)
     std::filesystem::create_symlink(target, fresh, error);
   else
-    std::filesystem::copy_file(target, fresh, error);
+    error = copyProgram(target, fresh);
   if (!error)
     std::filesystem::rename(fresh, own, error);
-  if (error)
+  if (error) {
+    ::unlink(fresh.c_str());
     cannotUse(agent, fmt::format("cannot make {} from {}: {}", withoutControlCharacters(own),
                                  target, error.message()));
+  }
 }
 
 }  // namespace
