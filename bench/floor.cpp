@@ -12,7 +12,7 @@
 #include <memory>
 #include <vector>
 
-#include "common/unx/UniqueFd.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace {
 

@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "Scan/FileAttributes.h"
-#include "Scan/FileTypeAccum.h"
-#include "Scan/InodeTable.h"
-#include "Scan/NMost.h"
-#include "Scan/PathPattern.h"
-#include "Scan/SFile.h"
-#include "Scan/SizeRanges.h"
+#include "Scan/accumulate/FileTypeAccum.h"
+#include "Scan/accumulate/InodeTable.h"
+#include "Scan/accumulate/NMost.h"
+#include "Scan/entry/FileAttributes.h"
+#include "Scan/results/SFile.h"
+#include "Scan/results/SizeRanges.h"
+#include "Scan/select/PathPattern.h"
 
 namespace {
 

@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "common/unx/UniqueFd.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 //   ScanProcess      runs bin/scan and hands signals on; Progress shows meanwhile what JobLog reads
 //   ResultFile       reads the result into a tree; Report and ReportSections print it
 //   TextTable, DisplayText, Units, Style   columns, names, figures and colours of the report
-#include "App.h"
+#include "orvctl/command/App.h"
 
 int main(int argc, char** argv) {
   return orv::ctl::runApp(argc, argv);

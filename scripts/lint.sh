@@ -7,6 +7,7 @@ scripts/install-deps.sh build lint
 
 find scripts bench .ci -type f \( -name '*.sh' -o -path .ci/run \) -print0 | xargs -0 -n1 bash -n
 scripts/messages-doc.sh --check
+scripts/arrows.sh
 
 sources() {
   find src orvctl tests bench -type f "$@" -print0

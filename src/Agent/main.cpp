@@ -11,7 +11,7 @@
 
 #include "Common/CmdArgs.h"
 #include "Common/LogManager.h"
-#include "common/ut/Text.h"
+#include "runtime/ut/Text.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include <thread>
 
 #include "Common/LogUtil.h"
-#include "common/unx/Files.h"
-#include "common/unx/UniqueFd.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/unx/Files.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 namespace {

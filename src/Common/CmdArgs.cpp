@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "Common/CmdTables.h"
-#include "common/unx/Files.h"
-#include "common/ut/Trace.h"
+#include "runtime/unx/Files.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

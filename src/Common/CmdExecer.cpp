@@ -4,8 +4,8 @@
 
 #include "Common/unix/AtomicFile.h"
 #include "Common/unix/psnautil.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

@@ -5,9 +5,9 @@
 #include <cerrno>
 
 #include "Common/unix/AtomicFile.h"
-#include "common/unx/Files.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/unx/Files.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

@@ -1,6 +1,6 @@
 #include "Common/JobFileNames.h"
 
-#include "common/ut/Text.h"
+#include "runtime/ut/Text.h"
 
 namespace orv {
 

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "Common/unix/psnautil.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

@@ -1,7 +1,7 @@
 #include "Common/Notify.h"
 
 #include "Common/unix/psnautil.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

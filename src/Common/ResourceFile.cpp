@@ -8,8 +8,8 @@
 #include <cstdio>
 
 #include "Common/unix/AtomicFile.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

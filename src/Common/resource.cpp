@@ -9,9 +9,9 @@
 
 #include "Common/ResourceFile.h"
 #include "Common/unix/psnautil.h"
-#include "common/unx/Files.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/unx/Files.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

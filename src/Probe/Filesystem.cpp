@@ -1,9 +1,9 @@
 #include "Probe/Filesystem.h"
 
-#include "Common/FieldTable.h"
-#include "Common/GenericPrint.h"
+#include "Common/format/FieldTable.h"
+#include "Common/format/GenericPrint.h"
 #include "Probe/NasFiler.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Common/EntityToObjectMapper.h"
+#include "Common/format/EntityToObjectMapper.h"
 
 namespace orv {
 

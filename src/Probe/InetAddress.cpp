@@ -7,7 +7,7 @@
 #include <map>
 #include <memory>
 
-#include "common/ut/Trace.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

@@ -13,11 +13,11 @@
 
 #include "Probe/Filesystem.h"
 #include "Probe/PhysicalSize.h"
-#include "common/nls/MessageLog.h"
-#include "common/thrd/StopFlag.h"
-#include "common/unx/virtstat.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/unx/virtstat.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

@@ -1,8 +1,8 @@
 #include "Probe/NasFiler.h"
 
-#include "Common/FieldTable.h"
-#include "Common/GenericPrint.h"
-#include "common/ut/Trace.h"
+#include "Common/format/FieldTable.h"
+#include "Common/format/GenericPrint.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

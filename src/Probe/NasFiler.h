@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Common/EntityToObjectMapper.h"
+#include "Common/format/EntityToObjectMapper.h"
 
 namespace orv {
 

@@ -14,10 +14,10 @@
 
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
-#include "common/nls/MessageLog.h"
-#include "common/unx/UniqueFd.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 namespace {

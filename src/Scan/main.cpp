@@ -11,7 +11,7 @@
 // (FileAttributes) -> accumulators (CuStatAccum) -> result records (CuStatResults) -> result file
 // (GenericPrint).
 
-#include "Scan/ExecScan.h"
+#include "Scan/job/ExecScan.h"
 
 int main(int argc, char** argv) {
   orv::ExecScan job;

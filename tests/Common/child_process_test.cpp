@@ -5,7 +5,7 @@
 #include "Common/CmdExecer.h"
 #include "Common/unix/psnautil.h"
 #include "Common/unix/pssignal.h"
-#include "common/thrd/StopFlag.h"
+#include "runtime/thrd/StopFlag.h"
 #include "support/CapturedTrace.h"
 #include "support/ForkedProcess.h"
 

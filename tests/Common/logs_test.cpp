@@ -7,7 +7,7 @@
 
 #include "Common/LogManager.h"
 #include "Common/LogUtil.h"
-#include "common/unx/UniqueFd.h"
+#include "runtime/ut/UniqueFd.h"
 #include "support/CapturedTrace.h"
 #include "support/ForkedProcess.h"
 

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "Common/GenericPrint.h"
-#include "Common/ORVException.h"
+#include "Common/format/GenericPrint.h"
 #include "Probe/NasFiler.h"
+#include "runtime/ut/ORVException.h"
 #include "support/TempDir.h"
 
 namespace orv {

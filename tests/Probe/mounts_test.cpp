@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "Probe/Filesystem.h"
-#include "common/unx/virtstat.h"
+#include "runtime/unx/virtstat.h"
 #include "support/CapturedMessages.h"
 #include "support/HangFs.h"
 #include "support/PrivateMounts.h"

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "Units.h"
+#include "orvctl/text/Units.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
 

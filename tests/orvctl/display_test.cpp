@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include "DisplayText.h"
-#include "TextTable.h"
-#include "Units.h"
+#include "orvctl/text/DisplayText.h"
+#include "orvctl/text/TextTable.h"
+#include "orvctl/text/Units.h"
 
 namespace orv::ctl {
 namespace {

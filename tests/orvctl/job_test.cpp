@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <set>
 
-#include "AgentDirectory.h"
-#include "CtlError.h"
-#include "LocalJob.h"
-#include "ScanProcess.h"
+#include "orvctl/job/AgentDirectory.h"
+#include "orvctl/job/LocalJob.h"
+#include "orvctl/job/ScanProcess.h"
+#include "orvctl/text/CtlError.h"
 #include "support/TempDir.h"
 
 namespace orv::ctl {

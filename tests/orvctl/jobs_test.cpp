@@ -6,11 +6,11 @@
 #include <ctime>
 #include <regex>
 
-#include "CtlError.h"
-#include "JobList.h"
-#include "JobsCommand.h"
-#include "Notification.h"
-#include "RunningScan.h"
+#include "orvctl/command/JobsCommand.h"
+#include "orvctl/job/JobList.h"
+#include "orvctl/job/Notification.h"
+#include "orvctl/job/RunningScan.h"
+#include "orvctl/text/CtlError.h"
 #include "support/Job.h"
 
 namespace orv::ctl {

@@ -1,9 +1,9 @@
-#include "Report.h"
+#include "orvctl/report/Report.h"
 
 #include <gtest/gtest.h>
 
-#include "CtlError.h"
-#include "DisplayText.h"
+#include "orvctl/text/CtlError.h"
+#include "orvctl/text/DisplayText.h"
 #include "sample_result.h"
 #include "support/TempDir.h"
 

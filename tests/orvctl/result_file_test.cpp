@@ -1,8 +1,8 @@
-#include "ResultFile.h"
+#include "orvctl/model/ResultFile.h"
 
 #include <gtest/gtest.h>
 
-#include "CtlError.h"
+#include "orvctl/text/CtlError.h"
 #include "sample_result.h"
 #include "support/TempDir.h"
 

@@ -3,10 +3,10 @@
 
 #include <filesystem>
 
-#include "CtlError.h"
-#include "LocalJob.h"
-#include "WatchPath.h"
-#include "WhereClause.h"
+#include "orvctl/job/LocalJob.h"
+#include "orvctl/job/WatchPath.h"
+#include "orvctl/job/WhereClause.h"
+#include "orvctl/text/CtlError.h"
 #include "support/Process.h"
 #include "support/TempDir.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/nls/MessageLog.h"
+#include "runtime/nls/MessageLog.h"
 
 namespace orv::test {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/ut/Trace.h"
+#include "runtime/ut/Trace.h"
 #include "support/TempDir.h"
 
 namespace orv::test {

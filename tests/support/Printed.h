@@ -3,7 +3,7 @@
 #include <functional>
 #include <string>
 
-#include "Common/GenericPrint.h"
+#include "Common/format/GenericPrint.h"
 #include "support/TempDir.h"
 
 namespace orv::test {

@@ -11,7 +11,7 @@
 #include <functional>
 #include <string>
 
-#include "common/unx/UniqueFd.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv::test {
 

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "common/unx/UniqueFd.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 namespace {

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <charconv>
 
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "common/unx/UniqueFd.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 

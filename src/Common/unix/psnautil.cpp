@@ -12,9 +12,9 @@
 #include <csignal>
 #include <cstring>
 
-#include "common/unx/UniqueFd.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 namespace {

@@ -2,19 +2,15 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 
-#include "common/thrd/StopFlag.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {
-
-std::atomic<int> caughtSignal{0};
-static_assert(std::atomic<int>::is_always_lock_free);
 
 struct Disposition {
   int signal;
@@ -51,11 +47,6 @@ void unxInterruptHandler(int signal) {
     return;
   caughtSignal.store(signal, std::memory_order_relaxed);
   agentStop.store(true, std::memory_order_relaxed);
-}
-
-void traceCaughtSignal() {
-  if (const int signal = caughtSignal.exchange(0); signal != 0)
-    TRACE(TR_MAX, "Caught signal %d", signal);
 }
 
 void installSignalHandlers() {

@@ -14,8 +14,4 @@ void installSignalHandlers();
 // interrupted the trace itself. It does not end the process.
 extern "C" void unxInterruptHandler(int signal);
 
-// Traces "Caught signal %d" for a signal caught since the last call. To be called outside signal
-// handlers by whoever found the stop flag set.
-void traceCaughtSignal();
-
 }  // namespace orv

@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "Scan/unix/EntryStat.h"
-#include "common/unx/UniqueFd.h"
+#include "Scan/walk/EntryStat.h"
+#include "runtime/ut/UniqueFd.h"
 
 // What the read-ahead keeps of the tree between the walk and the farthest directory read. Who may
 // touch which member when is said in ReadAhead.h; "the lock" is that of the ReadAhead.

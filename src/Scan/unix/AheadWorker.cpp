@@ -6,9 +6,10 @@
 #include <new>
 #include <numeric>
 
-#include "Scan/Scanner.h"
 #include "Scan/unix/DirectoryWindow.h"
 #include "Scan/unix/StreamRules.h"
+#include "Scan/walk/Scanner.h"
+#include "runtime/thrd/StopFlag.h"
 
 namespace orv {
 namespace {

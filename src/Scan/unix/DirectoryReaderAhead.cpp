@@ -2,12 +2,13 @@
 
 #include <fcntl.h>
 
-#include "Scan/FileAttributes.h"
-#include "Scan/FileRecord.h"
+#include "Scan/entry/FileAttributes.h"
 #include "Scan/unix/ReadAhead.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/unix/StreamRules.h"
-#include "common/ut/Trace.h"
+#include "Scan/walk/FileRecord.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {
@@ -16,10 +17,6 @@ namespace {
 constexpr std::uint32_t GIVE_BACK = 256;
 
 }  // namespace
-
-ScannerUnix& DirectoryReaderAhead::scanner() const noexcept {
-  return static_cast<ScannerUnix&>(*m_scanner);
-}
 
 long DirectoryReaderAhead::getHandle() const {
   return reinterpret_cast<long>(m_directory.get());
@@ -44,7 +41,7 @@ long DirectoryReaderAhead::open(const std::string& path) {
   TRACE_METHOD("open(...)");
   std::string checked;
   std::size_t length = 0;
-  if (!scanner().ScannerInitOpen(path, checked, &length))
+  if (!m_scanner.ScannerInitOpen(path, checked, &length))
     return 0;
   const int error = m_ahead.isStarted() ? openOffered() : openRoot(checked);
   if (error != 0) {
@@ -57,7 +54,7 @@ long DirectoryReaderAhead::open(const std::string& path) {
 }
 
 int DirectoryReaderAhead::openRoot(const std::string& path) {
-  UniqueFd fd(scanner().openDirectory(AT_FDCWD, path.c_str(), false));
+  UniqueFd fd(m_scanner.openDirectory(AT_FDCWD, path.c_str(), false));
   if (!fd)
     return errno;
   m_directory = m_ahead.makeRoot(std::move(fd));
@@ -77,8 +74,8 @@ int DirectoryReaderAhead::openOffered() {
 // Called before the first entry, while the scanner's record still describes the directory itself.
 void DirectoryReaderAhead::start(int fsType) {
   m_openedRoot.reset();
-  m_directory->size = scanner().info().faLength;
-  m_ahead.start(*m_directory, scanner().aheadRules(fsType));
+  m_directory->size = walk().info->faLength;
+  m_ahead.start(*m_directory, m_scanner.aheadRules(fsType));
 }
 
 // The step that holds the next entry; null at the end of the directory.
@@ -99,7 +96,7 @@ AheadStep* DirectoryReaderAhead::currentStep() {
 void DirectoryReaderAhead::deliver(AheadStep& step) {
   const AheadStep::Entry& entry = step.entries[m_position];
   m_name = step.nameOf(m_position);
-  FileRecord& file = m_scanner->fileRecord();
+  FileRecord& file = walk().file;
   file.examined = true;
   file.error = entry.error;
   if (entry.error == 0)
@@ -120,7 +117,7 @@ bool DirectoryReaderAhead::nextEntry(const std::string& path, long handle, int f
     m_ahead.offer(nullptr);
     if (AheadStep* step = currentStep()) {
       deliver(*step);
-      m_scanner->ScannerFinishOffNextEntry(path, m_name);
+      m_scanner.ScannerFinishOffNextEntry(path, m_name);
       return true;
     }
     readError = m_directory->readError;
@@ -128,21 +125,21 @@ bool DirectoryReaderAhead::nextEntry(const std::string& path, long handle, int f
   }
   if (readError != 0)
     throwReadFailure(path, readError);
-  m_scanner->stepToParent();
+  walk().stepToParent();
   return false;
 }
 
 std::int64_t DirectoryReaderAhead::stat(const std::string&, FileAttributes* info, int) {
-  FileRecord& file = m_scanner->fileRecord();
+  FileRecord& file = walk().file;
   const std::string& path = info->faName;
   if (m_name == nullptr && !m_openedRoot) {
-    m_scanner->ScannerInitStat(path, &file);
+    m_scanner.ScannerInitStat(path, &file);
   } else {
     file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
     file.directory = directoryFd();
     file.name = "";
   }
-  const bool isExamined = scanner().Stat(file);
+  const bool isExamined = m_scanner.Stat(file);
   file.examined = false;
   if (!isExamined) {
     TRACE(TR_MAX, "Stat() failed on %s ... returning -1", path.c_str());
@@ -154,7 +151,7 @@ std::int64_t DirectoryReaderAhead::stat(const std::string&, FileAttributes* info
 
 void DirectoryReaderAhead::abandon() noexcept {
   m_ahead.discard(std::move(m_directory));
-  m_scanner->stepToParent();
+  walk().stepToParent();
 }
 
 }  // namespace orv

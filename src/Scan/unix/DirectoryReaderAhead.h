@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "Scan/DirectoryReader.h"
 #include "Scan/unix/AheadStep.h"
+#include "Scan/walk/DirectoryReader.h"
 
 namespace orv {
 
@@ -16,8 +16,10 @@ class ScannerUnix;
 // are reported when the walk gets to them.
 class DirectoryReaderAhead final : public DirectoryReader {
  public:
-  // `ahead` must have been stopped before a reader that is not at its end is destroyed.
-  explicit DirectoryReaderAhead(ReadAhead& ahead) : m_ahead(ahead) {}
+  // Both must outlive the reader; `ahead` must have been stopped before a reader that is not at its
+  // end is destroyed.
+  DirectoryReaderAhead(ScannerUnix& scanner, ReadAhead& ahead) noexcept
+      : m_scanner(scanner), m_ahead(ahead) {}
 
   [[nodiscard]] long getHandle() const override;
   int setHandle(long handle) override;
@@ -31,13 +33,13 @@ class DirectoryReaderAhead final : public DirectoryReader {
   void abandon() noexcept override;
 
  private:
-  [[nodiscard]] ScannerUnix& scanner() const noexcept;
   [[nodiscard]] int openRoot(const std::string& path);
   [[nodiscard]] int openOffered();
   void start(int fsType);
   [[nodiscard]] AheadStep* currentStep();
   void deliver(AheadStep& step);
 
+  ScannerUnix& m_scanner;
   ReadAhead& m_ahead;
   std::unique_ptr<AheadDirectory> m_directory;        // null when closed
   std::shared_ptr<const OpenDirectory> m_openedRoot;  // until the root's first entry

@@ -5,11 +5,12 @@
 
 #include <cerrno>
 
-#include "Common/GenericException.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/unix/StreamRules.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/GenericException.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 
@@ -39,7 +40,7 @@ long DirectoryReaderTimed::open(const std::string& path) {
   }
   m_block.reset();
   // Without its root there is nothing of the filesystem to report.
-  if (error == ETIMEDOUT && m_scanner->isAtRoot())
+  if (error == ETIMEDOUT && walk().isAtRoot())
     throw new GenericException(msg::STA0530E, {path, "open its root: " + errnoText(error)});
   reportOpenFailure(path, error);
   return 0;
@@ -47,11 +48,10 @@ long DirectoryReaderTimed::open(const std::string& path) {
 
 // Has the next entries read. 0, or the errno value.
 int DirectoryReaderTimed::readBlock() {
-  auto& scanner = static_cast<ScannerUnix&>(*m_scanner);
   // Below the root a link can only have taken the place of the directory that was examined.
-  const int flag = O_NOATIME | (scanner.isAtRoot() ? 0 : O_NOFOLLOW);
+  const int flag = O_NOATIME | (walk().isAtRoot() ? 0 : O_NOFOLLOW);
   m_at = 0;
-  return scanner.ask(VS_READDIR, m_path.c_str(), flag, m_block.get());
+  return m_scanner.ask(VS_READDIR, m_path.c_str(), flag, m_block.get());
 }
 
 bool DirectoryReaderTimed::readName(int fsType) {

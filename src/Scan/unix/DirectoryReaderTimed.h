@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "Scan/unix/DirectoryReaderUnix.h"
-#include "common/unx/virtstat.h"
+#include "runtime/unx/virtstat.h"
 
 namespace orv {
 
@@ -13,7 +13,7 @@ namespace orv {
 // answering later is a read failure.
 class DirectoryReaderTimed final : public DirectoryReaderUnix {
  public:
-  DirectoryReaderTimed() = default;
+  using DirectoryReaderUnix::DirectoryReaderUnix;
 
   // 1 while there are entries to come.
   [[nodiscard]] long getHandle() const override;

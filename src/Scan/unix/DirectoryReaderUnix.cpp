@@ -4,15 +4,17 @@
 
 #include <algorithm>
 
-#include "Scan/FileAttributes.h"
-#include "Scan/FileRecord.h"
-#include "Scan/LocalPath.h"
+#include "Scan/entry/FileAttributes.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/unix/StreamRules.h"
-#include "common/unx/UniqueFd.h"
-#include "common/ut/Trace.h"
+#include "Scan/walk/FileRecord.h"
+#include "Scan/walk/LocalPath.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/Trace.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
+
 long DirectoryReaderUnix::getHandle() const {
   return reinterpret_cast<long>(m_stream.get());
 }
@@ -36,22 +38,20 @@ int DirectoryReaderUnix::directoryFd() const noexcept {
 }
 
 bool DirectoryReaderUnix::pathToOpen(const std::string& path, std::string& local) const {
-  const auto& scanner = static_cast<const ScannerUnix&>(*m_scanner);
   std::size_t length = 0;
   std::size_t available = Scanner::MAX_OPEN_PATH;
-  const LocalPath* localPath = scanner.localPath();
+  const LocalPath* localPath = m_scanner.localPath();
   return localPath != nullptr ? localPath->retrieve(path, local, available)
-                              : scanner.ScannerInitOpen(path, local, &length);
+                              : m_scanner.ScannerInitOpen(path, local, &length);
 }
 
 DIR* DirectoryReaderUnix::openStream(const std::string& path) const {
-  auto& scanner = static_cast<ScannerUnix&>(*m_scanner);
   std::string local;
   if (!pathToOpen(path, local))
     return nullptr;
-  const int parent = scanner.examinesByPath() ? -1 : scanner.parentDirectoryFd();
+  const int parent = m_scanner.examinesByPath() ? -1 : m_scanner.parentDirectoryFd();
   const char* name = parent < 0 ? local.c_str() : local.c_str() + local.rfind('/') + 1;
-  UniqueFd fd(scanner.openDirectory(parent < 0 ? AT_FDCWD : parent, name, parent >= 0));
+  UniqueFd fd(m_scanner.openDirectory(parent < 0 ? AT_FDCWD : parent, name, parent >= 0));
   DIR* stream = fd ? ::fdopendir(fd.get()) : nullptr;
   if (stream == nullptr) {
     reportOpenFailure(path, errno);
@@ -69,9 +69,8 @@ long DirectoryReaderUnix::open(const std::string& path) {
 
 // Called before the first entry, while the scanner's record still describes the directory itself.
 void DirectoryReaderUnix::considerWindow() {
-  auto& scanner = static_cast<ScannerUnix&>(*m_scanner);
-  if (scanner.info().faLength >= LARGE_DIRECTORY_BYTES)
-    m_window = scanner.lendWindow();
+  if (walk().info->faLength >= LARGE_DIRECTORY_BYTES)
+    m_window = m_scanner.lendWindow();
 }
 
 bool DirectoryReaderUnix::readName(int fsType) {
@@ -87,7 +86,7 @@ bool DirectoryReaderUnix::readName(int fsType) {
     }
     throwIfStopped();
     m_name = entry->name;
-    FileRecord& file = m_scanner->fileRecord();
+    FileRecord& file = walk().file;
     file.examined = entry->st != nullptr;
     file.error = entry->error;
     if (entry->st != nullptr && entry->error == 0)
@@ -115,12 +114,12 @@ void DirectoryReaderUnix::endOfStream() {
 
 void DirectoryReaderUnix::abandon() noexcept {
   endOfStream();
-  m_scanner->stepToParent();
+  walk().stepToParent();
 }
 
 bool DirectoryReaderUnix::nextEntry(const std::string& path, long handle, int fsType) {
   if (handle != 0 && readName(fsType)) {
-    m_scanner->ScannerFinishOffNextEntry(path, m_name);
+    m_scanner.ScannerFinishOffNextEntry(path, m_name);
     return true;
   }
   const int readError = handle == 0 ? 0 : errno;
@@ -129,13 +128,12 @@ bool DirectoryReaderUnix::nextEntry(const std::string& path, long handle, int fs
     // The stream is given up: asked again, this reader is at its end.
     throwReadFailure(path, readError);
   }
-  m_scanner->stepToParent();
+  walk().stepToParent();
   return false;
 }
 
 bool DirectoryReaderUnix::locate(const std::string& path, FileRecord& file) {
-  const auto& scanner = static_cast<const ScannerUnix&>(*m_scanner);
-  if (const LocalPath* localPath = scanner.localPath()) {
+  if (const LocalPath* localPath = m_scanner.localPath()) {
     std::size_t available = Scanner::MAX_STAT_PATH + 1 -
                             std::min(localPath->serverRoot.size(), Scanner::MAX_STAT_PATH + 1);
     if (!localPath->retrieve(path, file.path, available))
@@ -143,21 +141,20 @@ bool DirectoryReaderUnix::locate(const std::string& path, FileRecord& file) {
     file.useOwnPath();
     return true;
   }
-  if (m_stream && !scanner.examinesByPath()) {
+  if (m_stream && !m_scanner.examinesByPath()) {
     file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
     file.directory = directoryFd();
     file.name = m_name == nullptr ? "" : m_name;
     return true;
   }
-  m_scanner->ScannerInitStat(path, &file);
+  m_scanner.ScannerInitStat(path, &file);
   return true;
 }
 
 std::int64_t DirectoryReaderUnix::stat(const std::string&, FileAttributes* info, int) {
-  FileRecord& file = m_scanner->fileRecord();
+  FileRecord& file = walk().file;
   const std::string& path = info->faName;
-  auto& scanner = static_cast<ScannerUnix&>(*m_scanner);
-  if (!locate(path, file) || !scanner.Stat(file)) {
+  if (!locate(path, file) || !m_scanner.Stat(file)) {
     TRACE(TR_MAX, "Stat() failed on %s ... returning -1", path.c_str());
     file.examined = false;
     return -1;
@@ -165,7 +162,7 @@ std::int64_t DirectoryReaderUnix::stat(const std::string&, FileAttributes* info,
   file.examined = false;
   // The reported path is the server's name of the entry already: only the examination went through
   // the local one.
-  if (scanner.localPath() != nullptr)
+  if (m_scanner.localPath() != nullptr)
     TRACE(TR_GENERAL, ">> Updated remote path to %s", path.c_str());
   ScannerFinishOffStat(info, &file);
   return file.st.device;

@@ -4,17 +4,20 @@
 
 #include <memory>
 
-#include "Scan/DirectoryReader.h"
 #include "Scan/unix/DirectoryWindow.h"
+#include "Scan/walk/DirectoryReader.h"
 
 namespace orv {
+
+class ScannerUnix;
 
 // The reader over a directory stream. Directories and entries are opened and examined relative to
 // the open parent, so a tree that changes under the walk cannot lead it elsewhere; with a
 // local-path record or a stat time-out the path itself is used.
 class DirectoryReaderUnix : public DirectoryReader {
  public:
-  DirectoryReaderUnix() = default;
+  // `scanner` must outlive the reader.
+  explicit DirectoryReaderUnix(ScannerUnix& scanner) noexcept : m_scanner(scanner) {}
 
   [[nodiscard]] long getHandle() const override;
   int setHandle(long handle) override;
@@ -34,6 +37,7 @@ class DirectoryReaderUnix : public DirectoryReader {
   [[nodiscard]] virtual bool readName(int fsType);
   virtual void endOfStream();
 
+  ScannerUnix& m_scanner;
   const char* m_name = nullptr;  // of the entry named last; null before the first
 
  private:

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Scan/unix/EntryStat.h"
+#include "Scan/walk/EntryStat.h"
 
 namespace orv {
 

@@ -10,10 +10,11 @@
 #include <string_view>
 #include <system_error>
 
-#include "Scan/Scanner.h"
 #include "Scan/unix/DirectoryWindow.h"
 #include "Scan/unix/StreamRules.h"
-#include "common/ut/Trace.h"
+#include "Scan/walk/Scanner.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {

@@ -7,13 +7,15 @@
 #include <algorithm>
 #include <array>
 
-#include "Common/GenericException.h"
+#include "Scan/unix/DirectoryReaderFactory.h"
 #include "Scan/unix/SnapshotDirectory.h"
 #include "Scan/unix/StreamRules.h"
-#include "common/nls/MessageLog.h"
-#include "common/unx/virtstat.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/unx/virtstat.h"
+#include "runtime/ut/GenericException.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {
@@ -120,7 +122,7 @@ int ScannerUnix::examine(FileRecord& file) {
 bool ScannerUnix::Stat(FileRecord& file) {
   file.error = examine(file);
   if (file.error != 0) {
-    const std::string_view path(info().faName);
+    const std::string_view path(state().info->faName);
     issueMessage(msg::STA0063E, {path.substr(0, MAX_STAT_PATH), errnoText(file.error)});
     return false;
   }
@@ -166,12 +168,16 @@ std::shared_ptr<DirectoryWindow> ScannerUnix::lendWindow() {
 
 AheadRules ScannerUnix::aheadRules(int fsType) {
   AheadRules rules;
-  rules.device = device();
+  rules.device = state().device;
   rules.fsType = fsType;
   rules.isOnLocalDisk = isOnLocalDisk();
   rules.isLeftOut = [this](std::string_view name) { return isSnapshotName(name); };
   rules.open = [this](int parent, const char* name) { return openDirectory(parent, name, true); };
   return rules;
+}
+
+std::unique_ptr<DirectoryReader> ScannerUnix::makeReader(int argument) {
+  return DirectoryReaderFactory::createDirectoryReader(this, argument);
 }
 
 std::string ScannerUnix::snapshotDirectory() {

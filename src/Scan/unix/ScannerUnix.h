@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "Scan/LocalPath.h"
-#include "Scan/Scanner.h"
 #include "Scan/unix/DirectoryWindow.h"
 #include "Scan/unix/ReadAhead.h"
+#include "Scan/walk/LocalPath.h"
+#include "Scan/walk/Scanner.h"
 
 namespace orv {
 
@@ -52,6 +52,9 @@ class ScannerUnix final : public Scanner {
   // directory has the window: one at a time bounds the memory of trees with many large directories.
   [[nodiscard]] std::shared_ptr<DirectoryWindow> lendWindow();
 
+  // The open directory above the one being opened; -1 at the root.
+  using Scanner::parentDirectoryFd;
+
   // The helpers that work ahead of the walk; null when none were asked for, or none may be used.
   [[nodiscard]] ReadAhead* readAhead() const noexcept {
     return examinesByPath() ? nullptr : m_readAhead.get();
@@ -60,6 +63,7 @@ class ScannerUnix final : public Scanner {
   [[nodiscard]] AheadRules aheadRules(int fsType);
 
  protected:
+  [[nodiscard]] std::unique_ptr<DirectoryReader> makeReader(int argument) override;
   [[nodiscard]] std::string snapshotDirectory() override;
   void checkFilesystem() override;
 

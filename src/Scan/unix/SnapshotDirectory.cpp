@@ -8,8 +8,8 @@
 #include <fstream>
 
 #include "Common/CmdExecer.h"
-#include "common/unx/UniqueFd.h"
-#include "common/ut/Trace.h"
+#include "runtime/ut/Trace.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 namespace {

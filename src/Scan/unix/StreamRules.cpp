@@ -1,19 +1,11 @@
 #include "Scan/unix/StreamRules.h"
 
-#include "Common/ORVException.h"
-#include "Common/unix/pssignal.h"
-#include "common/nls/MessageLog.h"
-#include "common/ut/Text.h"
-#include "common/ut/Trace.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/ut/ORVException.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
-
-void throwScanAbort() {
-  traceCaughtSignal();
-  // The text names the other platform's reader; it is kept so in every trace.
-  TRACE(TR_ERROR, "DirectoryReaderWin32::NextDirEntry() : agentStop is true");
-  throw new ScanAbortException("Scan abort initiated by Server -> terminating scan");
-}
 
 void reportOpenFailure(const std::string& path, int error) {
   TRACE(TR_MAX, ">> opendir() failed on %s \n", path.c_str());

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "Probe/Filesystem.h"
-#include "common/thrd/StopFlag.h"
 
 // The rules that hold for the entries of a directory however they are read.
 namespace orv {
@@ -13,15 +12,6 @@ namespace orv {
 // A directory this large in bytes may hold more entries than are worth examining in stream order;
 // the smallest entry of the common disk filesystems takes about 8 bytes.
 inline constexpr std::int64_t LARGE_DIRECTORY_BYTES = 65'536;
-
-// Throws the ScanAbortException* that ends the walk.
-[[noreturn, gnu::cold]] void throwScanAbort();
-
-// Asked before each entry and before the end of a directory.
-inline void throwIfStopped() {
-  if (agentStop.load(std::memory_order_relaxed)) [[unlikely]]
-    throwScanAbort();
-}
 
 // Whether an entry of that name is left out on a filesystem of type `fsType`.
 [[nodiscard]] inline bool isPassedOver(const char* name, int fsType) noexcept {

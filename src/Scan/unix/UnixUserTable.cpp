@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "Scan/UberTable.h"
-#include "common/ut/Trace.h"
+#include "Scan/entry/UberTable.h"
+#include "runtime/ut/Trace.h"
 
 namespace orv {
 

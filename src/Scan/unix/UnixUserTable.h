@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <unordered_map>
 
-#include "Scan/UserTable.h"
+#include "Scan/entry/UserTable.h"
 
 namespace orv {
 

@@ -1,0 +1,23 @@
+#include "orvctl/command/CheckWhereCommand.h"
+
+#include <memory>
+#include <string>
+
+#include "orvctl/job/WhereClause.h"
+#include "orvctl/text/Output.h"
+
+namespace orv::ctl {
+
+void addCheckWhereCommand(CLI::App& app, int& exitCode) {
+  auto clause = std::make_shared<std::string>();
+  CLI::App* command =
+      app.add_subcommand("check-where", "Explain a where clause, or point at its error");
+  command->add_option("CLAUSE", *clause, "The clause, in quotes: 'type = f & size > 1G'")
+      ->required();
+  command->callback([clause, &exitCode] {
+    writeOut(readWhereClause(*clause).explanation);
+    exitCode = 0;
+  });
+}
+
+}  // namespace orv::ctl

@@ -1,0 +1,86 @@
+#include "orvctl/job/WatchPath.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+#include "Scan/select/PathPattern.h"
+#include "orvctl/text/CtlError.h"
+#include "orvctl/text/DisplayText.h"
+#include "runtime/ut/Text.h"
+
+namespace orv::ctl {
+namespace {
+
+// What makes a path a pattern, and what a definition cannot hold in a path.
+constexpr std::string_view WILDCARDS = "*?[";
+constexpr std::string_view NOT_LITERAL = "*?[\\\n";
+
+[[noreturn]] void cannotWatch(const std::string& typed, const std::string& why) {
+  throw CtlError(fmt::format("cannot watch {}: {}", printable(typed), why));
+}
+
+bool isPattern(const std::string& typed) {
+  return typed.find_first_of(WILDCARDS) != std::string::npos ||
+         typed.find("/%/") != std::string::npos;
+}
+
+// `root` as the beginning of the paths below it.
+std::string asPrefix(const std::string& root) {
+  return root.ends_with('/') ? root : root + "/";
+}
+
+std::string directoryPath(const std::string& typed, const std::string& path,
+                          const std::string& root) {
+  struct stat info {};
+  struct stat rootInfo {};
+  if (::stat(path.c_str(), &info) != 0 || ::stat(root.c_str(), &rootInfo) != 0)
+    cannotWatch(typed, errnoText(errno));
+  if (!S_ISDIR(info.st_mode))
+    cannotWatch(typed, errnoText(ENOTDIR));
+  if (path.find_first_of(NOT_LITERAL) != std::string::npos)
+    cannotWatch(typed,
+                "a path with *, ?, [, a backslash or a line break cannot be named literally in a "
+                "scan definition");
+  // The filesystem's own directory is named with a "/" at its end.
+  if (path == root)
+    return asPrefix(root);
+  if (!path.starts_with(asPrefix(root)))
+    cannotWatch(typed, fmt::format("{} is not inside {}", printable(path), printable(root)));
+  if (info.st_dev != rootInfo.st_dev)
+    cannotWatch(typed, "it lies on another filesystem, which the scan does not enter");
+  return path;
+}
+
+std::string patternPath(const std::string& typed, const std::string& root) {
+  const std::string path =
+      typed.starts_with('/') ? typed : asPrefix(std::filesystem::current_path()) + typed;
+  if (!path.starts_with(asPrefix(root)))
+    cannotWatch(typed, fmt::format("the pattern must begin with {}", printable(asPrefix(root))));
+  if (path.find('\n') != std::string::npos)
+    cannotWatch(typed, "a line break cannot be written into a scan definition");
+  std::string error;
+  if (!PathPattern::compile(path, PatternScope::PATH, error))
+    cannotWatch(typed, "not a valid pattern: " + error);
+  return path;
+}
+
+}  // namespace
+
+std::string watchPath(const std::string& typed, const std::string& root) {
+  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(typed.c_str(), nullptr),
+                                                        std::free);
+  if (resolved)
+    return directoryPath(typed, resolved.get(), root);
+  const int error = errno;
+  if (isPattern(typed))
+    return patternPath(typed, root);
+  cannotWatch(typed, errnoText(error));
+}
+
+}  // namespace orv::ctl

@@ -1,0 +1,150 @@
+#include "Common/format/GenericPrint.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "runtime/unx/Files.h"
+#include "runtime/ut/ORVException.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+// Longest value whose line breaks are cleaned, plus one. It comes from fixed-size string routines
+// that every reader of the result was built with.
+constexpr std::size_t CLEANING_LIMIT = 1279;
+
+void cleanLineBreaks(std::string& value) {
+  if (value.size() >= CLEANING_LIMIT) {
+    if (value.size() > CLEANING_LIMIT)
+      value[CLEANING_LIMIT] = '\0';
+    return;
+  }
+  std::replace(value.begin(), value.end(), '\n', ' ');
+  std::replace(value.begin(), value.end(), '\r', ' ');
+}
+
+void appendQuoted(std::string& line, std::string value) {
+  if (value.empty())
+    return;
+  cleanLineBreaks(value);
+  line += '"';
+  for (const char c : value) {
+    if (c == '"')
+      line += '"';
+    line += c;
+  }
+  line += '"';
+}
+
+}  // namespace
+
+GenericPrint::GenericPrint(const std::string& path, int format)
+    : m_path(path), m_partPath(path + ".part") {
+  TRACE_METHOD("GenericPrint(...)");
+  TRACE(TR_GENERAL, "output file %s, format %d", path.c_str(), format);
+  if (path.empty()) {
+    TRACE(TR_MAX, "Output file-name is empty.\n");
+    return;
+  }
+  const std::string directory = parentDirectory(path);
+  if (!directory.empty() && !makePath(directory)) {
+    const int error = errno;
+    TRACE(TR_ERROR, "Unable to create path: %s\n", directory.c_str());
+    TRACE(TR_ERROR, "create directory %s: %s", directory.c_str(), errnoText(error).c_str());
+    return;
+  }
+  m_stream.reset(std::fopen(m_partPath.c_str(), "wbe"));
+  if (!m_stream) {
+    const int error = errno;
+    TRACE(TR_ERROR, "Unable to open file: %s\n", m_partPath.c_str());
+    throw new ORVIOException("open " + m_partPath + ": " + errnoText(error));
+  }
+}
+
+GenericPrint::~GenericPrint() {
+  discard();
+}
+
+void GenericPrint::printBegin(const std::string& name) {
+  writeLine("[" + name + "]");
+}
+
+void GenericPrint::printBegin(const std::string& name, const std::string& qualifier) {
+  writeLine("[" + name + "," + qualifier + "]");
+}
+
+void GenericPrint::printEnd(const std::string& name) {
+  writeLine("[/" + name + "]");
+}
+
+void GenericPrint::printHeaderLine(const std::vector<std::string>& names) {
+  std::string line;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (i > 0)
+      line += ',';
+    line += names[i];
+  }
+  writeLine(std::move(line));
+}
+
+void GenericPrint::printDataLine(const std::vector<std::string>& values) {
+  std::string line;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (i > 0)
+      line += ',';
+    appendQuoted(line, values[i]);
+  }
+  writeLine(std::move(line));
+}
+
+void GenericPrint::writeLine(std::string&& line) {
+  if (!m_stream)
+    return;
+  line += '\n';
+  if (std::fwrite(line.data(), 1, line.size(), m_stream.get()) == line.size())
+    return;
+  noteLostWrite(errno);
+  std::clearerr(m_stream.get());
+}
+
+void GenericPrint::finish() {
+  // Network filesystems report a full disk or quota only when the file is closed.
+  if (std::fclose(m_stream.release()) == 0)
+    return;
+  noteLostWrite(errno);
+}
+
+void GenericPrint::noteLostWrite(int error) {
+  if (m_lostError == 0)
+    m_lostError = error;
+  TRACE(TR_ERROR, "ERROR: writing data to file failed");
+}
+
+void GenericPrint::close() {
+  TRACE_METHOD("close()");
+  if (!m_stream)
+    return;
+  finish();
+  std::string failure;
+  if (m_lostError != 0)
+    failure = "write " + m_partPath + ": " + errnoText(m_lostError);
+  else if (std::rename(m_partPath.c_str(), m_path.c_str()) != 0)
+    failure = "rename " + m_partPath + " to " + m_path + ": " + errnoText(errno);
+  if (failure.empty())
+    return;
+  ::unlink(m_partPath.c_str());
+  throw new ORVIOException(failure);
+}
+
+void GenericPrint::discard() noexcept {
+  if (!m_stream)
+    return;
+  m_stream.reset();
+  ::unlink(m_partPath.c_str());
+}
+
+}  // namespace orv

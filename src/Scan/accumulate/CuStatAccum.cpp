@@ -1,0 +1,124 @@
+#include "Scan/accumulate/CuStatAccum.h"
+
+#include <ctime>
+
+#include "Common/ORVCommon/CommonAgentFactory.h"
+#include "Probe/Filesystem.h"
+#include "Scan/accumulate/LargeDirAccum.h"
+#include "Scan/accumulate/Statistics.h"
+#include "Scan/definition/ComputerID.h"
+#include "Scan/definition/CuStatDef.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+// Calls the accumulators of a chain in their order; an element of another kind ends it.
+template <typename Call>
+void forEach(const ListElement* head, Call call) {
+  for (const ListElement* e = head; e != nullptr && e->accumulator() != nullptr; e = e->next)
+    call(*e->accumulator());
+}
+
+}  // namespace
+
+CuStatAccum::CuStatAccum() : FileAction("CuStatAccum") {
+  TRACE_METHOD("CuStatAccum()");
+}
+
+CuStatAccum::~CuStatAccum() {
+  releaseAccumulators();
+}
+
+void CuStatAccum::buildAccum(CuStatDef& def, Filesystem& fs) {
+  TRACE_METHOD("buildAccum(...)");
+  releaseInodeTableMap();
+  releaseAccumulators();
+  fs.fsComputerID = ComputerID::cachedCID.value_or(-1);
+  const std::int64_t scanTime = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
+  m_results = std::make_unique<CuStatResults>();
+  m_results->srID = def.sdID;
+  m_depth = -1;
+  if (def.sdLargestDirectories > 0)
+    m_largeDirAccum = std::make_unique<LargeDirAccum>(def.sdLargestDirectories, fs);
+  if (!CommonAgentFactory::getCommonAgent()->isWindows)
+    def.sdGroupByCreation = false;  // the platform records no creation times
+  const bool hasOwners = (def.sdGroupByOwner || def.sdGroupByGroup) && checkForFAT(def, fs) == 1;
+  for (auto& accumulator : makeAccumulators({def, fs, *m_results, scanTime, hasOwners}))
+    push(std::move(accumulator));
+}
+
+int CuStatAccum::checkForFAT(const CuStatDef&, const Filesystem& fs) {
+  TRACE_METHOD("checkForFAT(...)");
+  return CommonAgentFactory::getCommonAgent()->isWindows && Filesystem::isFAT(fs.fsType) ? 0 : 1;
+}
+
+void CuStatAccum::push(std::unique_ptr<Accumulator> accumulator) {
+  accumulator->next = m_accumulators;
+  m_accumulators = accumulator.release();
+}
+
+void CuStatAccum::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("actUpon(...)");
+  if (pInfo == nullptr) {
+    TRACE(TR_MAX, "The parameter FileAttributes <pInfo> is NULL. Leaving method.");
+    return;
+  }
+  if (m_largeDirAccum)
+    m_largeDirAccum->accumulate(pScanner, pInfo);
+  if (pInfo->faLinkCount > 1 && isFirstName(*pInfo))
+    return;
+  forEach(m_accumulators, [=](Accumulator& a) { a.accumulate(pScanner, pInfo); });
+}
+
+// Whether the entry is the first that this container sees of its inode.
+bool CuStatAccum::isFirstName(const FileAttributes& info) {
+  return m_inodeTable.insert(Inode{static_cast<std::int64_t>(info.faInodeNumber)});
+}
+
+void CuStatAccum::directoryEntered(FileAttributes* pDirInfo) {
+  TRACE_METHOD("directoryEntered(...)");
+  if (m_largeDirAccum)
+    m_largeDirAccum->newDirectory(pDirInfo);
+  ++m_depth;
+}
+
+void CuStatAccum::directoryLeft() {
+  TRACE_METHOD("directoryLeft()");
+  if (m_largeDirAccum)
+    m_largeDirAccum->leaveDirectory();
+  if (--m_depth < 0)
+    finish();
+}
+
+void CuStatAccum::finish() {
+  if (m_largeDirAccum)
+    m_largeDirAccum->finish(m_results.get());
+  forEach(m_accumulators, [this](Accumulator& a) { a.finish(m_results.get()); });
+  releaseInodeTableMap();  // links are matched within one tree
+}
+
+std::unique_ptr<CuStatResults> CuStatAccum::takeResults() noexcept {
+  return std::move(m_results);
+}
+
+void CuStatAccum::releaseAccumulators() {
+  TRACE_METHOD("releaseAccumulators()");
+  while (m_accumulators != nullptr) {
+    ListElement* element = m_accumulators;
+    m_accumulators = element->next;
+    // Whoever hung in something else keeps it: only what the statistics' table makes is deleted.
+    if (isStatistic(*element))
+      delete element;
+    else
+      TRACE(TR_MAX, "WARNING: Unknown <Accumulator*> reference. Object can not be deleted.");
+  }
+  m_largeDirAccum.reset();
+}
+
+void CuStatAccum::releaseInodeTableMap() {
+  TRACE_METHOD("releaseInodeTableMap()");
+  m_inodeTable.clear();
+}
+
+}  // namespace orv

@@ -1,0 +1,118 @@
+#include "Scan/accumulate/DirectoryWatch.h"
+
+#include "Scan/accumulate/MonDirAccum.h"
+#include "Scan/definition/CuStatDef.h"
+#include "Scan/entry/FileAttributes.h"
+#include "Scan/walk/Scanner.h"
+#include "runtime/ut/ScanPaths.h"
+
+namespace orv {
+
+namespace {
+
+template <typename Call>
+void forEachTarget(MonDirAccum* head, Call call) {
+  for (MonDirAccum* target = head; target != nullptr; target = target->nextTarget.get())
+    call(*target);
+}
+
+}  // namespace
+
+DirectoryWatch::DirectoryWatch(Filesystem& filesystem)
+    : FileAction("DirectoryWatch"), m_filesystem(filesystem) {}
+
+DirectoryWatch::~DirectoryWatch() {
+  // One after the other: a job may have too many profiles for a chain of destructors.
+  for (Targets& head : m_targets)
+    while (head)
+      head = std::move(head->nextTarget);
+}
+
+void DirectoryWatch::addProfile(CuStatDef& profile, EntrySelection& selection) {
+  m_profiles.push_back({&profile, &selection});
+}
+
+void DirectoryWatch::addDirectory(std::string_view path, std::int32_t mdsID) {
+  m_byPath.emplace(withoutTrailingSlash(path), mdsID);
+}
+
+void DirectoryWatch::addMask(const PathPattern& mask, std::int32_t mdsID) {
+  m_masks.emplace_back(mask, mdsID);
+}
+
+void DirectoryWatch::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
+  if (pInfo->faType == FT_DIRECTORY)
+    activate(pScanner, pInfo);
+  if (m_active.empty())
+    return;
+  for (const std::size_t level : m_active) {
+    MonDirAccum* target = m_targets[level].get();
+    for (const Profile& profile : m_profiles) {
+      if (pScanner->admits(profile.selection))
+        target->actUpon(pScanner, pInfo);
+      target = target->nextTarget.get();
+    }
+  }
+}
+
+void DirectoryWatch::activate(Scanner* scanner, FileAttributes* info) {
+  // The root's name may end with a "/"; every other one comes without.
+  const std::string_view path = withoutTrailingSlash(info->faName);
+  const auto [first, last] = path.size() == info->faName.size()
+                                 ? m_byPath.equal_range(info->faName)
+                                 : m_byPath.equal_range(std::string(path));
+  for (auto it = first; it != last; ++it)
+    activateOne(it->second, scanner, info);
+  for (Mask& mask : m_masks)
+    if (mask.pattern->matches(path))
+      activateOne(mask.activator, scanner, info);
+}
+
+void DirectoryWatch::activateOne(Activator& activator, Scanner* scanner, FileAttributes* info) {
+  activator.aimAt(targetsOfLevel());
+  if (m_active.empty() || m_active.back() != m_level)
+    m_active.push_back(m_level);
+  activator.actUpon(scanner, info);
+}
+
+// The chain of the current level, made when a directory is monitored there for the first time.
+MonDirAccum* DirectoryWatch::targetsOfLevel() {
+  if (m_targets.size() <= m_level)
+    m_targets.resize(m_level + 1);
+  Targets& head = m_targets[m_level];
+  if (!head)
+    for (auto it = m_profiles.rbegin(); it != m_profiles.rend(); ++it) {
+      auto target =
+          std::make_unique<MonDirAccum>(*it->profile, m_filesystem, it->profile->sdResults);
+      target->nextTarget = std::move(head);
+      head = std::move(target);
+    }
+  return head.get();
+}
+
+void DirectoryWatch::directoryEntered(FileAttributes* pDirInfo) {
+  for (const std::size_t level : m_active)
+    forEachTarget(m_targets[level].get(), [=](MonDirAccum& t) { t.directoryEntered(pDirInfo); });
+  ++m_level;
+}
+
+void DirectoryWatch::directoryLeft() {
+  --m_level;
+  for (const std::size_t level : m_active)
+    forEachTarget(m_targets[level].get(), [](MonDirAccum& target) { target.directoryLeft(); });
+  if (!m_active.empty() && m_active.back() == m_level)
+    m_active.pop_back();
+}
+
+void DirectoryWatch::directoryNotEntered(FileAttributes* pDirInfo) {
+  // Only a directory that was activated just now ends here; those around it go on.
+  if (m_active.empty() || m_active.back() != m_level)
+    return;
+  forEachTarget(m_targets[m_level].get(), [=](MonDirAccum& target) {
+    target.directoryEntered(pDirInfo);
+    target.directoryLeft();
+  });
+  m_active.pop_back();
+}
+
+}  // namespace orv

@@ -1,0 +1,118 @@
+#include "Scan/accumulate/FileAccum.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "Scan/results/CuStatResults.h"
+#include "Scan/walk/Scanner.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+// Minus `time`, so that the older ranks higher; the earliest time has no negative of its own.
+std::int64_t olderFirst(std::int64_t time) noexcept {
+  return -std::max(time, -std::numeric_limits<std::int64_t>::max());
+}
+
+bool isOrphan(const FileAttributes& info) noexcept {
+  return (info.faAttributes & FA_ORPHAN) != 0;
+}
+
+}  // namespace
+
+FileAccum::FileAccum(const char* name, std::int32_t nMaxToRetain)
+    : Accumulator(name), m_most(std::make_unique<NMost<SFile>>(nMaxToRetain)) {
+  TRACE(TR_MAX, "FileAccum::FileAccum() : <nMaxToRetain> set to %d.", nMaxToRetain);
+}
+
+void FileAccum::add(Scanner* pScanner, FileAttributes* pInfo, std::int64_t key, FileStatKind kind) {
+  if (pScanner == nullptr || pInfo == nullptr || !m_most || !m_most->mustAdd(key))
+    return;
+  if (pInfo->faType != FT_REGULAR && pInfo->faType != FT_SYMLINK)
+    return;
+  std::unique_ptr<SFile> file = m_most->blank();
+  static_cast<FileAttributes&>(*file) = *pInfo;
+  file->sfFilesystemID = pScanner->filesystem().fsID;
+  file->sfStatType = kind;
+  m_most->add(std::move(file));
+}
+
+void FileAccum::finish(CuStatResults* results) {
+  TRACE_METHOD("finish(...)");
+  if (results == nullptr || !m_most)
+    return;
+  const auto complete = [results](SFile& file) { file.sfStatisticID = results->srID; };
+  store(*results, m_most->takeChain(complete));
+  m_most.reset();
+}
+
+LargeFileAccum::LargeFileAccum(std::int32_t nMaxToRetain)
+    : FileAccum("LargeFileAccum", nMaxToRetain) {}
+
+void LargeFileAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (!areGiven(pScanner, pInfo))
+    return;
+  const bool inBlocks = Filesystem::isFAT(pScanner->filesystem().fsType);
+  const std::int64_t size = inBlocks ? pInfo->faBlocks : pInfo->faLength;
+  add(pScanner, pInfo, static_cast<std::int32_t>(size), SF_LARGEST_FILES);
+}
+
+void LargeFileAccum::store(CuStatResults& results, RecordChain<SFile> head) {
+  results.srLargestFiles = std::move(head);
+}
+
+OldFileAccum::OldFileAccum(std::int32_t nMaxToRetain) : FileAccum("OldFileAccum", nMaxToRetain) {}
+
+void OldFileAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (areGiven(pScanner, pInfo))
+    add(pScanner, pInfo, olderFirst(pInfo->faAccessed), SF_LEAST_ACCESSED);
+}
+
+void OldFileAccum::store(CuStatResults& results, RecordChain<SFile> head) {
+  results.srLeastAccessed = std::move(head);
+}
+
+VulnerableFileAccum::VulnerableFileAccum(std::int32_t nMaxToRetain)
+    : FileAccum("VulnerableFileAccum", nMaxToRetain) {}
+
+void VulnerableFileAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (areGiven(pScanner, pInfo) && (pInfo->faAttributes & FA_ARCHIVE) != 0 &&
+      pInfo->faType != FT_DIRECTORY)
+    add(pScanner, pInfo, olderFirst(pInfo->faModified), SF_OLDEST_NOT_BACKED_UP);
+}
+
+void VulnerableFileAccum::store(CuStatResults& results, RecordChain<SFile> head) {
+  results.srOldestNotBackedUp = std::move(head);
+}
+
+LargestOrphansAccum::LargestOrphansAccum(std::int32_t nMaxToRetain)
+    : FileAccum("LargestOrphansAccum", nMaxToRetain) {}
+
+void LargestOrphansAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (areGiven(pScanner, pInfo) && isOrphan(*pInfo))
+    add(pScanner, pInfo, pInfo->faLength, SF_LARGEST_ORPHANS);
+}
+
+void LargestOrphansAccum::store(CuStatResults& results, RecordChain<SFile> head) {
+  results.srLargestOrphans = std::move(head);
+}
+
+OldestOrphansAccum::OldestOrphansAccum(std::int32_t nMaxToRetain)
+    : FileAccum("OldestOrphansAccum", nMaxToRetain) {}
+
+void OldestOrphansAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (areGiven(pScanner, pInfo) && isOrphan(*pInfo))
+    add(pScanner, pInfo, olderFirst(pInfo->faAccessed), SF_OLDEST_ORPHANS);
+}
+
+void OldestOrphansAccum::store(CuStatResults& results, RecordChain<SFile> head) {
+  results.srOldestOrphans = std::move(head);
+}
+
+}  // namespace orv

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "Scan/accumulate/Accumulator.h"
+#include "Scan/results/FileTypeSummary.h"
+
+namespace orv {
+
+class FileTypeTable;
+
+// The file types (extensions) with the largest total size.
+//
+// An extension counts as it stands, byte for byte: where file names differ by case, so do their
+// types ("C" and "c", "Z" and "z"). A report may add them up; what was added up here could not be
+// parted again.
+class FileTypeAccum final : public Accumulator {
+ public:
+  // `proID` is the profile's identifier; `ftNumber` types are kept.
+  FileTypeAccum(std::int32_t proID, std::int32_t ftNumber);
+  ~FileTypeAccum() override;
+
+  // Counts regular files that have an extension, under the scan's type for it.
+  void accumulate(Scanner* pScanner, FileAttributes* pInfo) override;
+  // Ranks the types and hands the survivors over, largest first. Later calls have no effect.
+  void finish(CuStatResults* results) override;
+
+  // Points `ext` at the extension of the path `name`: what follows the last "." of its last
+  // component. False, with `ext` left alone, when there is none: no ".", nothing behind it, nothing
+  // before it (hidden files), a blank or backslash in between, or, but with `winOS`, more than six
+  // characters. With `winOS` a character above 126 also ends the search.
+  [[nodiscard]] static bool extractExtensionName(std::string_view name, bool winOS,
+                                                 std::string_view& ext) noexcept;
+
+ private:
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept {
+      return std::hash<std::string_view>{}(text);
+    }
+  };
+  using Summaries =
+      std::unordered_map<std::string, std::unique_ptr<FileTypeSummary>, Hash, std::equal_to<>>;
+
+  [[nodiscard]] FileTypeSummary& summaryOf(std::string_view ext, const Scanner& scanner);
+
+  // Hashed for counting; `finish` ranks in the order of the text.
+  Summaries m_summaries;
+  const Summaries::value_type* m_last = nullptr;  // the extension met last
+  std::int32_t m_proID;
+  std::int32_t m_ftNumber;
+  bool m_winOS = false;
+  bool m_finished = false;
+};
+
+}  // namespace orv

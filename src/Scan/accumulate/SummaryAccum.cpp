@@ -1,0 +1,37 @@
+#include "Scan/accumulate/SummaryAccum.h"
+
+#include "Scan/accumulate/SaturatingSum.h"
+#include "Scan/results/CuStatResults.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+
+SummaryAccum::SummaryAccum(SSummary* record) : Accumulator("SummaryAccum"), m_pSSummary(record) {}
+
+void SummaryAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (!areGiven(pScanner, pInfo))
+    return;
+  if (pInfo->faType == FT_REGULAR || pInfo->faType == FT_SYMLINK)
+    ++m_pSSummary->sumFileCount;
+  else if (pInfo->faType == FT_DIRECTORY)
+    ++m_pSSummary->sumDirectoryCount;
+  addSaturating(m_pSSummary->sumTotalSize, pInfo->faLength);
+}
+
+void SummaryAccum::finish(CuStatResults* results) {
+  TRACE_METHOD("finish(...)");
+  if (results == nullptr) {
+    TRACE(TR_MAX, "ERROR: The parameter CuStatResults <results> is NULL. Leaving method.");
+    return;
+  }
+  if (m_pSSummary == results->srSummary.get())
+    return;
+  TRACE(TR_MAX,
+        "WARNING: The references <m_pSSummary> and <results->srSummary> are not equal, but should "
+        "be! Copying result values.");
+  if (results->srSummary)
+    *m_pSSummary = *results->srSummary;
+}
+
+}  // namespace orv

@@ -1,0 +1,121 @@
+#include "Scan/accumulate/TimeDistAccum.h"
+
+#include <array>
+#include <stdexcept>
+
+#include "Scan/accumulate/SaturatingSum.h"
+#include "Scan/results/STimeDist.h"
+#include "Scan/walk/Scanner.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+constexpr std::int64_t DAY = 86400;
+constexpr std::size_t FUTURE_BUCKET = 9;
+
+// Inclusive upper bounds in seconds of the buckets 0 to 7. The last is a year of 365.25 days.
+constexpr std::array<std::int64_t, 8> BOUNDS = {DAY,      7 * DAY,   30 * DAY,  60 * DAY,
+                                                90 * DAY, 180 * DAY, 270 * DAY, 31557600};
+
+std::size_t ageBucket(std::int64_t age) noexcept {
+  std::size_t index = 0;
+  while (index < BOUNDS.size() && age > BOUNDS[index])
+    ++index;
+  return index;
+}
+
+void count(STimeDist& record, std::size_t bucket, std::int64_t length) noexcept {
+  addSaturating(record.tdSizes[bucket], length);
+  ++record.tdCounts[bucket];
+}
+
+[[noreturn]] void refuse(const char* text) {
+  TRACE(TR_MAX, "%s", text);
+  throw std::invalid_argument(text);
+}
+
+}  // namespace
+
+TimeDistAccum::TimeDistAccum(const char* name, STimeDist* record)
+    : Accumulator(name), m_record(record) {}
+
+void TimeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (!areGiven(pScanner, pInfo))
+    return;
+  const std::int64_t age = pScanner->scanStart() - time(pInfo) / 1000;
+  if (age < -DAY) {
+    count(*m_record, FUTURE_BUCKET, pInfo->faLength);
+    return;
+  }
+  ++m_fileCount;
+  addSaturating(m_ageSum, age);
+  count(*m_record, ageBucket(age), pInfo->faLength);
+}
+
+void TimeDistAccum::finish(CuStatResults*) {
+  TRACE_METHOD("finish(...)");
+  if (m_fileCount > 0)
+    m_record->tdAverageAge = m_ageSum / m_fileCount;
+}
+
+AccessedDistAccum::AccessedDistAccum(STimeDist* record)
+    : TimeDistAccum("AccessedDistAccum", record) {}
+
+std::int64_t AccessedDistAccum::time(FileAttributes* pInfo) {
+  if (pInfo == nullptr)
+    refuse(
+        "AccessedDistAccum::time() : ERROR: The parameter reference FileAttributes <pInfo> is "
+        "NULL.");
+  return pInfo->faAccessed;
+}
+
+ModifiedDistAccum::ModifiedDistAccum(STimeDist* record)
+    : TimeDistAccum("ModifiedDistAccum", record) {}
+
+std::int64_t ModifiedDistAccum::time(FileAttributes* pInfo) {
+  if (pInfo == nullptr)
+    refuse(
+        "ModifiedDistAccum::time() : ERROR: The parameter reference FileAttributes <pInfo> is "
+        "NULL.");
+  return pInfo->faModified;
+}
+
+CreatedDistAccum::CreatedDistAccum(STimeDist* record) : TimeDistAccum("CreatedDistAccum", record) {}
+
+std::int64_t CreatedDistAccum::time(FileAttributes* pInfo) {
+  if (pInfo == nullptr)
+    refuse(
+        "CreatedDistAccum::time() : ERROR: The parameter reference FileAttributes <pInfo> is "
+        "NULL.");
+  return pInfo->faCreated;
+}
+
+BackupDistAccum::BackupDistAccum(STimeDist* record) : TimeDistAccum("BackupDistAccum", record) {}
+
+void BackupDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (pScanner == nullptr || pInfo == nullptr) {
+    TRACE(
+        TR_MAX,
+        "BackupDistAccum::accumulate() : ERROR: At least one of the parameters <pScanner>, <pInfo> "
+        "is NULL. Leaving method.");
+    return;
+  }
+  if ((pInfo->faAttributes & FA_ARCHIVE) != 0)
+    TimeDistAccum::accumulate(pScanner, pInfo);
+}
+
+std::int64_t BackupDistAccum::time(FileAttributes* pInfo) {
+  if (pInfo == nullptr) {
+    static constexpr const char* TEXT =
+        "BackupDistAccum::time() : ERROR: The parameter <pInfo> is NULL. Leaving method.";
+    issueMessage(msg::STA0028I, {TEXT});
+    refuse(TEXT);
+  }
+  return pInfo->faModified;
+}
+
+}  // namespace orv

@@ -1,0 +1,193 @@
+#include "Scan/definition/CuStatDef.h"
+
+#include "Common/format/FieldTable.h"
+#include "Common/format/GenericPrint.h"
+#include "Scan/definition/ScanUtil.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+template <auto Member>
+constexpr Field<CuStatDef> integer(std::string_view name) {
+  return integerField<CuStatDef, Member>(name);
+}
+
+template <auto Member>
+constexpr Field<CuStatDef> flag(std::string_view name) {
+  return flagField<CuStatDef, Member>(name);
+}
+
+template <auto Member>
+constexpr Field<CuStatDef> text(std::string_view name) {
+  return stringField<CuStatDef, Member>(name);
+}
+
+void readSummary(CuStatDef& profile, const std::string& value) {
+  bool wanted = profile.sdSummary != 0;
+  parseFlag(value, wanted);
+  profile.sdSummary = wanted ? 1 : 0;
+}
+
+// The fields that `toString` shows, in its order.
+constexpr std::string_view SHOWN[] = {"sdID",
+                                      "sdAlertID",
+                                      "sdCreator",
+                                      "sdName",
+                                      "sdDescription",
+                                      "sdType",
+                                      "sdShare",
+                                      "sdLargestDirectories",
+                                      "sdLargestFiles",
+                                      "sdLeastAccessed",
+                                      "sdOldestNotBackedUp",
+                                      "sdLargestOrphans",
+                                      "sdOldestOrphans",
+                                      "sdSummary",
+                                      "sdSizeDistribution",
+                                      "sdGroupByOwner",
+                                      "sdGroupByGroup",
+                                      "sdGroupByAccess",
+                                      "sdGroupByMod",
+                                      "sdGroupByCreation",
+                                      "sdGroupByBackup",
+                                      "sdWinOnlyFileType",
+                                      "sdLargestFileTypes",
+                                      "sdDailyRetention",
+                                      "sdWeeklyRetention",
+                                      "sdMonthlyRetention"};
+
+}  // namespace
+
+CuStatDef::CuStatDef() = default;
+CuStatDef::~CuStatDef() = default;
+
+std::span<const Field<CuStatDef>> CuStatDef::fields() noexcept {
+  // clang-format off
+  static constexpr Field<CuStatDef> ROWS[] = {
+      integer<&CuStatDef::sdID>("sdID"),
+      integer<&CuStatDef::sdAlertID>("sdAlertID"),
+      text<&CuStatDef::sdCreator>("sdCreator"),
+      text<&CuStatDef::sdName>("sdName"),
+      text<&CuStatDef::sdDescription>("sdDescription"),
+      text<&CuStatDef::sdType>("sdType"),
+      text<&CuStatDef::sdShare>("sdShare"),
+      integer<&CuStatDef::sdLargestDirectories>("sdLargestDirectories"),
+      integer<&CuStatDef::sdLargestFiles>("sdLargestFiles"),
+      integer<&CuStatDef::sdLeastAccessed>("sdLeastAccessed"),
+      integer<&CuStatDef::sdOldestNotBackedUp>("sdOldestNotBackedUp"),
+      integer<&CuStatDef::sdLargestOrphans>("sdLargestOrphans"),
+      integer<&CuStatDef::sdOldestOrphans>("sdOldestOrphans"),
+      integer<&CuStatDef::sdLargestFileTypes>("sdLargestFileTypes"),
+      integer<&CuStatDef::sdMinSize>("sdMinSize"),
+      integer<&CuStatDef::sdMinAge>("sdMinAge"),
+      integer<&CuStatDef::sdSizeFactor>("sdSizeFactor"),
+      integer<&CuStatDef::sdAgeFactor>("sdAgeFactor"),
+      integer<&CuStatDef::sdCandidatesToCollect>("sdCandidatesToCollect"),
+      integer<&CuStatDef::sdHSMScoring>("sdHSMScoring"),
+      {"sdSummary", readSummary,
+                    [](const CuStatDef& profile) { return flagText(profile.sdSummary != 0); }},
+      flag<&CuStatDef::sdSizeDistribution>("sdSizeDistribution"),
+      flag<&CuStatDef::sdGroupByOwner>("sdGroupByOwner"),
+      flag<&CuStatDef::sdGroupByGroup>("sdGroupByGroup"),
+      flag<&CuStatDef::sdGroupByAccess>("sdGroupByAccess"),
+      flag<&CuStatDef::sdGroupByMod>("sdGroupByMod"),
+      flag<&CuStatDef::sdGroupByCreation>("sdGroupByCreation"),
+      flag<&CuStatDef::sdGroupByBackup>("sdGroupByBackup"),
+      flag<&CuStatDef::sdWinOnlyFileType>("sdWinOnlyFileType"),
+      integer<&CuStatDef::sdDailyRetention>("sdDailyRetention"),
+      integer<&CuStatDef::sdWeeklyRetention>("sdWeeklyRetention"),
+      integer<&CuStatDef::sdMonthlyRetention>("sdMonthlyRetention"),
+      {"sdWhereClause",
+          [](CuStatDef& profile, const std::string& value) { profile.parseWhereClause(value); },
+          [](const CuStatDef& profile) { return profile.m_whereClause; }},
+  };
+  // clang-format on
+  return ROWS;
+}
+
+void CuStatDef::inititializeObject(const HeaderArray& refHeaderArray,
+                                   const DataArray& refDataArray) {
+  TRACE_METHOD("inititializeObject(...)");
+  const std::vector<std::string>& row = firstRow(refDataArray);
+  checkSizes(refHeaderArray, row);
+  readFields(fields(), refHeaderArray, row, *this);
+}
+
+void CuStatDef::parseWhereClause(const std::string& text) {
+  m_whereClause.clear();
+  if (text == "null")
+    return;
+  bool atTokenStart = true;
+  for (const char c : text) {
+    const bool isSeparator = c == ',' || c == ' ';
+    if (!isSeparator && atTokenStart)
+      m_whereClause += c;
+    atTokenStart = isSeparator;
+  }
+}
+
+void CuStatDef::addListedFilesystems(const HeaderArray& refHeaderArray,
+                                     const DataArray& refDataArray) {
+  TRACE_METHOD("addListedFilesystems(...)");
+  for (const std::vector<std::string>& row : refDataArray)
+    checkSizes(refHeaderArray, row);
+  for (const std::vector<std::string>& row : refDataArray)
+    for (std::size_t column = 0; column < refHeaderArray.size(); ++column)
+      if (refHeaderArray[column] == "rfDirOrFS")
+        listedFilesystems.push_back(static_cast<std::int32_t>(parseInteger(row[column])));
+}
+
+void CuStatDef::printHeader(GenericPrint& print) {
+  print.printHeaderLine(fieldNames(fields()));
+}
+
+void CuStatDef::printData(GenericPrint& print, std::span<ResultsByFS* const> results) const {
+  TRACE_METHOD("printData(...)");
+  print.printBegin(ENTITY_NAME);
+  print.printDataLine(fieldValues(fields(), *this));
+  for (const ResultsByFS* result : results)
+    result->printData(print);
+  for (const std::unique_ptr<BackupAction>& action : sdBackupAction)
+    action->printData(print);
+  print.printEnd(ENTITY_NAME);
+}
+
+void CuStatDef::printData(GenericPrint& print) const {
+  std::vector<ResultsByFS*> results;
+  for (const std::unique_ptr<ResultsByFS>& result : sdResults)
+    results.push_back(result.get());
+  printData(print, results);
+}
+
+CuStatDef* CuStatDef::getTail() noexcept {
+  CuStatDef* tail = this;
+  while (tail->sdNext != nullptr)
+    tail = tail->sdNext;
+  return tail;
+}
+
+std::string CuStatDef::getSdName() const {
+  std::string name = getTranslatedName(sdName);
+  TRACE(TR_GENERAL, "getSdName(...) returnValue: %s", name.c_str());
+  return name;
+}
+
+void CuStatDef::parseForProfile() {
+  TRACE_METHOD("parseForProfile(...)");
+}
+
+void CuStatDef::writeForProfile() {
+  TRACE_METHOD("writeForProfile(...)");
+}
+
+std::string CuStatDef::toString() const {
+  std::string result;
+  for (const std::string_view name : SHOWN) {
+    const Field<CuStatDef>& field = *findField(fields(), name);
+    result.append("\n").append(name).append(" = ").append(field.write(*this));
+  }
+  return result;
+}
+
+}  // namespace orv

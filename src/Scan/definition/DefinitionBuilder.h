@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "Common/format/EntityToObjectMapper.h"
+#include "Common/format/ParserAPI.h"
+
+namespace orv {
+
+class AgentScan;
+class NasFiler;
+
+// Builds the definition objects of one job from its definition file. Used once, by the driver.
+// Reader and mapper exceptions (ORVParserException, OrvObjectCreationException) pass through.
+class DefinitionBuilder final {
+ public:
+  // Opens the file; `agentScan` receives the objects and must outlive the builder.
+  DefinitionBuilder(const std::string& file, AgentScan& agentScan);
+
+  // Walks the entities to the end of the file.
+  void build();
+
+ private:
+  using Entity = ParserAPI::Entity;
+
+  void buildAgentScan(Entity& entity);
+  [[nodiscard]] bool buildSubEntity(Entity& entity);
+  void buildFilesystem(Entity& entity);
+  [[nodiscard]] std::unique_ptr<NasFiler> buildNasFiler(Entity& entity);
+  void buildDirectory(Entity& entity);
+  void buildProfile(Entity& entity);
+  void fill(Entity& entity, EntityToObjectMapper& object);
+  template <typename Handler>
+  void forEachChild(Entity& entity, Handler handler);
+
+  ParserAPI m_reader;
+  AgentScan& m_agentScan;
+};
+
+}  // namespace orv

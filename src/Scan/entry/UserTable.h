@@ -1,0 +1,55 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "Scan/entry/UserOrGroup.h"
+
+namespace orv {
+
+// The numeric identity of an owner or group, a uid or a gid as the system numbers them: unsigned,
+// up to 4294967295. A value; whether it means a user or a group is said where it is used.
+class Sid final {
+ public:
+  explicit constexpr Sid(std::uint32_t id) noexcept : m_id(id) {}
+  [[nodiscard]] constexpr std::uint32_t id() const noexcept { return m_id; }
+
+ private:
+  std::uint32_t m_id;
+};
+
+// Resolves the owner and group of entries to shared records. One per job, made by the filesystem
+// scan, used on the scanning thread only. The records it hands out are owned elsewhere and outlive
+// it.
+class UserTable {
+ public:
+  UserTable() = default;
+  virtual ~UserTable() = default;
+  UserTable(const UserTable&) = delete;
+  UserTable& operator=(const UserTable&) = delete;
+
+  // Forgets what was looked up; the records themselves stay.
+  virtual void cleanUP() { m_last = {}; }
+
+  // The record of that user or group, never null. An id that the system cannot resolve is no error:
+  // its record is marked `ugRemoved` and named by the id in decimal.
+  [[nodiscard]] virtual UserOrGroup* lookup(const Sid& pSid, bool isGroup) = 0;
+
+  // The same for the walk: an id that equals the last one of its kind, as most entries of a
+  // directory have it, is answered inline without a look-up.
+  [[nodiscard]] UserOrGroup* find(const Sid& sid, bool isGroup) {
+    Last& last = m_last[isGroup ? 1 : 0];
+    if (last.record == nullptr || last.id != sid.id()) [[unlikely]]
+      last = {sid.id(), lookup(sid, isGroup)};
+    return last.record;
+  }
+
+ private:
+  struct Last {
+    std::uint32_t id = 0;
+    UserOrGroup* record = nullptr;
+  };
+  std::array<Last, 2> m_last;  // user, group
+};
+
+}  // namespace orv

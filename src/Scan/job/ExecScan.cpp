@@ -1,0 +1,287 @@
+#include "Scan/job/ExecScan.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+
+#include "Common/JobFile.h"
+#include "Common/LogManager.h"
+#include "Common/LogUtil.h"
+#include "Common/Notify.h"
+#include "Common/format/GenericPrint.h"
+#include "Common/resource.h"
+#include "Common/unix/psnautil.h"
+#include "Common/unix/pssignal.h"
+#include "Scan/definition/AgentScan.h"
+#include "Scan/definition/ComputerID.h"
+#include "Scan/definition/DefinitionBuilder.h"
+#include "Scan/job/FilesystemScan.h"
+#include "runtime/unx/Files.h"
+#include "runtime/unx/virtstat.h"
+#include "runtime/ut/GenericException.h"
+#include "runtime/ut/ORVException.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
+#include "runtime/ut/UniqueFd.h"
+
+namespace orv {
+namespace {
+
+constexpr const char* VERSION = "5.2.4.1";
+constexpr const char* CATALOG_FILE = "xrmna.cat";
+constexpr const char* COMPONENT = "ORV";
+constexpr const char* DATA_SECTION = "AgentScan";
+
+constexpr int RC_NO_INSTALL_LOCATION = 72;
+constexpr int RC_NO_TRACE = 30;
+constexpr int RC_SCAN_FAILED = 8;
+constexpr int RC_WRITE_FAILED = 9;
+constexpr int RC_LARGEST_WITH_RESULT = 7;
+
+constexpr int DEFAULT_TRACE_KB = 10'000;
+constexpr std::size_t LIST_INDENTATION = 25;
+
+std::string timeStamp() {
+  return std::to_string(std::time(nullptr));
+}
+
+}  // namespace
+
+ExecScan::ExecScan() = default;
+ExecScan::~ExecScan() = default;
+
+int ExecScan::run(int argc, const char* const* argv) {
+  m_args = std::make_unique<CmdArgs>(argc, argv, SCAN_COMMAND_NUMBER);
+  openCatalog();
+  parseCommandLine();
+  openTrace();
+  if (start()) {
+    if (readDefinition()) {
+      scanAll();
+      finish();
+    }
+  }
+  cleanUp();
+  return m_rc;
+}
+
+void ExecScan::openCatalog() {
+  m_installLocation = m_args->installLocation();
+  if (m_installLocation.empty() ||
+      !m_catalog.open(m_installLocation + "/nls", CATALOG_FILE, COMPONENT)) {
+    m_rc = RC_NO_INSTALL_LOCATION;
+    return;
+  }
+  m_catalogOpened = true;
+}
+
+void ExecScan::parseCommandLine() {
+  if (m_rc != 0)
+    return;
+  m_rc = m_args->parse();
+  const std::string path =
+      m_args->logname.empty() ? m_installLocation + "/log/scan.log" : m_args->logname;
+  const bool ownLog = !m_args->logname.empty() || m_rc != 0;
+  m_messageLog = std::make_unique<MessageLog>(
+      m_catalog, std::make_unique<LogManager>(ownLog ? path : openActivityLog(*m_args, path)));
+  if (m_rc != CMD_INVALID_COMMAND && m_rc != CMD_INVALID_PARAMETER)
+    return;
+  issueMessage(m_rc == CMD_INVALID_COMMAND ? msg::AGT0397E : msg::AGT0398E,
+               {m_args->currentArgument});
+  issueMessage(msg::STA0528T);
+}
+
+void ExecScan::openTrace() {
+  if (m_rc != 0 || m_args->debugMode.empty())
+    return;
+  const std::string& file = m_args->debugfile;
+  const int limitKb = m_args->maxLogSize == 0 ? DEFAULT_TRACE_KB : m_args->maxLogSize / 1024;
+  if (makePath(parentDirectory(file)) &&
+      trace::open(file, m_args->debugMode, std::max(limitKb, 1), true))
+    m_traceOpened = true;
+  else
+    m_rc = RC_NO_TRACE;
+}
+
+// Steps between the trace and the definition. False when the job ends here.
+bool ExecScan::start() {
+  TRACE(TR_ENTER, "Enter: %s", "startScan(...)");
+  installSignalHandlers();
+  if (m_args->mode == CmdArgs::MODE_VERSION) {
+    std::printf("%s\n", VERSION);
+    return false;
+  }
+  reportStatus();
+  if (m_rc != 0)
+    return false;
+  issueMessage(msg::AGT0146I, {m_args->jobName});
+  m_startStamp = timeStamp();
+  m_files = m_args->jobFiles();
+  purgeJobFiles(*m_args, m_installLocation);
+  m_jobFileMade = createJobFile(m_files.jobInfoFile(), m_startStamp);
+  return true;
+}
+
+void ExecScan::reportStatus() const {
+  const int descriptor = m_args->statusDescriptor;
+  if (descriptor < 0)
+    return;
+  const char status = m_rc == 0 ? '1' : '3';
+  if (writeFully(descriptor, std::string_view(&status, 1)))
+    TRACE(TR_GENERAL, "Successfully sent status to agent: %c", status);
+  else
+    TRACE(TR_ERROR, "Failed to send status to agent: %c", status);
+}
+
+// Builds the definition objects. False, with the agent notified, when the definition is unusable.
+bool ExecScan::readDefinition() {
+  const std::string file = m_files.definitionFile();
+  TRACE(TR_GENERAL, "---- initializing ParserAPI ----");
+  TRACE(TR_GENERAL, "fileName = %s", file.c_str());
+  std::string reason;
+  try {
+    m_agentScan = std::make_unique<AgentScan>();
+    DefinitionBuilder(file, *m_agentScan).build();
+    return true;
+  } catch (const ORVParserException& exception) {
+    TRACE(TR_ERROR, "ERROR: %s, occured during definition-file-parsing.",
+          exception.message.c_str());
+    m_rc = exception.code;
+    reason = std::string(trimmed(exception.message, "\n"));
+  } catch (const OrvObjectCreationException& exception) {
+    TRACE(TR_ERROR, "ERROR: %s, occured during object creation from definition-file.",
+          exception.message.c_str());
+    m_rc = exception.code;
+    reason = "an entity has other values than its header has names";
+  }
+  issueMessage(msg::STA0430E, {file, reason, std::to_string(m_rc)});
+  m_endStamp = timeStamp();
+  notify();
+  return false;
+}
+
+// Locks and scans. Every failure of these steps ends here, as a return code.
+void ExecScan::scanAll() {
+  try {
+    lock();
+    logFilesystemList();
+    scanFilesystems();
+    unlock();
+  } catch (GenericException* thrown) {
+    const std::unique_ptr<GenericException> exception(thrown);
+    TRACE(TR_ERROR, "Filesystem already in locked by another scan process: %s",
+          exception->subject().c_str());
+    m_rc = RC_SCAN_FAILED;
+  } catch (ScanAbortException* thrown) {
+    const std::unique_ptr<ScanAbortException> exception(thrown);
+    TRACE(TR_ERROR, "%s", exception->message.c_str());
+    m_print->discard();
+    unlock();
+    m_rc = RC_SCAN_FAILED;
+  } catch (ORVIOException* thrown) {
+    const std::unique_ptr<ORVIOException> exception(thrown);
+    TRACE(TR_ERROR, "%s", exception->message.c_str());
+    m_rc = RC_WRITE_FAILED;
+  } catch (const std::exception& error) {
+    TRACE(TR_ERROR, "scan ended by: %s", error.what());
+    issueMessage(msg::STA0028I, {error.what()});
+    unlock();
+    m_rc = RC_SCAN_FAILED;
+  }
+  TRACE(TR_GENERAL, "Returncode=: %d", m_rc);
+}
+
+void ExecScan::scanFilesystems() {
+  ComputerID::load(m_installLocation);
+  m_filesystemScan = std::make_unique<FilesystemScan>();
+  m_print = std::make_unique<GenericPrint>(m_files.outputFile());
+  if (!m_print->isOpen())
+    throw new ORVIOException("create the directory of " + m_files.outputFile());
+  m_filesystemScan->setGenericPrint(m_print.get());
+  m_filesystemScan->setUnlocker([this](const Filesystem& fs) { unlockFilesystem(fs); });
+  m_agentScan->printHeader(*m_print);
+  m_print->printBegin(DATA_SECTION);
+  m_agentScan->printJob(*m_print);
+  m_rc = m_filesystemScan->doScan(m_agentScan.get(), m_args->nfsTimeout);
+  m_print->printEnd(DATA_SECTION);
+  m_scanRan = true;
+  if (m_rc > RC_LARGEST_WITH_RESULT)
+    m_print->discard();
+  else
+    m_print->close();
+}
+
+std::string ExecScan::resourceName(const Filesystem& filesystem) const {
+  return "scan_" + m_args->serverName + std::to_string(filesystem.fsID);
+}
+
+void ExecScan::lock() {
+  TRACE_METHOD("lock(...)");
+  const FilesystemList* filesystems = m_agentScan->getFilesystems();
+  if (filesystems == nullptr)
+    return;
+  for (const auto& filesystem : *filesystems) {
+    if (lockResource(m_installLocation, resourceName(*filesystem), SCAN_RESOURCE) == 0)
+      continue;
+    issueMessage(msg::STA0531E, {filesystem->fsMountPoint});
+    throw new GenericException(msg::STA0531E, {filesystem->fsMountPoint});
+  }
+}
+
+void ExecScan::unlockFilesystem(const Filesystem& filesystem) const {
+  if (unlockResource(m_installLocation, resourceName(filesystem), SCAN_RESOURCE) != 0)
+    TRACE(TR_ERROR, "unlock of %s failed", filesystem.fsMountPoint.c_str());
+}
+
+void ExecScan::unlock() noexcept {
+  TRACE_METHOD("unlock(...)");
+  if (const FilesystemList* filesystems = m_agentScan->getFilesystems())
+    for (const auto& filesystem : *filesystems)
+      unlockFilesystem(*filesystem);
+}
+
+void ExecScan::logFilesystemList() const {
+  std::string list;
+  if (const FilesystemList* filesystems = m_agentScan->getFilesystems())
+    for (const auto& filesystem : *filesystems)
+      list += "\n" + std::string(LIST_INDENTATION, ' ') +
+              withoutControlCharacters(filesystem->fsMountPoint);
+  issueMessage(msg::STA0532I, {Insert::lines(list)});
+}
+
+// Steps after the scan: the result stays or goes, the agent is told.
+void ExecScan::finish() {
+  m_endStamp = timeStamp();
+  const std::string output = m_files.outputFile();
+  if (m_rc > RC_LARGEST_WITH_RESULT)
+    psRemoveFile(output);
+  else if (m_scanRan)
+    issueMessage(msg::STA0161I, {std::to_string(m_rc), output});
+  notify();
+  const std::string definition = m_files.definitionFile();
+  if (!trace::isOn(TR_ENTER) && psFileExists(definition))
+    psRemoveFile(definition);
+}
+
+void ExecScan::notify() {
+  if (notifyAgent(m_rc, *m_args, m_installLocation, m_startStamp, m_endStamp) != 0 && m_jobFileMade)
+    updateJobFile(m_files.jobInfoFile(), m_rc, m_endStamp);
+}
+
+void ExecScan::cleanUp() {
+  m_args.reset();
+  m_messageLog.reset();
+  m_filesystemScan.reset();
+  m_print.reset();
+  virtStatCleanUp();
+  if (m_catalogOpened)
+    m_catalog.close();
+  if (m_traceOpened) {
+    TRACE(TR_EXIT, "Exit: %s", "startScan(...)");
+    trace::close();
+  }
+}
+
+}  // namespace orv

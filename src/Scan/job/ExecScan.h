@@ -1,0 +1,72 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "Common/CmdArgs.h"
+#include "Probe/Filesystem.h"
+#include "runtime/nls/MessageCatalog.h"
+#include "runtime/nls/MessageLog.h"
+
+namespace orv {
+
+class AgentScan;
+class FilesystemScan;
+class GenericPrint;
+
+// The driver of the scan job: from the command line to the return code. Owns everything that lives
+// as long as the job. Made by `main`, run once, on the job's thread.
+//
+// Return codes: 0 success; 4 some parts could not be scanned; 8 the scan could not be done or was
+// stopped; 9 the result could not be written; 12 nothing to scan; 2, 3, 6 invalid command line; 30
+// no trace; 72 no install location or catalog; 12, 13, 17, 321, 325 unusable definition.
+class ExecScan final {
+ public:
+  ExecScan();
+  ~ExecScan();
+  ExecScan(const ExecScan&) = delete;
+  ExecScan& operator=(const ExecScan&) = delete;
+
+  // Runs the job; the process's exit status is the low byte of the result.
+  [[nodiscard]] int run(int argc, const char* const* argv);
+
+ private:
+  void openCatalog();
+  void parseCommandLine();
+  void openTrace();
+  [[nodiscard]] bool start();
+  void reportStatus() const;
+
+  [[nodiscard]] bool readDefinition();
+
+  void scanAll();
+  void scanFilesystems();
+  void lock();
+  void unlock() noexcept;
+  void unlockFilesystem(const Filesystem& filesystem) const;
+  void logFilesystemList() const;
+  [[nodiscard]] std::string resourceName(const Filesystem& filesystem) const;
+
+  void finish();
+  void notify();
+  void cleanUp();
+
+  int m_rc = 0;
+  bool m_catalogOpened = false;
+  bool m_traceOpened = false;
+  bool m_jobFileMade = false;
+  bool m_scanRan = false;
+  std::string m_installLocation;
+  std::string m_startStamp;  // decimal seconds since 1970
+  std::string m_endStamp;    // likewise
+  JobFiles m_files;
+
+  std::unique_ptr<CmdArgs> m_args;
+  MessageCatalog m_catalog;
+  std::unique_ptr<MessageLog> m_messageLog;
+  std::unique_ptr<AgentScan> m_agentScan;
+  std::unique_ptr<FilesystemScan> m_filesystemScan;
+  std::unique_ptr<GenericPrint> m_print;
+};
+
+}  // namespace orv

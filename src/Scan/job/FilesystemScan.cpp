@@ -1,0 +1,318 @@
+#include "Scan/job/FilesystemScan.h"
+
+#include <algorithm>
+
+#include "Common/ORVCommon/CommonAgentFactory.h"
+#include "Common/format/GenericPrint.h"
+#include "Probe/NasFiler.h"
+#include "Scan/accumulate/CuStatAccum.h"
+#include "Scan/accumulate/DirectoryWatch.h"
+#include "Scan/definition/AgentScan.h"
+#include "Scan/job/DirectoryBinder.h"
+#include "Scan/job/FilesystemNames.h"
+#include "Scan/job/ProfileBinder.h"
+#include "Scan/results/CuStatResults.h"
+#include "Scan/results/ResultsByFS.h"
+#include "Scan/unix/ScannerUnix.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+
+// The clauses of the job's profiles as one walk asks them: one per profile, however many actions.
+class WalkSelections final {
+ public:
+  [[nodiscard]] EntrySelection& of(const Tree& tree) {
+    return m_selections.try_emplace(&tree, tree.selection.get()).first->second;
+  }
+
+ private:
+  std::map<const Tree*, EntrySelection> m_selections;
+};
+
+namespace {
+
+constexpr int RC_NOTHING_TO_SCAN = 12;
+
+bool isNetworkSource(const std::string& source) {
+  return source.find(':') != std::string::npos;
+}
+
+}  // namespace
+
+FilesystemScan::FilesystemScan() : m_userTable(m_uberTable) {}
+
+FilesystemScan::~FilesystemScan() = default;
+
+void FilesystemScan::setGenericPrint(GenericPrint* print) {
+  if (print == nullptr) {
+    TRACE(TR_MAX, "parameter <GenericPrint> is NULL");
+    return;
+  }
+  m_print = print;
+}
+
+void FilesystemScan::setUnlocker(std::function<void(const Filesystem&)> unlocker) {
+  m_unlocker = std::move(unlocker);
+}
+
+int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
+  TRACE_METHOD("doScan(...)");
+  m_nfsTimeout = nfsTimeout;
+  job->setFilesystems(arrangeFilesystems(job->takeFilesystems()));
+  if (!CommonAgentFactory::getCommonAgent()->isWindows) {
+    TRACE(TR_GENERAL,
+          "(if(!CommonAgentFactory::getCommonAgent()->isWindows)) == TRUE. Calling "
+          "<makeMountsMap(...)> ...");
+    const int mountsCode = makeMountsMap(m_mounts);
+    TRACE(TR_GENERAL, "Call to <makeMountsMap> finished. Return code = %d.", mountsCode);
+  }
+  if (m_mounts.empty())
+    return RC_NOTHING_TO_SCAN;
+  matchFilesystems(*job);
+  if (m_bindings.refs.empty()) {
+    TRACE(TR_MAX, "no filesystems.");
+    issueMessage(msg::STA0647E);
+    return RC_NOTHING_TO_SCAN;
+  }
+  raise(bindProfiles(job->getStatistics(), m_bindings));
+  if (const int lockStatus = lock(job); lockStatus != 0) {
+    TRACE(TR_MAX, "return value <lockStatus> == %d. Leaving method.", lockStatus);
+    return lockStatus;
+  }
+  raise(bindDirectories(job->getDirectories(), m_bindings));
+  raise(bindDirectoryProfiles(job->getStatistics(), m_bindings));
+  for (const auto& ref : m_bindings.refs)
+    walkFilesystem(*ref);
+  TRACE(TR_GENERAL, "end of final loop over filesystem!");
+  TRACE(TR_GENERAL, "%zu filesystems were scanned.", m_scannedCount);
+  m_bindings = Bindings();
+  m_userTable.cleanUP();
+  restoreFakes();
+  sortFilesystemsByID(*job->getFilesystems());
+  return m_rc;
+}
+
+void FilesystemScan::raise(int rc) noexcept {
+  m_rc = std::max(m_rc, rc);
+}
+
+int FilesystemScan::makeMountsMap(MountsMap& map) {
+  TRACE_METHOD("makeMountsMap(...)");
+  map.clear();
+  if (handleMounts(map))
+    return 0;
+  TRACE(TR_MAX, "handleMounts(...) returned false");
+  return SCAN_INCOMPLETE;
+}
+
+bool FilesystemScan::handleMounts(MountsMap& map) {
+  TRACE_METHOD("handleMounts(...)");
+  Mounts mounts;
+  if (!mounts.openMnttab()) {
+    TRACE(TR_ERROR, "failed to open mount tab <open Mnttab()>.");
+    return false;
+  }
+  while (mounts.nextMount()) {
+    const MountEntry& entry = mounts.current();
+    map[entry.mountPoint] = entry;
+    if (isNetworkSource(entry.source))
+      map[entry.source] = entry;
+  }
+  return true;
+}
+
+void FilesystemScan::matchFilesystems(AgentScan& job) {
+  for (const auto& filesystem : *job.getFilesystems()) {
+    matchFilesystem(*filesystem);
+    throwIfStopped();
+  }
+}
+
+void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
+  const bool wasFake = filesystem.fsType == Filesystem::TYPE_FAKE;
+  TRACE(TR_GENERAL, "CommonAgentFactory::getCommonAgent() is unix!");
+  if (m_nfsTimeout != 0)
+    TRACE(TR_GENERAL, "NFS Timeout enabled, timeout %d seconds\n", m_nfsTimeout);
+  const MountEntry* entry = findMount(filesystem);
+  if (entry == nullptr) {
+    issueMessage(msg::STA0103W, {filesystem.fsMountPoint});
+    filesystem.fsScanned = false;
+    raise(SCAN_INCOMPLETE);
+    return;
+  }
+  filesystem.fsScanned = Mounts::statFS(*entry, filesystem, m_nfsTimeout) == 0;
+  if (!filesystem.fsScanned) {
+    raise(SCAN_INCOMPLETE);
+    return;
+  }
+  if (wasFake) {
+    TRACE(TR_GENERAL, "if(wasFake) == TRUE");
+    m_fakes.push_back(&filesystem);
+  }
+  auto ref = std::make_unique<FSRef>();
+  ref->filesystem = &filesystem;
+  ref->source = entry->source;
+  ref->mountPoint = entry->mountPoint;
+  m_bindings.refsByID[filesystem.fsID] = ref.get();
+  m_bindings.refs.push_back(std::move(ref));
+  ++m_scannedCount;
+}
+
+const MountEntry* FilesystemScan::findMount(const Filesystem& filesystem) const {
+  for (const std::string& candidate : mountCandidates(filesystem)) {
+    const auto found = m_mounts.find(candidate);
+    if (found != m_mounts.end())
+      return &found->second;
+    TRACE(TR_GENERAL, "No entry found for %s! Tryin next...\n", candidate.c_str());
+  }
+  return nullptr;
+}
+
+std::unique_ptr<DirectoryWatch> FilesystemScan::makeWatch(const FSRef& ref,
+                                                          WalkSelections& selections) const {
+  if (ref.directories.empty() || m_bindings.directoryProfiles.empty())
+    return nullptr;
+  auto watch = std::make_unique<DirectoryWatch>(*ref.filesystem);
+  for (const Tree* tree : m_bindings.directoryProfiles)
+    watch->addProfile(*tree->profile, selections.of(*tree));
+  for (const MonDirSelection& directory : ref.directories) {
+    const MonDirSpec& spec = *directory.dirSpec;
+    if (directory.mask)
+      watch->addMask(*directory.mask, spec.getMdsID());
+    else
+      watch->addDirectory(spec.getMdsPath(), spec.getMdsID());
+  }
+  return watch;
+}
+
+void FilesystemScan::walkFilesystem(FSRef& ref) {
+  issueMessage(msg::STA0025I, {qualifiedFSName(ref.filesystem)});
+  int result = runScanner(ref);
+  const bool failed = result > SCAN_INCOMPLETE || result < 0;
+  raise(failed ? SCAN_INCOMPLETE : result);
+  copyCapacity(ref);
+  // A walk that failed leaves nothing but the filesystem's own record.
+  if (failed)
+    giveUp(ref);
+  printData(m_print, ref);
+}
+
+// Walks the filesystem with one accumulator container per bound profile and hands each one's
+// results to the profile.
+int FilesystemScan::runScanner(FSRef& ref) {
+  WalkSelections selections;
+  std::vector<std::unique_ptr<CuStatAccum>> containers;
+  std::vector<SelectedAction> actions;
+  for (const Assoc& assoc : ref.assocs) {
+    containers.push_back(std::make_unique<CuStatAccum>());
+    containers.back()->buildAccum(*assoc.profile, *ref.filesystem);
+    actions.push_back({containers.back().get(), &selections.of(*assoc.tree)});
+  }
+  const auto watch = makeWatch(ref, selections);
+  // The watch comes last, so that a profile's own statistics see a directory before it.
+  if (watch)
+    actions.push_back({watch.get(), nullptr});
+  const std::string localRoot = ref.filesystem->nasFiler ? ref.mountPoint : std::string();
+  ScannerUnix scanner(*ref.filesystem, std::move(actions), m_userTable, m_fileTypes, m_nfsTimeout,
+                      localRoot);
+  const int result = scanner.scan();
+  for (std::size_t i = 0; i < containers.size(); ++i)
+    ref.assocs[i].results->rfResults = containers[i]->takeResults();
+  return result;
+}
+
+// The first profile's summary carries the filesystem's capacity; a filesystem without one is not
+// fully described.
+void FilesystemScan::copyCapacity(FSRef& ref) {
+  CuStatResults* results =
+      ref.assocs.empty() ? nullptr : ref.assocs.front().results->rfResults.get();
+  if (results == nullptr || !results->srSummary) {
+    raise(SCAN_INCOMPLETE);
+    return;
+  }
+  SSummary& summary = *results->srSummary;
+  summary.sumCapacity = ref.filesystem->fsCapacity;
+  summary.sumFreeSpace = ref.filesystem->fsFreeSpace;
+  summary.sumUsedSpace = ref.filesystem->fsUsedSpace;
+}
+
+void FilesystemScan::giveUp(FSRef& ref) {
+  removeReferencesTo(ref);
+  ref.filesystem->fsScanned = false;
+  unlockOne(ref.filesystem);
+  if (m_scannedCount > 0)
+    --m_scannedCount;
+}
+
+void FilesystemScan::removeReferencesTo(FSRef& ref) {
+  const auto isOfFilesystem = [&ref](const auto& results) {
+    return &results->filesystem() == ref.filesystem;
+  };
+  for (const auto& tree : m_bindings.trees)
+    std::erase_if(tree->profile->sdResults, isOfFilesystem);
+  ref.assocs.clear();
+  ref.directories.clear();
+}
+
+void FilesystemScan::printData(GenericPrint* print, const FSRef& ref) const {
+  TRACE_METHOD("printData(...)");
+  if (print == nullptr) {
+    TRACE(TR_MAX, "parameter <GenericPrint> is NULL");
+    return;
+  }
+  ref.filesystem->printData(*print);
+  for (const MonDirSelection& directory : ref.directories)
+    directory.dirSpec->printData(*print);
+  for (const Assoc& assoc : ref.assocs)
+    assoc.profile->printData(*print, {&assoc.results, 1});
+  printDirectoryResults(*print, ref);
+}
+
+// Each profile for monitored directories once, with the results of all directories.
+void FilesystemScan::printDirectoryResults(GenericPrint& print, const FSRef& ref) const {
+  if (ref.directories.empty())
+    return;
+  for (const Tree* tree : m_bindings.directoryProfiles) {
+    std::vector<ResultsByFS*> results;
+    for (const auto& entry : tree->profile->sdResults)
+      if (entry->monDir() != nullptr && &entry->filesystem() == ref.filesystem)
+        results.push_back(entry.get());
+    tree->profile->printData(print, results);
+  }
+}
+
+int FilesystemScan::lock(const AgentScan*) {
+  TRACE(TR_GENERAL, "WARNING: Nothing implemented in body of FilesystemScan::lock().");
+  return 0;
+}
+
+int FilesystemScan::unlock(const AgentScan*) {
+  TRACE(TR_GENERAL, "WARNING: Nothing implemented in body of FilesystemScan::unlock().");
+  return 0;
+}
+
+void FilesystemScan::unlockOne(const Filesystem* pFilesystem) const {
+  if (pFilesystem == nullptr) {
+    TRACE(TR_MAX, "ERROR: The Filesystem reference <pFilesystem> is NULL. Leaving method.");
+    return;
+  }
+  if (m_unlocker)
+    m_unlocker(*pFilesystem);
+}
+
+void FilesystemScan::restoreFakes() {
+  for (Filesystem* filesystem : m_fakes) {
+    filesystem->fsType = Filesystem::TYPE_FAKE;
+    filesystem->fsCapacity = 0;
+    filesystem->fsFreeSpace = 0;
+    filesystem->fsUsedSpace = 0;
+    filesystem->fsPhysicalSize = 0;
+    filesystem->fsMaxFiles = 0;
+    filesystem->fsUsedInodes = 0;
+    filesystem->fsFreeInodes = 0;
+  }
+}
+
+}  // namespace orv

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Probe/Filesystem.h"
+#include "Probe/Mounts.h"
+#include "Scan/entry/FileType.h"
+#include "Scan/entry/UberTable.h"
+#include "Scan/job/FilesystemBinding.h"
+#include "Scan/unix/UnixUserTable.h"
+
+namespace orv {
+
+class AgentScan;
+class DirectoryWatch;
+class GenericPrint;
+class WalkSelections;
+
+// Mount table entries by mount point and, for network mounts, also by source.
+using MountsMap = std::map<std::string, MountEntry>;
+
+// Turns the definition of one job into scan work and runs it: matches the filesystems with the
+// mount table, binds profiles to them, walks them one after the other and writes each one's results
+// before the next. Owned by the driver, used on the job's thread, one `doScan` per object.
+class FilesystemScan {
+ public:
+  FilesystemScan();
+  virtual ~FilesystemScan();
+  FilesystemScan(const FilesystemScan&) = delete;
+  FilesystemScan& operator=(const FilesystemScan&) = delete;
+
+  // The result writer; must outlive the scan. Null is traced and leaves what was set.
+  void setGenericPrint(GenericPrint* print);
+
+  // How to release the lock of a filesystem whose walk failed; the driver holds the locks.
+  void setUnlocker(std::function<void(const Filesystem&)> unlocker);
+
+  // Scans the job's filesystems. `nfsTimeout` in seconds, 0 for none. 0; 4 when something could not
+  // be scanned; 12 when nothing could. Throws ScanAbortException* when the scan is stopped.
+  [[nodiscard]] int doScan(AgentScan* job, int nfsTimeout);
+
+  // Writes one filesystem's part of the data section.
+  void printData(GenericPrint* print, const FSRef& ref) const;
+
+  // Reads the whole mount table into `map`, which is emptied first. 0, or 4 when it cannot be read.
+  [[nodiscard]] static int makeMountsMap(MountsMap& map);
+
+  // Locking within the scan: nothing to do here, the driver locks the filesystems. 0.
+  static int lock(const AgentScan* job);
+  static int unlock(const AgentScan* job);
+  void unlockOne(const Filesystem* pFilesystem) const;
+
+ private:
+  [[nodiscard]] static bool handleMounts(MountsMap& map);
+
+  void matchFilesystems(AgentScan& job);
+  void matchFilesystem(Filesystem& filesystem);
+  [[nodiscard]] const MountEntry* findMount(const Filesystem& filesystem) const;
+  [[nodiscard]] std::unique_ptr<DirectoryWatch> makeWatch(const FSRef& ref,
+                                                          WalkSelections& selections) const;
+  void printDirectoryResults(GenericPrint& print, const FSRef& ref) const;
+  void walkFilesystem(FSRef& ref);
+  [[nodiscard]] int runScanner(FSRef& ref);
+  void copyCapacity(FSRef& ref);
+  void giveUp(FSRef& ref);
+  void removeReferencesTo(FSRef& ref);
+  void raise(int rc) noexcept;
+  void restoreFakes();
+
+  GenericPrint* m_print = nullptr;
+  std::function<void(const Filesystem&)> m_unlocker;
+
+  int m_rc = 0;
+  int m_nfsTimeout = 0;
+  MountsMap m_mounts;
+  Bindings m_bindings;
+  std::vector<Filesystem*> m_fakes;
+  std::size_t m_scannedCount = 0;
+  UberTable m_uberTable;
+  UnixUserTable m_userTable;
+  FileTypeTable m_fileTypes;
+};
+
+}  // namespace orv

@@ -1,0 +1,140 @@
+#include "Scan/job/ProfileBinder.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "Common/ORVCommon/CommonAgentFactory.h"
+#include "Probe/Filesystem.h"
+#include "Scan/definition/CuStatDef.h"
+#include "Scan/select/SelectParser.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+enum TypeCode : std::int64_t { DIRECTORIES_ONLY = 0, UNANNOUNCED = 3, LISTED_FILESYSTEMS = 4 };
+
+std::int64_t typeCode(const CuStatDef& profile) {
+  return std::strtol(profile.sdType.c_str(), nullptr, 10);
+}
+
+// The name under which a profile appears in messages.
+std::string profileName(const CuStatDef& profile) {
+  return std::to_string(profile.sdID) + "." + profile.getSdName();
+}
+
+// The profiles that a message announces, a line each.
+class Announcement final {
+ public:
+  void add(const CuStatDef& profile) {
+    m_names += "\n" + withoutControlCharacters(profileName(profile));
+  }
+  void issue(const Message& message) const {
+    if (!m_names.empty())
+      issueMessage(message, {Insert::lines(m_names)});
+  }
+
+ private:
+  std::string m_names;
+};
+
+// Parses the profile's clause into a new tree. Null, with a message, when it does not parse.
+const Tree* parseSelection(CuStatDef& profile, Bindings& bindings) {
+  auto tree = std::make_unique<Tree>();
+  tree->profile = &profile;
+  if (const std::string& clause = profile.getWhereClause(); !clause.empty()) {
+    ParsedClause parsed = SelectParser().parse(clause);
+    if (!parsed) {
+      issueMessage(msg::STA0029E, {profileName(profile), std::to_string(parsed.error.position),
+                                   parsed.error.found, parsed.error.expected});
+      return nullptr;
+    }
+    tree->selection = std::move(parsed.node);
+  }
+  bindings.trees.push_back(std::move(tree));
+  return bindings.trees.back().get();
+}
+
+void newFSAssoc(FSRef& ref, const Tree& tree) {
+  CuStatDef& profile = *tree.profile;
+  profile.sdResults.push_back(std::make_unique<ResultsByFS>(*ref.filesystem));
+  ref.assocs.push_back({&profile, &tree, profile.sdResults.back().get()});
+}
+
+// Filesystems that are listed but not scanned get no result.
+void bindListedFilesystems(const Tree& tree, const Bindings& bindings) {
+  for (const std::int32_t fsID : tree.profile->listedFilesystems)
+    if (const auto found = bindings.refsByID.find(fsID); found != bindings.refsByID.end())
+      newFSAssoc(*found->second, tree);
+}
+
+// The tree of a profile that was bound to filesystems; null for one that was skipped.
+const Tree* treeOf(const CuStatDef& profile, const Bindings& bindings) {
+  for (const auto& tree : bindings.trees)
+    if (tree->profile == &profile)
+      return tree.get();
+  return nullptr;
+}
+
+}  // namespace
+
+int bindProfiles(CuStatDef* profiles, Bindings& bindings) {
+  TRACE(TR_GENERAL,
+        "for(dCurrent = scanObject->asStats; dCurrent != NULL; dCurrent=dCurrent->sdNext)...");
+  int rc = 0;
+  Announcement announcement;
+  for (CuStatDef* profile = profiles; profile != nullptr; profile = profile->sdNext) {
+    if (!CommonAgentFactory::getCommonAgent()->isWindows)
+      profile->sdWinOnlyFileType = false;
+    const std::int64_t code = typeCode(*profile);
+    if (code == DIRECTORIES_ONLY)
+      continue;
+    const Tree* tree = parseSelection(*profile, bindings);
+    if (tree == nullptr) {
+      rc = SCAN_INCOMPLETE;
+      continue;
+    }
+    if (code == LISTED_FILESYSTEMS) {
+      bindListedFilesystems(*tree, bindings);
+    } else {
+      for (const auto& ref : bindings.refs)
+        newFSAssoc(*ref, *tree);
+    }
+    if (code != UNANNOUNCED)
+      announcement.add(*profile);
+    // Deliberate: results of filesystems name no clause.
+    profile->setWhereClause("");
+  }
+  announcement.issue(msg::STA0026I);
+  return rc;
+}
+
+int bindDirectoryProfiles(CuStatDef* profiles, Bindings& bindings) {
+  TRACE_METHOD("bindDirectoryProfiles(...)");
+  if (std::ranges::all_of(bindings.refs, [](const auto& ref) { return ref->directories.empty(); }))
+    return 0;
+  int rc = 0;
+  Announcement announcement;
+  for (CuStatDef* profile = profiles; profile != nullptr; profile = profile->sdNext) {
+    const std::int64_t code = typeCode(*profile);
+    if (code != DIRECTORIES_ONLY && code != UNANNOUNCED)
+      continue;
+    const Tree* tree = code == UNANNOUNCED ? treeOf(*profile, bindings)  //
+                                           : parseSelection(*profile, bindings);
+    if (tree == nullptr) {
+      rc = SCAN_INCOMPLETE;
+      continue;
+    }
+    TRACE(TR_GENERAL, "selection for monitored directories: %s",
+          code == UNANNOUNCED ? "(DIR STAT)" : profileName(*profile).c_str());
+    bindings.directoryProfiles.push_back(tree);
+    if (code == DIRECTORIES_ONLY)
+      announcement.add(*profile);
+  }
+  announcement.issue(msg::STA0027I);
+  return rc;
+}
+
+}  // namespace orv

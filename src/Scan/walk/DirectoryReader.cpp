@@ -1,0 +1,113 @@
+#include "Scan/walk/DirectoryReader.h"
+
+#include "Scan/entry/FileAttributes.h"
+#include "Scan/entry/UserTable.h"
+#include "Scan/walk/FileRecord.h"
+#include "Scan/walk/Scanner.h"
+#include "runtime/ut/GenericException.h"
+#include "runtime/ut/ORVException.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+bool endsTheWalkOfItsDirectory(const GenericException& exception) {
+  return exception.number() == msg::STA0529E.number || exception.number() == msg::STA0530E.number;
+}
+
+}  // namespace
+
+void DirectoryReader::init(Scanner* pScanner, int fsType) {
+  TRACE_METHOD("init(...)");
+  if (pScanner == nullptr) {
+    TRACE(TR_MAX, "DirectoryReader::init() : ERROR: Parameter <pScanner> is NULL. Leaving method.");
+    return;
+  }
+  m_scanner = pScanner;
+  m_walk = &pScanner->m_state;
+  TRACE(TR_GENERAL, "opening %s, argument %d", m_walk->path.c_str(), fsType);
+  try {
+    setHandle(open(m_walk->path));
+  } catch (GenericException* thrown) {
+    std::unique_ptr<GenericException> exception(thrown);
+    TRACE(TR_ERROR, "DirectoryReader::init() : ERROR: %s ", exception->subject().c_str());
+    if (endsTheWalkOfItsDirectory(*exception))
+      throw exception.release();
+    issueMessage(exception->message(), exception->inserts());
+  }
+}
+
+bool DirectoryReader::next(int fsType) {
+  TRACE_METHOD("next(...)");
+  bool found = false;
+  try {
+    found = nextEntry(m_walk->path, getHandle(), fsType);
+  } catch (GenericException* thrown) {
+    const std::unique_ptr<GenericException> exception(thrown);
+    TRACE(TR_ERROR,
+          "DirectoryReader::next() : ERROR: Caught GenericException in native nextEntry() on  ... "
+          "setting result to FALSE");
+    TRACE(TR_ERROR, "EXCEPTION: ID: %s", exception->id());
+    issueMessage(exception->message(), exception->inserts());
+    abandon();
+  }
+  if (!found)
+    return false;
+  // What could not be examined is marked like an entry of another filesystem, whatever the root's
+  // device is.
+  const std::int64_t device = examine(fsType);
+  if (device < 0 || device != m_walk->device)
+    m_walk->info->faType = FT_FOREIGN;
+  return true;
+}
+
+std::int64_t DirectoryReader::examine(int fsType) {
+  FileAttributes& info = *m_walk->info;
+  try {
+    return stat(m_walk->path, &info, fsType);
+  } catch (GenericException* thrown) {
+    const std::unique_ptr<GenericException> exception(thrown);
+    if (exception->number() == msg::STA0135W.number) {
+      TRACE(
+          TR_ERROR,
+          "Caught Exception from DirectoryReader::StatFile() : ERROR: Cannot get security info for "
+          "%s ",
+          info.faName.c_str());
+      issueMessage(msg::STA0135W, exception->inserts());
+    } else {
+      TRACE(TR_ERROR,
+            "DirectoryReader::next() : ERROR: Caught GenericException in native stat() '%s'.",
+            info.faName.c_str());
+      issueMessage(msg::STA0069W, exception->inserts());
+    }
+  }
+  return -1;
+}
+
+void DirectoryReader::ScannerFinishOffStat(FileAttributes* info, FileRecord* file) {
+  if (info == nullptr || file == nullptr) {
+    TRACE(
+        TR_MAX,
+        "DirectoryReader::ScannerFinishOffStat() : ERROR: Either input parameter <info> or <file> "
+        "is NULL.");
+    return;
+  }
+  const EntryStat& st = file->st;
+  UserTable& users = m_scanner->m_users;
+  file->scanner = m_scanner;
+  info->faType = file->type;
+  info->faOwner = users.find(Sid(st.uid), false);
+  if (info->faOwner->ugRemoved)
+    file->attributes |= FA_ORPHAN;
+  info->faAttributes = file->attributes;
+  info->faGroup = users.find(Sid(st.gid), true);
+  info->faLength = st.size;
+  info->faBlocks = file->type > FT_DIRECTORY ? 0 : st.blocks;
+  info->faLinkCount = st.linkCount;
+  info->faInodeNumber = st.inode;
+  info->faModified = st.modified * 1000;
+  info->faAccessed = st.accessed * 1000;
+  m_scanner->selectActions();
+}
+
+}  // namespace orv

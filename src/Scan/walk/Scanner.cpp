@@ -1,0 +1,364 @@
+#include "Scan/walk/Scanner.h"
+
+#include <ctime>
+
+#include "Scan/walk/DirectoryReader.h"
+#include "Scan/walk/FileAction.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/ut/GenericException.h"
+#include "runtime/ut/ORVException.h"
+#include "runtime/ut/ScanPaths.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+constexpr int WALK_FAILED = 8;
+constexpr int WALK_INCOMPLETE = 4;
+constexpr int NO_READER = -1;
+constexpr std::int64_t PROGRESS_INTERVAL = 99'999;
+
+}  // namespace
+
+Scanner::Scanner(Filesystem& filesystem, std::vector<SelectedAction> actions, UserTable& users,
+                 FileTypeTable& fileTypes)
+    : m_filesystem(filesystem),
+      m_actions(std::move(actions)),
+      m_users(users),
+      m_fileTypes(fileTypes) {
+  m_state.rootPath = withoutTrailingSlash(filesystem.fsMountPoint);
+  m_state.path = filesystem.fsMountPoint;
+  m_state.file.scanner = this;
+  m_matching.reserve(m_actions.size());
+}
+
+Scanner::~Scanner() = default;
+
+void Scanner::closeReaders() noexcept {
+  m_arrayReader.clear();
+}
+
+int Scanner::scan() {
+  TRACE_METHOD("scan()");
+  try {
+    return walk();
+  } catch (GenericException* thrown) {
+    const std::unique_ptr<GenericException> exception(thrown);
+    issueMessage(exception->message(), exception->inserts());
+    TRACE(
+        TR_ERROR,
+        "Caught GenericException accessing filesystem %s - skipping this filesystem and trying to "
+        "scan next filesystem",
+        m_filesystem.fsMountPoint.c_str());
+    TRACE(TR_ERROR, "Exiting with rc = 8");
+    return WALK_FAILED;
+  }
+}
+
+int Scanner::walk() {
+  if (!openRoot())
+    return WALK_FAILED;
+  const std::time_t now = std::time(nullptr);
+  m_filesystem.fsScanTime = static_cast<std::int64_t>(now) * 1000;
+  m_selectContext.scanStart = now;
+  m_state.info = std::make_unique<FileAttributes>();
+  m_state.info->faName = m_state.path;
+  if (!m_arrayReader.front()) {
+    TRACE(TR_ERROR,
+          "Scanner::scan() : ERROR: The array reader stored at <arrayReader[0]> is NULL. Leaving "
+          "method.");
+    return NO_READER;
+  }
+  enterRoot();
+  walkEntries();
+  issueMessage(msg::AGT0144I, {std::to_string(m_total)});
+  return m_rc;
+}
+
+// Opens the root's reader. False when it cannot be made.
+bool Scanner::openRoot() {
+  try {
+    m_arrayReader.push_back(makeReader(1));
+    return true;
+  } catch (const std::exception& error) {
+    TRACE(
+        TR_ERROR,
+        "Scanner::scan() : ERROR: Caught LocalizableException in factory.newDirectoryReader() ... "
+        "Exiting with rc = 8");
+    TRACE(TR_ERROR, "%s", error.what());
+    return false;
+  }
+}
+
+void Scanner::enterRoot() {
+  m_state.device =
+      m_arrayReader.front()->stat(m_state.path, m_state.info.get(), m_filesystem.fsType);
+  m_rc = 0;
+  if (m_state.path.empty() || m_state.path.back() != '/')
+    m_state.path += '/';
+  if (m_state.device >= 0)
+    accumulate();
+  enterDirectory();
+}
+
+// The traversal loop: one entry, or one end of a directory, per round.
+void Scanner::walkEntries() {
+  m_snapshotDir = snapshotDirectory();
+  while (m_state.level >= 0) {
+    if (nextGood(m_filesystem.fsType))
+      handleEntry();
+    else
+      leaveDirectory();
+    checkFilesystem();
+  }
+}
+
+void Scanner::handleEntry() {
+  if (isSnapshot()) {
+    TRACE(TR_MAX, "Scanner::scan() : Skipping the snapshot directory %s\n",
+          m_state.info->faName.c_str());
+    return;
+  }
+  if (m_state.info->faType != FT_FOREIGN)
+    accumulate();
+  if (m_state.info->faType == FT_DIRECTORY)
+    advance();
+  countEntry();
+}
+
+// Only directories at the top level are left out, and any whose path contains ".snapshot".
+bool Scanner::isSnapshot() const {
+  return m_state.level == 0 && m_state.info->faType == FT_DIRECTORY && !m_state.path.empty() &&
+         isSnapshotPath(m_state.info->faName);
+}
+
+bool Scanner::isSnapshotPath(const std::string& path) const {
+  return (!m_snapshotDir.empty() && path == m_snapshotDir) ||
+         path.find(".snapshot") != std::string::npos;
+}
+
+bool Scanner::isSnapshotName(std::string_view name) const {
+  std::string path = m_state.rootPath;
+  if (path.empty() || path.back() != '/')
+    path += '/';
+  return isSnapshotPath(path.append(name));
+}
+
+void Scanner::accumulate() {
+  for (const std::uint16_t position : m_matching)
+    m_actions[position].action->actUpon(this, m_state.info.get());
+}
+
+// Enters the directory that the current entry names.
+void Scanner::advance() {
+  TRACE_METHOD("advance()");
+  if (enterNextLevel())
+    return;
+  for (const SelectedAction& selected : m_actions)
+    selected.action->directoryNotEntered(m_state.info.get());
+}
+
+// Makes the current entry's directory the deepest open level. False when it is not entered.
+bool Scanner::enterNextLevel() {
+  if (m_state.level >= MAX_COMPONENTS - 1) {
+    TRACE(TR_ERROR, "Scanner::advance() : level >= (MAX_COMPONENTS - 1): MAX_COMPONENTS = %d.",
+          MAX_COMPONENTS);
+    issueMessage(msg::STA0001E, {m_state.info->faName});
+    return false;
+  }
+  const std::size_t parentLength = m_state.path.size();
+  m_state.path = m_state.info->faName;
+  ++m_state.level;
+  try {
+    auto reader = makeReader(0);
+    const auto slot = static_cast<std::size_t>(m_state.level);
+    if (m_arrayReader.size() > slot)
+      m_arrayReader[slot] = std::move(reader);
+    else
+      m_arrayReader.push_back(std::move(reader));
+    enterDirectory();
+    return true;
+  } catch (const std::exception& error) {
+    TRACE(TR_ERROR,
+          "Scanner::advance() : ERROR: Caught LocalizableException in "
+          "factory.newDirectoryReader()... Setting rc to 4");
+    TRACE(TR_ERROR, "%s", error.what());
+  } catch (GenericException* thrown) {
+    const std::unique_ptr<GenericException> exception(thrown);
+    issueMessage(exception->message(), exception->inserts());
+  }
+  decrementLevel(m_state.info->faName.substr(0, parentLength));
+  return false;
+}
+
+void Scanner::enterDirectory() {
+  for (const SelectedAction& selected : m_actions)
+    selected.action->directoryEntered(m_state.info.get());
+}
+
+void Scanner::leaveDirectory() {
+  for (const SelectedAction& selected : m_actions)
+    selected.action->directoryLeft();
+  --m_state.level;
+}
+
+// Gives up a level that could not be entered.
+void Scanner::decrementLevel(const std::string& path) {
+  m_rc = WALK_INCOMPLETE;
+  --m_state.level;
+  if (m_state.level < 0)
+    TRACE(TR_ERROR,
+          "Scanner::decrementLevel() : ERROR in <path = arrayReader[level]> since level < 0!");
+  else
+    m_state.path = path;
+}
+
+// The next entry of the current level. A failed read counts once: the reader is asked again and is
+// then at its end.
+bool Scanner::nextGood(int fsType) {
+  const auto level = static_cast<std::size_t>(m_state.level);
+  for (;;) {
+    if (level >= m_arrayReader.size()) {
+      TRACE(TR_ERROR,
+            "Scanner::nextGood() : ERROR: The <level> = %d is out of bounce of the <arrayReader> "
+            "size "
+            "= %zu. Leaving method.",
+            m_state.level, m_arrayReader.size());
+      return false;
+    }
+    if (!m_arrayReader[level]) {
+      TRACE(TR_ERROR,
+            "Scanner::nextGood() : ERROR: The DirectoryReader at <arrayReader [ %d ] > is NULL. "
+            "Leaving method.",
+            m_state.level);
+      return false;
+    }
+    try {
+      return m_arrayReader[level]->next(fsType);
+    } catch (const LocalizableException& error) {
+      TRACE(TR_ERROR,
+            "Scanner::nextGood() : ERROR: Caught LocalizableException in array[%d].next(%i) ... "
+            "Setting rc to 4",
+            m_state.level, fsType);
+      TRACE(TR_ERROR, "%s", error.what());
+      m_rc = WALK_INCOMPLETE;
+    }
+  }
+}
+
+void Scanner::countEntry() {
+  ++m_total;
+  ++m_sinceReport;
+  if (m_sinceReport <= PROGRESS_INTERVAL || naLog == nullptr)
+    return;
+  issueMessage(msg::AGT0143I, {std::to_string(m_total)});
+  m_sinceReport = 0;
+}
+
+int Scanner::parentDirectoryFd() const noexcept {
+  return m_state.level == 0
+             ? -1
+             : m_arrayReader[static_cast<std::size_t>(m_state.level) - 1]->directoryFd();
+}
+
+void Scanner::selectActions() {
+  ++m_entry;
+  m_matching.clear();
+  for (std::size_t i = 0; i < m_actions.size(); ++i)
+    if (admits(m_actions[i].selection))
+      m_matching.push_back(static_cast<std::uint16_t>(i));
+}
+
+bool Scanner::admits(EntrySelection* selection) const {
+  if (selection == nullptr || selection->m_node == nullptr)
+    return true;
+  // Two actions may share a clause: a profile of filesystems and of monitored directories.
+  if (selection->m_entry != m_entry) {
+    selection->m_entry = m_entry;
+    selection->m_admits = selection->m_node->matches(*m_state.info, m_selectContext);
+  }
+  return selection->m_admits;
+}
+
+void WalkState::stepToParent() noexcept {
+  if (withoutTrailingSlash(path) == rootPath)
+    return;
+  const auto slash = path.rfind('/');
+  if (slash != std::string::npos)
+    path.resize(slash == 0 ? 1 : slash);
+}
+
+void Scanner::ScannerFinishOffNextEntry(const std::string& path, const char* fileName) {
+  if (fileName == nullptr) {
+    TRACE(TR_MAX,
+          "Scanner::ScannerFinishOffNextEntry() : ERROR: The parameter <fileName> is NULL. Leaving "
+          "method.");
+    return;
+  }
+  const std::string_view file(fileName);
+  const std::size_t prefix = path.size() + (path.ends_with('/') ? 0 : 1);
+  std::string& name = m_state.info->faName;
+  name.resize(prefix + file.size());
+  path.copy(name.data(), path.size());
+  name[prefix - 1] = '/';
+  file.copy(name.data() + prefix, file.size());
+}
+
+bool Scanner::ScannerInitOpen(const std::string& path, std::string& buffer,
+                              std::size_t* pLength) const {
+  if (pLength == nullptr) {
+    TRACE(
+        TR_MAX,
+        "Scanner::ScannerInitOpen() : ERROR: one of the parameters <pPath> or <pLength> is NULL.");
+    return false;
+  }
+  buffer.assign(path, 0, MAX_OPEN_PATH);
+  *pLength = buffer.size();
+  if (path.size() <= MAX_OPEN_PATH)
+    return true;
+  TRACE(
+      TR_ERROR,
+      "Scanner::ScannerInitOpen() : ERROR: Logging problem with STA0139W ... Path %s is too long.",
+      buffer.c_str());
+  issueMessage(msg::STA0139W, {buffer});
+  return false;
+}
+
+void Scanner::ScannerInitStat(const std::string& path, FileRecord* file) const {
+  if (file == nullptr) {
+    TRACE(TR_MAX,
+          "Scanner::ScannerInitStat() : ERROR: the parameter <file> is NULL. Leaving method.");
+    return;
+  }
+  file->pathIsCut = path.size() > MAX_STAT_PATH;
+  file->path.assign(path, 0, MAX_STAT_PATH);
+  file->useOwnPath();
+}
+
+int Scanner::ScannerToUTF8(const char* in, char* out, int size) {
+  if (in == nullptr || out == nullptr) {
+    TRACE(TR_MAX,
+          "Scanner::ScannerToUTF8() : ERROR: one of the parameters <in> or <out> is NULL. Leaving "
+          "method.");
+    return -1;
+  }
+  int needed = 0;
+  bool full = false;
+  for (; *in != '\0'; ++in) {
+    const auto byte = static_cast<unsigned char>(*in);
+    const int length = byte < 128 ? 1 : 2;
+    full = full || needed + length > size;
+    if (!full && length == 1) {
+      out[needed] = static_cast<char>(byte);
+    } else if (!full) {
+      out[needed] = static_cast<char>(0xC0 | (byte >> 6));
+      out[needed + 1] = static_cast<char>(0x80 | (byte & 0x3F));
+    }
+    needed += length;
+  }
+  if (needed < size)
+    out[needed] = '\0';
+  return needed;
+}
+
+}  // namespace orv

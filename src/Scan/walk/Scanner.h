@@ -1,0 +1,156 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Probe/Filesystem.h"
+#include "Scan/entry/FileAttributes.h"
+#include "Scan/select/SelectNode.h"
+#include "Scan/walk/FileRecord.h"
+
+namespace orv {
+
+class DirectoryReader;
+class FileAction;
+class FileTypeTable;
+class UserTable;
+
+// A where clause as one walk asks it: at most once per entry, however many actions depend on it.
+// Owned by the filesystem scan for the length of the walk.
+class EntrySelection final {
+ public:
+  // Null admits every entry. The node must outlive the selection.
+  explicit EntrySelection(const SelectNode* node) noexcept : m_node(node) {}
+
+ private:
+  friend class Scanner;
+  const SelectNode* m_node;
+  std::int64_t m_entry = -1;  // the entry that was asked about last, as the scanner numbers them
+  bool m_admits = false;      // the answer
+};
+
+// An action of the walk and the selection that admits entries to it (null admits all). Neither is
+// owned by the scanner.
+struct SelectedAction {
+  FileAction* action;
+  EntrySelection* selection;
+};
+
+// Walks the directory tree of one filesystem depth first, without recursion, with one
+// DirectoryReader per open level, and hands every entry to the actions whose selection admits it.
+// Made by the filesystem scan for one tree, used once, on the scanning thread. ScannerUnix adds the
+// platform's way of examining an entry.
+//
+// Policies: entries come in directory-stream order; symbolic links are never followed; entries on
+// other devices are counted but not entered; an entry that cannot be examined is reported and
+// counted like them; loops cannot arise, because links are not followed and devices not crossed.
+class Scanner {
+ public:
+  // Levels that can be open at a time; a directory below the last one is not entered.
+  static constexpr int MAX_COMPONENTS = 200;
+  // Longest path, in characters, that is opened and that is examined.
+  static constexpr std::size_t MAX_OPEN_PATH = 4098;
+  static constexpr std::size_t MAX_STAT_PATH = 4095;
+
+  // `filesystem`, the actions, `users` and `fileTypes` must outlive the scanner. Actions are called
+  // in their order.
+  Scanner(Filesystem& filesystem, std::vector<SelectedAction> actions, UserTable& users,
+          FileTypeTable& fileTypes);
+  virtual ~Scanner();
+  Scanner(const Scanner&) = delete;
+  Scanner& operator=(const Scanner&) = delete;
+
+  // Walks the tree. 0; 4 after a directory that could not be entered or read; 8 when the filesystem
+  // could not be accessed; -1 when the first reader is missing. Throws ScanAbortException* when the
+  // scan is stopped.
+  [[nodiscard]] int scan();
+
+  // For the accumulators.
+
+  // The filesystem being scanned.
+  [[nodiscard]] const Filesystem& filesystem() const noexcept { return m_filesystem; }
+  // Start of the scan in seconds since 1970: the reference of all ages.
+  [[nodiscard]] std::int64_t scanStart() const noexcept { return m_selectContext.scanStart; }
+  // The scan-wide file types.
+  [[nodiscard]] FileTypeTable& fileTypes() const noexcept { return m_fileTypes; }
+
+  // Whether the selection (null: yes) admits the current entry.
+  [[nodiscard]] bool admits(EntrySelection* selection) const;
+
+  // For the directory readers.
+
+  // Stores `path` + "/" + `fileName` as the current entry's name.
+  void ScannerFinishOffNextEntry(const std::string& path, const char* fileName);
+  // Copies a path that is to be opened; false, with a message, when it is longer than
+  // MAX_OPEN_PATH.
+  [[nodiscard]] bool ScannerInitOpen(const std::string& path, std::string& buffer,
+                                     std::size_t* pLength) const;
+  // Copies what can be examined of a path (MAX_STAT_PATH characters) into the working record.
+  void ScannerInitStat(const std::string& path, FileRecord* file) const;
+  // Encodes 8-bit text as UTF-8 into at most `size` bytes of `out`. The number of bytes that the
+  // whole text needs; -1 for a null argument.
+  static int ScannerToUTF8(const char* in, char* out, int size);
+
+ protected:
+  // The reader of the directory that is the current path now, opened. `argument` is 1 for the root
+  // and 0 below it. Throws what opening throws.
+  [[nodiscard]] virtual std::unique_ptr<DirectoryReader> makeReader(int argument) = 0;
+
+  // The directory to leave out at the top level besides those named ".snapshot"; empty for none.
+  [[nodiscard]] virtual std::string snapshotDirectory() { return {}; }
+
+  [[nodiscard]] WalkState& state() noexcept { return m_state; }
+  // The open directory above the one being opened; -1 at the root.
+  [[nodiscard]] int parentDirectoryFd() const noexcept;
+  // Whether the walk leaves out a directory of that name in the scan root. For any thread, once the
+  // root was entered.
+  [[nodiscard]] bool isSnapshotName(std::string_view name) const;
+
+  // Called after every entry; a subclass ends the walk by throwing a GenericException*.
+  virtual void checkFilesystem() {}
+
+  // Frees the readers of all levels.
+  void closeReaders() noexcept;
+
+ private:
+  // The readers fill the state and have the actions of each entry selected.
+  friend class DirectoryReader;
+
+  [[nodiscard]] int walk();
+  [[nodiscard]] bool openRoot();
+  void enterRoot();
+  void walkEntries();
+  void handleEntry();
+  [[nodiscard]] bool isSnapshot() const;
+  [[nodiscard]] bool isSnapshotPath(const std::string& path) const;
+  // Collects the positions of the actions whose selection admits the current entry.
+  void selectActions();
+  void accumulate();
+  void advance();
+  [[nodiscard]] bool enterNextLevel();
+  void enterDirectory();
+  [[nodiscard]] bool nextGood(int fsType);
+  void leaveDirectory();
+  void decrementLevel(const std::string& path);
+  void countEntry();
+
+  Filesystem& m_filesystem;
+  std::vector<SelectedAction> m_actions;
+  UserTable& m_users;
+  FileTypeTable& m_fileTypes;
+
+  int m_rc = 0;
+  WalkState m_state;
+  std::string m_snapshotDir;  // to be left out by its exact path; empty for none
+  SelectContext m_selectContext{};
+  std::vector<std::unique_ptr<DirectoryReader>> m_arrayReader;  // by level
+  std::int64_t m_entry = 0;                                     // number of the current entry
+  std::vector<std::uint16_t> m_matching;  // positions of the current entry's actions
+  std::int64_t m_total = 1;               // entries met, the root included
+  std::int64_t m_sinceReport = 1;         // entries since the last progress message
+};
+
+}  // namespace orv

@@ -1,0 +1,198 @@
+#include "Scan/select/Glob.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <random>
+
+#include "Scan/select/PathPattern.h"
+
+namespace orv {
+namespace {
+
+TEST(GlobTest, translatesToBasicRegularExpressions) {
+  const struct {
+    const char* glob;
+    const char* regex;
+  } rows[] = {
+      {"/etc/passwd", R"(^/etc/passwd$)"},
+      {"*.txt", R"(^[^/]*\.txt$)"},
+      {"a?c", R"(^a[^/]c$)"},
+      {"$^.(){}+|", R"(^\$\^\.(){}+|$)"},
+      {R"(\home\x)", R"(^/home/x$)"},
+      {"a&/b", R"(^a/b$)"},
+      {"&*&.&[&&&q&?", R"(^\*\.\[\\\q\?$)"},
+      {"x[a-c*?.$&]y", R"(^x[a-c*?.$\]y$)"},
+      {"[]a][^]b][[:alpha:]]][[.].]]", R"(^[]a][^]b][[:alpha:]]][[.].]]$)"},
+      {"[a", "^[a$"},
+      {"a&", R"(^a\)"},
+      {"%/x", R"(^\([^/]*/\)*x$)"},
+      {"/%/x", R"(^/\([^/]*/\)*x$)"},
+      {"/a/%/b/%/c", R"(^/a/\([^/]*/\)*b/\([^/]*/\)*c$)"},
+      {"/a/%/", R"(^/a\(/[^/]*\)*$)"},
+      {R"(\%\)", R"(^\(/[^/]*\)*$)"},
+      {"a&/%/b", R"(^a/\([^/]*/\)*b$)"},
+      {"%", "^%$"},
+      {"a%/b", "^a%/b$"},
+      {"/a/%b", "^/a/%b$"},
+      {"/a/%", "^/a/%$"},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(globToRegex(row.glob), row.regex) << row.glob;
+}
+
+std::unique_ptr<PathPattern> compiled(std::string_view glob,
+                                      PatternScope scope = PatternScope::PATH) {
+  std::string error;
+  auto pattern = PathPattern::compile(glob, scope, error);
+  EXPECT_NE(pattern, nullptr) << glob << ": " << error;
+  return pattern;
+}
+
+TEST(PathPatternTest, whatBeginsAtNoRootMatchesAtAnyDepth) {
+  const struct {
+    const char* glob;
+    const char* text;
+    bool matches;
+    bool needsRegex;
+  } rows[] = {
+      {"/a/b", "/a/b", true, false},
+      {"/a/b", "/x/a/b", false, false},
+      {"b", "/a/b", true, false},
+      {"b", "/a/xb", false, false},
+      {"a/b", "/x/a/b", true, false},
+      {"a/b", "/xa/b", false, false},
+      {"*.so", "/lib/x.so", true, false},
+      {"/*.so", "/lib/x.so", false, false},
+      {"/%/lib*", "/usr/lib64", true, false},
+      {"/%/lib*", "/usr/lib64/x", false, false},
+      {"/home/%/*.mp3", "/home/a/b/c.mp3", true, false},
+      {"/home/%/*.mp3", "/homes/c.mp3", false, false},
+      {"a/x*z", "/a/xyz", true, false},
+      {"a/x*z", "/a/x/z", false, false},
+      {"a/x*x", "/a/x", false, false},
+      {"tmp/%/", "/var/tmp", true, false},
+      {"tmp/%/", "/var/tmp/a/b", true, false},
+      {"tmp/%/", "/var/tmpx", false, false},
+      {"/%/", "/", true, false},
+      {"/a/%/", "/a", true, false},
+      {"/a/%/", "/ab", false, false},
+      {"/a/%/b?/%/c*", "/a/x/y/b1/z/c", true, true},
+      {"/a/%/b?/%/c*", "/a/x/y/b/z/c", false, true},
+      {"&*", "/a/*", true, false},
+      {"/&(a&)&1", "/aa", true, true},
+  };
+  for (const auto& row : rows) {
+    const auto pattern = compiled(row.glob);
+    EXPECT_EQ(pattern->matches(row.text), row.matches) << row.glob << " on " << row.text;
+    EXPECT_EQ(pattern->usesRegex(), row.needsRegex) << row.glob;
+  }
+}
+
+// Every sequence of up to `longest` of the parts.
+std::vector<std::string> sequences(const std::vector<const char*>& parts, std::size_t longest) {
+  std::vector<std::string> result{""};
+  std::size_t from = 0;
+  for (std::size_t length = 1; length <= longest; ++length)
+    for (const std::size_t end = result.size(); from < end; ++from)
+      for (const char* part : parts)
+        result.push_back(result[from] + part);
+  return result;
+}
+
+// Short texts, and names that are no valid UTF-8 or break lines.
+std::vector<std::string> texts() {
+  std::vector<std::string> result = sequences({"a", "b", "/"}, 4);
+  for (const char* text : {"/a\xff/b", "\xc3/\x80.a", "/a\nb", "/a/b/a/b", "a/.../b/*"})
+    result.emplace_back(text);
+  return result;
+}
+
+// All short globs, and longer ones drawn from the same parts.
+std::vector<std::string> globs() {
+  const std::vector<const char*> parts = {"a", "b",    "/",    "*",  "?",  "%/", "&*",
+                                          ".", "[ab]", "[^a]", "\\", "&(", "&)"};
+  std::vector<std::string> result = sequences(parts, 3);
+  std::mt19937 random(4);
+  for (int i = 0; i < 1500; ++i) {
+    std::string glob;
+    for (std::size_t length = 4 + random() % 5; length > 0; --length)
+      glob += parts[random() % parts.size()];
+    result.push_back(glob);
+  }
+  return result;
+}
+
+// Comparisons, and literal parts looked for first, give the answers of the regular expression
+// alone.
+TEST(PathPatternTest, bothWaysGiveTheSameAnswers) {
+  ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+  const std::vector<std::string> corpus = texts();
+  std::size_t answers[2][2] = {};  // by way and answer
+  for (const std::string& glob : globs()) {
+    for (const PatternScope scope : {PatternScope::PATH, PatternScope::NAME}) {
+      std::string error;
+      const auto pattern = PathPattern::compile(glob, scope, error);
+      if (pattern == nullptr)
+        continue;
+      const auto regex = BasicRegex::compile(pattern->expression(), error);
+      ASSERT_NE(regex, nullptr) << glob << ": " << error;
+      for (const std::string& text : corpus) {
+        const bool expected = regex->matches(text);
+        ASSERT_EQ(pattern->matches(text), expected) << glob << " on " << text;
+        ++answers[pattern->usesRegex()][expected];
+      }
+    }
+  }
+  std::setlocale(LC_CTYPE, "C");
+  for (const auto& way : answers)
+    for (const std::size_t count : way)
+      EXPECT_GT(count, 1000U);
+}
+
+// A wildcard stands for bytes in every locale, so no name escapes a pattern by its encoding.
+TEST(PathPatternTest, bytesAreBytesInEveryLocale) {
+  for (const char* locale : {"C", "C.UTF-8"}) {
+    ASSERT_NE(std::setlocale(LC_CTYPE, locale), nullptr);
+    for (const char* glob : {"x*y", "x*[y]", "x??y", "x[^a][^a]y", "x?*y"})
+      for (const char* name : {"x\xff\xfey", "x\xc3\xa9y", "x\n\ny"})
+        EXPECT_TRUE(compiled(glob, PatternScope::NAME)->matches(name)) << locale << " " << glob;
+  }
+  std::setlocale(LC_CTYPE, "C");
+}
+
+TEST(PathPatternTest, refusesWhatCannotBeMatched) {
+  std::string nested;
+  for (int i = 0; i < 10; ++i)
+    nested += "&{9&}";
+  const struct {
+    std::string glob;
+    const char* reason;
+  } rows[] = {
+      {"", "it is empty"},
+      {std::string(4097, 'a'), "it is longer than 4096 bytes"},
+      {std::string("a\0b", 3), "it holds a NUL byte"},
+      {"a&{256&}", "its parts are repeated more than 255 times"},
+      {"a&{1,99999999999999999999&}", "its parts are repeated more than 255 times"},
+      {"a" + nested, "its parts are repeated more than 255 times"},
+      {"[a", "Unmatched [, [^, [:, [., or [="},
+      {"a&", "Trailing backslash"},
+      {"&(a", "Unmatched ( or \\("},
+  };
+  for (const auto& row : rows) {
+    std::string error;
+    EXPECT_EQ(PathPattern::compile(row.glob, PatternScope::PATH, error), nullptr) << row.glob;
+    EXPECT_EQ(error, row.reason) << row.glob;
+  }
+}
+
+// The longest pattern of groups must not exhaust the stack of the regular-expression library.
+TEST(PathPatternTest, deepestGroupsCompile) {
+  std::string glob;
+  for (int i = 0; i < 1000; ++i)
+    glob.insert(0, "&(").append("&)");
+  EXPECT_TRUE(compiled(glob, PatternScope::NAME)->matches(""));
+}
+
+}  // namespace
+}  // namespace orv
