@@ -138,4 +138,13 @@ std::optional<ClauseValue> readWhen(ClauseCursor& cursor) {
                   "one of the units s m h d w y, or the \"-\" of a date");
 }
 
+std::optional<ClauseValue> readCount(ClauseCursor& cursor) {
+  const std::size_t from = cursor.at();
+  const std::string_view digits = cursor.takeDigits();
+  if (const auto number = product(digits, 1))
+    return ClauseValue{Measure::COUNT, {*number, *number}};
+  cursor.fail(from, digits.empty() ? "a number" : "a number of less than 2^63");
+  return std::nullopt;
+}
+
 }  // namespace orv

@@ -7,7 +7,7 @@
 
 namespace orv {
 
-// A value that an entry's size or time stamp is compared with.
+// A value that an entry's size, time stamp or link count is compared with.
 struct ClauseValue {
   Measure measure;
   Span span;
@@ -21,5 +21,9 @@ struct ClauseValue {
 // YYYY-MM-DDTHH:MM:SS in UTC. A date alone is the whole of its day. Nothing, with the cursor's
 // error set, when there is none, the date does not exist or the age passes 64 bits.
 [[nodiscard]] std::optional<ClauseValue> readWhen(ClauseCursor& cursor);
+
+// Reads a number without a unit. Nothing, with the cursor's error set, when there is none or it
+// passes 63 bits.
+[[nodiscard]] std::optional<ClauseValue> readCount(ClauseCursor& cursor);
 
 }  // namespace orv

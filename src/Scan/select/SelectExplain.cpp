@@ -47,20 +47,21 @@ constexpr BitText FLAGS[] = {
     {FA_EXECUTABLE, "executable"},
     {FA_ORPHAN,     "owned by an unknown user"},
 };
-constexpr std::pair<RangeNode::Field, const char*> FIELDS[] = {
-    {&FileAttributes::faLength,   "size is"},
-    {&FileAttributes::faAccessed, "accessed"},
-    {&FileAttributes::faModified, "modified"},
-    {&FileAttributes::faCreated,  "created"},
+constexpr std::pair<Figure, const char*> FIGURES[] = {
+    {Figure::SIZE,     "size is "},
+    {Figure::ACCESSED, "accessed "},
+    {Figure::MODIFIED, "modified "},
+    {Figure::CREATED,  "created "},
+    {Figure::LINKS,    "it has "},
 };
-// The words before the value, by comparison (rows) and measure (columns: bytes, age, time).
-constexpr const char* COMPARISONS[][3] = {
-    /* LESS      */ {"less than ",   "less than ",   "before "},
-    /* AT_MOST   */ {"at most ",     "at most ",     "not after "},
-    /* MORE      */ {"more than ",   "more than ",   "after "},
-    /* AT_LEAST  */ {"at least ",    "at least ",    "not before "},
-    /* EQUAL     */ {"exactly ",     "exactly ",     "within "},
-    /* NOT_EQUAL */ {"other than ",  "other than ",  "not within "},
+// The words before the value, by comparison (rows) and measure: a time, or anything else.
+constexpr const char* COMPARISONS[][2] = {
+    /* LESS      */ {"less than ",   "before "},
+    /* AT_MOST   */ {"at most ",     "not after "},
+    /* MORE      */ {"more than ",   "after "},
+    /* AT_LEAST  */ {"at least ",    "not before "},
+    /* EQUAL     */ {"exactly ",     "within "},
+    /* NOT_EQUAL */ {"other than ",  "not within "},
 };
 // clang-format on
 
@@ -132,6 +133,8 @@ std::string timesText(const Span& span) {
 std::string spanText(Measure measure, const Span& span) {
   if (measure == Measure::TIME)
     return timesText(span);
+  if (measure == Measure::COUNT)
+    return std::to_string(span.low) + (span.low == 1 ? " link" : " links");
   const auto text = measure == Measure::BYTES ? sizeText : ageText;
   return span.low == span.high ? text(span.low) : text(span.low) + " to " + text(span.high);
 }
@@ -165,13 +168,13 @@ void TypeNode::describe(std::string& out, int level) const {
 
 void RangeNode::describe(std::string& out, int level) const {
   std::string line;
-  for (const auto& [field, words] : FIELDS)
-    if (field == m_field)
-      line.append(words).append(" ");
+  for (const auto& [figure, words] : FIGURES)
+    if (figure == m_figure)
+      line += words;
   // A range goes by its ends, not by "exactly".
-  if (m_comparison != Comparison::EQUAL || m_span.low == m_span.high || m_measure == Measure::TIME)
-    line +=
-        COMPARISONS[static_cast<std::size_t>(m_comparison)][static_cast<std::size_t>(m_measure)];
+  const bool isTime = m_measure == Measure::TIME;
+  if (m_comparison != Comparison::EQUAL || m_span.low == m_span.high || isTime)
+    line += COMPARISONS[static_cast<std::size_t>(m_comparison)][isTime ? 1 : 0];
   line += spanText(m_measure, m_span);
   if (m_measure == Measure::AGE)
     line += " before the scan start";

@@ -25,6 +25,21 @@ std::int64_t wholeSeconds(std::int64_t milliseconds) {
   return milliseconds % MS_PER_SECOND < 0 ? seconds - 1 : seconds;
 }
 
+std::int64_t figureOf(const FileAttributes& info, Figure figure) {
+  switch (figure) {
+    case Figure::SIZE:
+      return info.faLength;
+    case Figure::ACCESSED:
+      return info.faAccessed;
+    case Figure::MODIFIED:
+      return info.faModified;
+    case Figure::CREATED:
+      return info.faCreated;
+    default:
+      return info.faLinkCount;
+  }
+}
+
 std::string_view pathOf(const FileAttributes& info) {
   std::string_view path = info.faName;
   if (path.size() > 1 && path.ends_with('/'))
@@ -74,7 +89,7 @@ bool TypeNode::matches(const FileAttributes& info, const SelectContext& /*contex
 }
 
 std::int64_t RangeNode::valueOf(const FileAttributes& info, const SelectContext& context) const {
-  const std::int64_t value = info.*m_field;
+  const std::int64_t value = figureOf(info, m_figure);
   switch (m_measure) {
     case Measure::AGE:
       return context.scanStart - wholeSeconds(value);

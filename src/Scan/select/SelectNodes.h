@@ -81,7 +81,7 @@ enum class Comparison { LESS, AT_MOST, MORE, AT_LEAST, EQUAL, NOT_EQUAL };
 
 // What a comparison measures. Ages are whole seconds before the scan start (negative for times
 // behind it), times whole seconds since 1970, rounded down.
-enum class Measure { BYTES, AGE, TIME };
+enum class Measure { BYTES, AGE, TIME, COUNT };
 
 // What an entry is compared with: a single value, the seconds of a day, or a range, both ends
 // included. An entry is below it, in it (EQUAL) or above it, and exactly one of these.
@@ -90,12 +90,14 @@ struct Span {
   std::int64_t high = 0;
 };
 
-// Compares the size or a time stamp.
+// The figures of an entry that can be compared.
+enum class Figure { SIZE, ACCESSED, MODIFIED, CREATED, LINKS };
+
+// Compares the size, a time stamp or the link count.
 class RangeNode final : public ClauseNode {
  public:
-  using Field = std::int64_t FileAttributes::*;
-  RangeNode(Field field, Measure measure, Comparison comparison, Span span)
-      : m_field(field), m_measure(measure), m_comparison(comparison), m_span(span) {}
+  RangeNode(Figure figure, Measure measure, Comparison comparison, Span span)
+      : m_figure(figure), m_measure(measure), m_comparison(comparison), m_span(span) {}
   [[nodiscard]] bool matches(const FileAttributes& info,
                              const SelectContext& context) const override;
   [[nodiscard]] int cost() const override { return 2; }
@@ -104,7 +106,7 @@ class RangeNode final : public ClauseNode {
  private:
   [[nodiscard]] std::int64_t valueOf(const FileAttributes& info,
                                      const SelectContext& context) const;
-  Field m_field;
+  Figure m_figure;
   Measure m_measure;
   Comparison m_comparison;
   Span m_span;

@@ -57,8 +57,8 @@ constexpr Flag PERMISSION_FLAGS[] = {
 // clang-format on
 
 constexpr const char* TEST_EXPECTED =
-    "\"!\", \"(\" or a test (size, accessed, modified, created, owner, group, path, name, type, "
-    "perm)";
+    "\"!\", \"(\" or a test (size, accessed, modified, created, links, owner, group, path, name, "
+    "type, perm)";
 
 // One parse. Every operation that gives a node gives none once the cursor has failed.
 class Parse final {
@@ -77,7 +77,7 @@ class Parse final {
   struct Test {
     std::string_view word;
     ClauseNodePtr (Parse::*rest)(const Test&);
-    RangeNode::Field number = nullptr;
+    Figure figure = Figure::SIZE;
     OwnerIdNode::Field owner = nullptr;
     PatternScope scope = PatternScope::PATH;
   };
@@ -134,18 +134,21 @@ class Parse final {
   ClauseNodePtr test();
 
   ClauseNodePtr range(const Test& test) {
-    const auto read = test.number == &FileAttributes::faLength ? readSize : readWhen;
+    const auto read = test.figure == Figure::SIZE    ? readSize
+                      : test.figure == Figure::LINKS ? readCount
+                                                     : readWhen;
     const std::size_t signAt = m_cursor.at();
     for (const auto& [sign, comparison] : OPERATORS) {
       if (!m_cursor.take(sign))
         continue;
       const std::size_t from = m_cursor.at();
       auto value = read(m_cursor);
-      if (value && comparison == Comparison::EQUAL && m_cursor.peek() == '.')
+      if (value && value->measure != Measure::COUNT && comparison == Comparison::EQUAL &&
+          m_cursor.peek() == '.')
         value = upperEnd(*value, m_cursor.since(from), read);
       if (!value)
         return nullptr;
-      return std::make_unique<RangeNode>(test.number, value->measure, comparison, value->span);
+      return std::make_unique<RangeNode>(test.figure, value->measure, comparison, value->span);
     }
     m_cursor.fail(signAt, "one of < <= > >= = !=");
     return nullptr;
@@ -296,16 +299,17 @@ class Parse final {
 
 // clang-format off
 const Parse::Test Parse::TESTS[] = {
-    {"size",     &Parse::range,       &FileAttributes::faLength,   nullptr, {}},
-    {"accessed", &Parse::range,       &FileAttributes::faAccessed, nullptr, {}},
-    {"modified", &Parse::range,       &FileAttributes::faModified, nullptr, {}},
-    {"created",  &Parse::range,       &FileAttributes::faCreated,  nullptr, {}},
-    {"owner",    &Parse::owner,       nullptr, &FileAttributes::faOwner,    {}},
-    {"group",    &Parse::owner,       nullptr, &FileAttributes::faGroup,    {}},
-    {"path",     &Parse::pattern,     nullptr, nullptr, PatternScope::PATH},
-    {"name",     &Parse::pattern,     nullptr, nullptr, PatternScope::NAME},
-    {"type",     &Parse::types,       nullptr, nullptr, {}},
-    {"perm",     &Parse::permissions, nullptr, nullptr, {}},
+    {"size",     &Parse::range,       Figure::SIZE,     nullptr, {}},
+    {"accessed", &Parse::range,       Figure::ACCESSED, nullptr, {}},
+    {"modified", &Parse::range,       Figure::MODIFIED, nullptr, {}},
+    {"created",  &Parse::range,       Figure::CREATED,  nullptr, {}},
+    {"links",    &Parse::range,       Figure::LINKS,    nullptr, {}},
+    {"owner",    &Parse::owner,       {}, &FileAttributes::faOwner,    {}},
+    {"group",    &Parse::owner,       {}, &FileAttributes::faGroup,    {}},
+    {"path",     &Parse::pattern,     {}, nullptr, PatternScope::PATH},
+    {"name",     &Parse::pattern,     {}, nullptr, PatternScope::NAME},
+    {"type",     &Parse::types,       {}, nullptr, {}},
+    {"perm",     &Parse::permissions, {}, nullptr, {}},
 };
 // clang-format on
 

@@ -22,6 +22,7 @@ struct ParsedClause {
 //   unary  := "!" unary | "(" clause ")" | test
 //   test   := "size" CMP SIZE               | "size" "=" SIZE ".." SIZE
 //           | TIME CMP WHEN                 | TIME "=" WHEN ".." WHEN
+//           | "links" CMP digits
 //           | ("owner" | "group") ("=" | "!=") ("'" name "'" | id)
 //           | ("path" | "name") ("~" | "!~") "'" glob "'"
 //           | "type" ("=" | "!=") one or more of f d l p s b

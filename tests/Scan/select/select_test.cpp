@@ -78,6 +78,7 @@ std::vector<Entry> entries() {
     entry.faLength = sizes[i % std::size(sizes)];
     entry.faAccessed = times[i % std::size(times)];
     entry.faModified = times[i / 3 % std::size(times)];
+    entry.faLinkCount = i % 11 == 0 ? UINT32_MAX : static_cast<std::uint32_t>(i % 3);
     entry.faOwner = owners[i % std::size(owners)];
     entry.faGroup = i % 3 == 0 ? &STAFF : nullptr;
     entry.faAttributes = flags[i / 7 % std::size(flags)];
@@ -120,6 +121,8 @@ const ClauseRow SIZES_AND_TYPES[] = {
     {"size=1K..1K", [](const Entry& e) { return e.faLength == 1024; }},
     {"size>8388607T", [](const Entry& e) { return e.faLength == INT64_MAX; }},
     {"size>=9223372036854775807", [](const Entry& e) { return e.faLength == INT64_MAX; }},
+    {"links=1", [](const Entry& e) { return e.faLinkCount == 1; }},
+    {"LINKS>=4294967295", [](const Entry& e) { return e.faLinkCount == UINT32_MAX; }},
     {"type=f", [](const Entry& e) { return e.faType == FT_REGULAR; }},
     {"type=dl", [](const Entry& e) { return e.faType == FT_DIRECTORY || e.faType == FT_SYMLINK; }},
     {"Type=PSB",
@@ -272,6 +275,9 @@ TEST(SelectTest, errorsSayWhereAndWhat) {
       {"size>1..2", 7, "\".\"", "\"&\", \"|\" or the end"},
       {"size=1.2", 7, "\".\"", "\"..\" and the upper end"},
       {"size=2..1", 9, "\"1\"", "an upper end that is not below the lower end \"2\""},
+      {"links>x", 7, "\"x\"", "a number"},
+      {"links=1..2", 8, "\".\"", "\"&\", \"|\" or the end"},
+      {"links<9223372036854775808", 7, "\"9223372036854775808\"", "a number of less than 2^63"},
       {"accessed>30", 12, "the end of the clause", "one of the units s m h d w y"},
       {"accessed>30x", 12, "\"x\"", "one of the units s m h d w y"},
       {"accessed>292277026597y", 10, "\"292277026597y\"", "an age of fewer than"},
@@ -330,7 +336,7 @@ TEST(SelectTest, nestingIsLimited) {
 TEST(SelectExplainTest, showsTheTestsCheapestFirst) {
   const ParsedClause parsed = SelectParser().parse(
       "path~'/a/?/b'&(name~'*.c'|owner!='x')&modified=2024-01-01..2024-01-02&perm:suid+sgid&"
-      "accessed>60d&created>=2024-01-01T10:00:00&size=1K..3000&group=7&type=fd");
+      "accessed>60d&created>=2024-01-01T10:00:00&size=1K..3000&group=7&type=fd&links!=1");
   ASSERT_TRUE(parsed);
   EXPECT_EQ(explain(*parsed.node),
             "all of:\n"
@@ -339,6 +345,7 @@ TEST(SelectExplainTest, showsTheTestsCheapestFirst) {
             "  accessed more than 60 days before the scan start\n"
             "  created not before the second 2024-01-01 10:00:00 UTC\n"
             "  size is 1K (1024 bytes) to 3000 bytes\n"
+            "  it has other than 1 link\n"
             "  it is set-user-id and set-group-id\n"
             "  group has the id 7\n"
             "  any of:\n"
