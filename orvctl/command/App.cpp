@@ -1,15 +1,22 @@
 #include "orvctl/command/App.h"
 
+#include <fmt/format.h>
 #include <CLI/CLI.hpp>
+
 #include <array>
 #include <exception>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "orvctl/command/CheckWhereCommand.h"
+#include "orvctl/command/HelpFormatter.h"
 #include "orvctl/command/JobsCommand.h"
 #include "orvctl/command/ReportCommand.h"
 #include "orvctl/command/ScanCommand.h"
+#include "orvctl/command/Suggestion.h"
 #include "orvctl/text/CtlError.h"
+#include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
 
 namespace orv::ctl {
@@ -19,15 +26,87 @@ namespace {
 constexpr std::array COMMANDS = {addScanCommand, addReportCommand, addJobsCommand,
                                  addCheckWhereCommand};
 
+constexpr const char* FOOTER =
+    "\"orvctl help COMMAND\" tells more of a command. To begin with:\n"
+    "  orvctl scan /home";
+
+[[noreturn]] void usageError(const std::string& what, const std::string& help) {
+  throw CtlError(what + "; see " + help, EXIT_USAGE);
+}
+
+std::vector<std::string> commandNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({}))
+    names.push_back(command->get_name());
+  return names;
+}
+
+std::string didYouMean(const std::string& word, const std::vector<std::string>& known) {
+  const std::string meant = nearest(word, known);
+  return meant.empty() ? std::string() : " (did you mean " + meant + "?)";
+}
+
+// What is wrong with a command line that the parser does not take.
+[[noreturn]] void refuse(const CLI::App& app, const CLI::ParseError& error, const char* first) {
+  const auto given = app.get_subcommands();
+  if (given.empty()) {
+    if (first == nullptr)
+      usageError("no command is given", "orvctl --help");
+    const std::string kind = *first == '-' ? "option" : "command";
+    usageError(fmt::format("there is no {} {}{}", kind, printable(first),
+                           kind == "command" ? didYouMean(first, commandNames(app)) : ""),
+               "orvctl --help");
+  }
+  const CLI::App& command = *given.front();
+  const std::string help = "orvctl help " + command.get_name();
+  const std::vector<std::string> unknown = command.remaining();
+  if (unknown.empty())
+    usageError(printable(error.what()), help);
+  std::vector<std::string> options;
+  for (const CLI::Option* option : command.get_options())
+    options.push_back(option->get_name());
+  const std::string word = unknown.front().substr(0, unknown.front().find('='));
+  if (!word.starts_with('-'))
+    usageError(fmt::format("{} takes no further argument: {}", command.get_name(), printable(word)),
+               help);
+  usageError(fmt::format("{} has no option {}{}", command.get_name(), printable(word),
+                         didYouMean(word, options)),
+             help);
+}
+
+// "help [COMMAND]"
+void addHelpCommand(CLI::App& app) {
+  auto name = std::make_shared<std::string>();
+  CLI::App* command = app.add_subcommand("help", "Tell how a command is used");
+  command->add_option("COMMAND", *name, "The command; without it all of them are listed");
+  command->callback([name, &app] {
+    if (name->empty()) {
+      writeOut(app.help());
+      return;
+    }
+    const auto asked = app.get_subcommands(
+        [&name](const CLI::App* candidate) { return candidate->get_name() == *name; });
+    if (asked.empty())
+      usageError(fmt::format("there is no command {}{}", printable(*name),
+                             didYouMean(*name, commandNames(app))),
+                 "orvctl --help");
+    writeOut(asked.front()->help("orvctl"));
+  });
+}
+
 int parseAndRun(CLI::App& app, int argc, const char* const* argv, const int& exitCode) {
   try {
     app.parse(argc, argv);
     return exitCode;
-  } catch (const CLI::Success& help) {
-    return app.exit(help);
+  } catch (const CLI::CallForHelp&) {
+    const auto given = app.get_subcommands();
+    writeOut(given.empty() ? app.help() : given.front()->help("orvctl"));
+    return 0;
+  } catch (const CLI::CallForVersion& version) {
+    writeOut(std::string(version.what()) + "\n");
+    return 0;
   } catch (const CLI::ParseError& error) {
-    writeError(std::string("orvctl: ") + error.what() + "; see orvctl --help\n");
-    return EXIT_USAGE;
+    refuse(app, error, argc > 1 ? argv[1] : nullptr);
   }
 }
 
@@ -35,10 +114,15 @@ int parseAndRun(CLI::App& app, int argc, const char* const* argv, const int& exi
 
 int runApp(int argc, const char* const* argv) {
   CLI::App app("Scans directories with the storage scan job and shows what they hold", "orvctl");
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.set_help_flag("-h,--help", "Print this help");
+  app.set_version_flag("--version", "orvctl " ORV_VERSION, "Print the version");
   app.require_subcommand(1);
   int exitCode = 0;
   for (const auto& addCommand : COMMANDS)
     addCommand(app, exitCode);
+  addHelpCommand(app);
+  app.footer(FOOTER);  // only now: commands that are added take over the footer
   try {
     return parseAndRun(app, argc, argv, exitCode);
   } catch (const CtlError& error) {

@@ -103,8 +103,14 @@ TEST_F(OrvctlTest, badInputGivesOneLineAndItsCode) {
     int code;
     std::string line;
   } cases[] = {
-      {{}, 2, "orvctl: A subcommand is required; see orvctl --help\n"},
-      {{"scan"}, 2, "orvctl: PATH is required; see orvctl --help\n"},
+      {{}, 2, "orvctl: no command is given; see orvctl --help\n"},
+      {{"repotr"}, 2, "orvctl: there is no command repotr (did you mean report?); see orvctl"},
+      {{"help", "xyz"}, 2, "orvctl: there is no command xyz; see orvctl --help\n"},
+      {{"scan", "/", "--wach", "/x"},
+       2,
+       "orvctl: scan has no option --wach (did you mean --watch?)"},
+      {{"jobs", "x"}, 2, "orvctl: jobs takes no further argument: x; see orvctl help jobs\n"},
+      {{"scan"}, 2, "orvctl: PATH is required; see orvctl help scan\n"},
       {{"scan", "/", "--top", "0"}, 2, "orvctl: --top: Value 0 not in range"},
       {{"scan", "/", "--threads", "0"}, 2, "orvctl: --threads: Value 0 not in range"},
       {{"scan", "/no/such"}, 1, "orvctl: cannot scan /no/such: No such file or directory\n"},
