@@ -1,51 +1,16 @@
 // The real orvctl with the real scan program, each in an agent directory of its own.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <thread>
 
+#include "orvctl/Orvctl.h"
 #include "orvctl/text/Units.h"
-#include "support/Process.h"
-#include "support/TempDir.h"
+#include "support/ForkedProcess.h"
 
-namespace orv::ctl {
+namespace orv::ctl::test {
 namespace {
-
-using orv::test::Process;
-using orv::test::readFile;
-using orv::test::TempDir;
-using orv::test::writeFile;
-
-const std::string BUILT = ORV_BUILT_AGENT_DIR;
-
-class OrvctlTest : public ::testing::Test {
- protected:
-  Process start(std::vector<std::string> arguments, const std::string& output) {
-    arguments.insert(arguments.begin(), BUILT + "/bin/orvctl");
-    return Process(arguments, {{"COLUMNS", "200"}, {"LC_ALL", "C.UTF-8"}, {"TZ", "UTC"}}, output);
-  }
-  // Runs orvctl to its end; what it wrote is in `text`.
-  int run(const std::vector<std::string>& arguments) {
-    const int code = start(arguments, directory.file("out")).wait();
-    text = readFile(directory.file("out"));
-    return code;
-  }
-  [[nodiscard]] bool says(const std::string& expected) const {
-    return text.find(expected) != std::string::npos;
-  }
-  [[nodiscard]] std::string resultFile(int run) const {
-    return agent + "/output/local/orvctl.0000000" + std::to_string(run) + "_scan.0001.dat";
-  }
-
-  TempDir directory;
-  std::string agent = directory.file("agent");
-  std::string text;
-};
 
 TEST_F(OrvctlTest, scansAnyDirectoryAndReportsItAgain) {
   // A path that needs every escape of the mount table and of the definition.
@@ -59,49 +24,72 @@ TEST_F(OrvctlTest, scansAnyDirectoryAndReportsItAgain) {
 
   ASSERT_EQ(run({"scan", root, "--agent", agent}), 0) << text;
   // The second name of the hard link counts, the first does not.
-  EXPECT_TRUE(says("\n  Files       4 with symbolic links\n")) << text;
-  EXPECT_TRUE(says("\n  Directories 3\n")) << text;
-  const auto length = [](const std::string& path) {
+  at("\n  Files       4 with symbolic links\n");
+  at("\n  Directories 3\n");
+  off_t bytes = 1000 + 500 + 70;
+  for (const char* name : {"", "/link", "/sub", "/empty"}) {
     struct stat info {};
-    return ::lstat(path.c_str(), &info) == 0 ? info.st_size : -1;
-  };
-  const auto bytes = 1000 + 500 + 70 + length(root + "/link") + length(root) +
-                     length(root + "/sub") + length(root + "/empty");
-  EXPECT_TRUE(says("(" + countText(bytes) + " bytes)")) << bytes << "\n" << text;
-  EXPECT_TRUE(says("a b,\"c\"\\d\\x09#'\\xFF/sub/line break,\"quoted\".txt\n")) << text;
-  EXPECT_TRUE(says("\n  txt            2"));
-  EXPECT_FALSE(says("Warnings"));
-  EXPECT_TRUE(says("\nResult: " + resultFile(1) + "\n")) << text;
+    ASSERT_EQ(::lstat((root + name).c_str(), &info), 0);
+    bytes += info.st_size;
+  }
+  at("(" + countText(bytes) + " bytes)");
+  at("a b,\"c\"\\d\\x09#'\\xFF/sub/line break,\"quoted\".txt\n");
+  at("\n  txt            2");
+  at("\nResult: " + resultFile(1) + "\n");
+  EXPECT_FALSE(holds(text, "Warnings"));
   EXPECT_TRUE(std::filesystem::is_empty(agent + "/input/local"));
-  EXPECT_NE(readFile(agent + "/log/notify.log").find("-jobName orvctl"), std::string::npos);
-
+  EXPECT_TRUE(holds(readFile(agent + "/log/notify.log"), "-jobName orvctl"));
   const std::string scanned = text.substr(text.find('\n') + 1);
-  ASSERT_EQ(run({"report", resultFile(1)}), 0);
-  EXPECT_EQ(text, scanned);
-}
 
-TEST_F(OrvctlTest, warningsAreThoseOfTheJob) {
+  // The next job has a warning of its own, which is not the first one's.
   std::string deep = directory.file("deep");
-  std::filesystem::create_directory(deep);
-  ASSERT_EQ(run({"scan", deep, "--agent", agent}), 0);
-  EXPECT_FALSE(says("Warnings"));
   for (int level = 0; level < 201; ++level)
     deep += "/d";
   std::filesystem::create_directories(deep);
   ASSERT_EQ(run({"scan", directory.file("deep"), "--agent", agent}), 0);
-  EXPECT_TRUE(says("\nWarnings (1)\n  STA0001E ")) << text;
+  at("\nWarnings (1)\n  STA0001E ");
   ASSERT_EQ(run({"report", resultFile(1)}), 0);
-  EXPECT_FALSE(says("Warnings"));
+  EXPECT_EQ(text, scanned);
 }
 
-TEST_F(OrvctlTest, badInputGivesOneLineAndItsCode) {
-  writeFile(directory.file("file"), "no result\n");
-  std::filesystem::create_directory(directory.file("line\nbreak"));
+TEST_F(OrvctlTest, scanCountsWhatTheClauseAdmitsAndReportsWatchedDirectories) {
+  const std::string root = directory.file("root");
+  writeFile(root + "/top", std::string(5000, 'x'));
+  writeFile(root + "/a/small", "x");
+  writeFile(root + "/a/log/first", std::string(6000, 'x'));
+  writeFile(root + "/b/log/second", std::string(7000, 'x'));
+  writeFile(root + "/b/log/third", std::string(4000, 'x'));
+  ASSERT_EQ(run({"scan", root, "--agent", agent, "--where", "type = f & size >= 4000", "--watch",
+                 root + "/a", root + "/*/log", root + "/x*"}),
+            0)
+      << text;
+  at("  Profile     entries where type = f & size >= 4000\n  Scanned ");
+  at("  Files       4");
+  // The largest first; what fitted nothing is named.
+  const std::size_t table = at("Watched directories (profile: entries where ");
+  EXPECT_LT(table, at("  10.7 KiB      2     0  " + root + "/b/log\n"));
+  at("   5.9 KiB      1     0  " + root + "/a\n");
+  at("   5.9 KiB      1     0  " + root + "/a/log\n");
+  at("  no directory was met for " + root + "/x*\n");
+  const std::size_t largest = at("\nWatched directory " + root +
+                                 "/b/log\n  2 files, 0 directories, 10.7 KiB (11,000 bytes)\n");
+  EXPECT_LT(largest, at("\nWatched directory " + root + "/a/log\n"));
+
+  const std::string scanned = text.substr(table);
+  ASSERT_EQ(run({"report", resultFile(1)}), 0);
+  EXPECT_EQ(text.substr(at("Watched directories")), scanned);
+}
+
+TEST_F(OrvctlTest, badInputGivesItsCodeAndReasonAndRunsNothing) {
   const std::string file = directory.file("file");
+  writeFile(file, "no result\n");
+  std::filesystem::create_directory(directory.file("line\nbreak"));
+  const std::string clause = "orvctl: cannot use the where clause: ";
   const struct {
     std::vector<std::string> arguments;
     int code;
     std::string line;
+    std::string caret = "";  // the lines behind it
   } cases[] = {
       {{}, 2, "orvctl: no command is given; see orvctl --help\n"},
       {{"repotr"}, 2, "orvctl: there is no command repotr (did you mean report?); see orvctl"},
@@ -114,20 +102,27 @@ TEST_F(OrvctlTest, badInputGivesOneLineAndItsCode) {
       {{"scan", "/", "--top", "0"}, 2, "orvctl: --top: Value 0 not in range"},
       {{"scan", "/", "--threads", "0"}, 2, "orvctl: --threads: Value 0 not in range"},
       {{"scan", "/no/such"}, 1, "orvctl: cannot scan /no/such: No such file or directory\n"},
-      {{"scan", file}, 1, "orvctl: cannot scan " + file + ": Not a directory\n"},
-      {{"scan", directory.file("line\nbreak"), "--agent", agent},
+      {{"scan", directory.file("line\nbreak"), "--agent", directory.file("made")},
        1,
        "orvctl: cannot scan " + directory.path() + "/line\\x0Abreak: a path with a line break"},
       {{"scan", "/", "--agent", file}, 1, "orvctl: cannot use agent directory " + file + ": "},
-      {{"report", "/no/such"}, 1, "orvctl: cannot read result /no/such: No such file"},
+      {{"scan", "/", "--agent", agent, "--watch", "/no"}, 1, "orvctl: cannot watch /no: No such "},
       {{"report", "/"}, 1, "orvctl: cannot read result /: Is a directory\n"},
       {{"report", file}, 1, "orvctl: cannot read result " + file + ": not a result file"},
+      {{"scan", "/", "--agent", agent, "--where", "size > 1Q"},
+       2,
+       clause,
+       "  size > 1Q\n          ^\n"},
+      {{"check-where", "!type = x"}, 2, clause + "found \"x\"", "  !type = x\n          ^\n"},
   };
   for (const auto& row : cases) {
     EXPECT_EQ(run(row.arguments), row.code) << row.line;
     EXPECT_TRUE(text.starts_with(row.line)) << text;
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+    EXPECT_EQ(text.substr(text.find('\n') + 1), row.caret) << row.line;
   }
+  EXPECT_FALSE(std::filesystem::exists(agent));
+  EXPECT_EQ(run({"check-where", "size > 1G"}), 0);
+  EXPECT_EQ(text, "size is more than 1G (1073741824 bytes)\n");
 }
 
 TEST_F(OrvctlTest, scansOfDifferentDirectoriesRunAtOnce) {
@@ -151,20 +146,17 @@ TEST_F(OrvctlTest, interruptStopsTheScanAndLeavesNoResult) {
   ASSERT_EQ(::lockf(lock, F_LOCK, 0), 0);
   Process scan = start({"scan", directory.file("tree"), "--agent", agent}, directory.file("out"));
   const std::string jobInfo = agent + "/output/local/orvctl.00000001_scan.0001.jobinfo";
-  while (!std::filesystem::exists(jobInfo))
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  EXPECT_TRUE(orv::test::eventually([&] { return std::filesystem::exists(jobInfo); }));
   scan.signal(SIGINT);
   // Time for orvctl to hand the signal on before the scan may go on.
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  ::usleep(300'000);
   ::close(lock);
   EXPECT_EQ(scan.wait(), 130);
   text = readFile(directory.file("out"));
-  EXPECT_TRUE(says("orvctl: scan of " + directory.file("tree") +
-                   " stopped: Interrupt; there is no result\n"))
-      << text;
+  at("orvctl: scan of " + directory.file("tree") + " stopped: Interrupt; there is no result\n");
   EXPECT_FALSE(std::filesystem::exists(resultFile(1)));
   EXPECT_TRUE(std::filesystem::is_empty(agent + "/input/local"));
 }
 
 }  // namespace
-}  // namespace orv::ctl
+}  // namespace orv::ctl::test
