@@ -173,8 +173,9 @@ struct Root {
   std::vector<Profile> profiles;  // as the definition lists them, without orvctl's helping ones
   std::vector<AgeLimit> ages;
   std::optional<Totals> namesWithLinks;  // names of files with several links, counted N-1 times
-  std::vector<Subtree> subtrees;         // most bytes first
-  std::vector<std::string> notMet;       // monitored paths or masks that no directory fitted
+  int depth = 0;                  // down to this level below the path every directory is a subtree
+  std::vector<Subtree> subtrees;  // most bytes first
+  std::vector<std::string> notMet;  // monitored paths or masks that no directory fitted
   std::optional<NotRead> notRead;
 
   // What the first profile gathered, into which the helping profiles are merged: the figures that

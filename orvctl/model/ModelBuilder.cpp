@@ -32,7 +32,9 @@ class RootBuilder final {
       : m_result(result), m_root(rootOf(filesystem)) {}
 
   void addSpec(const Record& spec) {
-    m_specs.emplace(spec.number("mdsID"), utf8Text(spec.text("mdsPath")));
+    const std::string path = utf8Text(spec.text("mdsPath"));
+    m_root.depth = std::max(m_root.depth, maskDepth(path));
+    m_specs.emplace(spec.number("mdsID"), path);
   }
 
   void addProfile(const Record& record, const Entity& entity) {
@@ -59,7 +61,7 @@ class RootBuilder final {
       return subtree.totals ? subtree.totals->bytes : -1;
     });
     for (const auto& [id, path] : m_specs)
-      if (m_watches && !m_met.contains(id) && !isDepthMask(path))
+      if (m_watches && !m_met.contains(id) && maskDepth(path) == 0)
         m_root.notMet.push_back(path);
     return std::move(m_root);
   }
@@ -117,7 +119,7 @@ class RootBuilder final {
     for (const std::int64_t id : met.list("smDirSpecs")) {
       m_met.insert(id);
       const auto spec = m_specs.find(id);
-      subtree.watched = subtree.watched || spec == m_specs.end() || !isDepthMask(spec->second);
+      subtree.watched = subtree.watched || spec == m_specs.end() || maskDepth(spec->second) == 0;
     }
     if (helpingProfile(profile.text("sdName"))) {
       subtree.totals = readTotals(m_result, figures);
@@ -130,12 +132,13 @@ class RootBuilder final {
         {profile.number("sdID"), utf8Text(profile.text("sdName")), std::move(statistics)});
   }
 
-  // Whether a path is the root and one or more "/*": by these orvctl asks for whole levels.
-  [[nodiscard]] bool isDepthMask(std::string_view path) const {
-    bool masked = false;
-    for (; path.ends_with("/*"); masked = true)
+  // For a path that is the root and one or more "/*", by which orvctl asks for whole levels, how
+  // many these are; 0 for any other.
+  [[nodiscard]] int maskDepth(std::string_view path) const {
+    int depth = 0;
+    for (; path.ends_with("/*"); ++depth)
       path.remove_suffix(2);
-    return masked && path == (m_root.path == "/" ? std::string_view() : m_root.path);
+    return path == (m_root.path == "/" ? std::string_view() : m_root.path) ? depth : 0;
   }
 
   const ResultFile& m_result;
