@@ -17,4 +17,9 @@ UserOrGroup* UberTable::stashOnUnix(std::unique_ptr<UserOrGroup> pUG, bool isGro
   return records.try_emplace(pUG->ugName, std::move(pUG)).first->second.get();
 }
 
+UserOrGroup* UberTable::keepUnnamed(std::unique_ptr<UserOrGroup> record) {
+  m_unnamed.push_back(std::move(record));
+  return m_unnamed.back().get();
+}
+
 }  // namespace orv

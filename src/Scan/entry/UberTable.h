@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Scan/entry/UserOrGroup.h"
 
@@ -22,10 +23,14 @@ class UberTable final {
   // record. Null gives null.
   [[nodiscard]] UserOrGroup* stashOnUnix(std::unique_ptr<UserOrGroup> pUG, bool isGroup);
 
+  // Keeps a record whose name is not known, only its number: it is shared with no other id.
+  [[nodiscard]] UserOrGroup* keepUnnamed(std::unique_ptr<UserOrGroup> record);
+
  private:
   using RecordsByName = std::map<std::string, std::unique_ptr<UserOrGroup>>;
   RecordsByName m_users;
   RecordsByName m_groups;
+  std::vector<std::unique_ptr<UserOrGroup>> m_unnamed;
 };
 
 }  // namespace orv

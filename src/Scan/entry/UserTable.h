@@ -31,8 +31,9 @@ class UserTable {
   // Forgets what was looked up; the records themselves stay.
   virtual void cleanUP() { m_last = {}; }
 
-  // The record of that user or group, never null. An id that the system cannot resolve is no error:
-  // its record is marked `ugRemoved` and named by the id in decimal.
+  // The record of that user or group, never null. An id that the system does not know is no error:
+  // its record is marked `ugRemoved` and named by the id in decimal. One whose look-up fails has
+  // the same name and is not marked: nobody knows that it is gone.
   [[nodiscard]] virtual UserOrGroup* lookup(const Sid& pSid, bool isGroup) = 0;
 
   // The same for the walk: an id that equals the last one of its kind, as most entries of a

@@ -189,7 +189,9 @@ std::unique_ptr<DirectoryWatch> FilesystemScan::makeWatch(const FSRef& ref,
 
 void FilesystemScan::walkFilesystem(FSRef& ref) {
   issueMessage(msg::STA0025I, {qualifiedFSName(ref.filesystem)});
-  int result = runScanner(ref);
+  m_userTable.retryFailures();
+  const int result = runScanner(ref);
+  reportFailedLookups(ref);
   const bool failed = result > SCAN_INCOMPLETE || result < 0;
   raise(failed ? SCAN_INCOMPLETE : result);
   copyCapacity(ref);
@@ -221,6 +223,17 @@ int FilesystemScan::runScanner(FSRef& ref) {
   for (std::size_t i = 0; i < containers.size(); ++i)
     ref.assocs[i].results->rfResults = containers[i]->takeResults();
   return result;
+}
+
+// Nobody who cannot be looked up is taken for an orphan, whose files people delete; so the rankings
+// of orphans may lack some.
+void FilesystemScan::reportFailedLookups(const FSRef& ref) {
+  if (m_userTable.failureCount() == 0)
+    return;
+  issueMessage(msg::STA0136W,
+               {qualifiedFSName(ref.filesystem), std::to_string(m_userTable.failureCount()),
+                m_userTable.firstFailure()});
+  raise(SCAN_INCOMPLETE);
 }
 
 // The first profile's summary carries the filesystem's capacity; a filesystem without one is not

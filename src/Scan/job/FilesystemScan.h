@@ -65,6 +65,7 @@ class FilesystemScan {
   void printDirectoryResults(GenericPrint& print, const FSRef& ref) const;
   void walkFilesystem(FSRef& ref);
   [[nodiscard]] int runScanner(FSRef& ref);
+  void reportFailedLookups(const FSRef& ref);
   void copyCapacity(FSRef& ref);
   void giveUp(FSRef& ref);
   void removeReferencesTo(FSRef& ref);

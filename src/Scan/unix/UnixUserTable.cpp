@@ -8,22 +8,23 @@
 #include <string>
 
 #include "Scan/entry/UberTable.h"
+#include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {
 
 namespace {
 
-// The entry of `id`, or null. The plain calls grow their buffers to whatever an entry needs,
-// however many members a group has; only one thread uses them.
+// Looks for the entry of `id`; null when there is none. The plain calls grow their buffers to
+// whatever an entry needs, however many members a group has; only one thread uses them. 0, or the
+// errno value: the C library sets it to 0 when the databases were asked and know no such id.
 template <typename Entry>
-Entry* entryOf(Entry* (*find)(std::uint32_t), std::uint32_t id) {
-  Entry* entry = nullptr;
+int findEntry(Entry* (*find)(std::uint32_t), std::uint32_t id, Entry*& entry) {
   do {
     errno = 0;
     entry = find(id);
   } while (entry == nullptr && errno == EINTR);
-  return entry;
+  return entry == nullptr ? errno : 0;
 }
 
 }  // namespace
@@ -33,6 +34,15 @@ void UnixUserTable::cleanUP() {
   UserTable::cleanUP();
   m_users.clear();
   m_groups.clear();
+  m_failed.clear();
+}
+
+void UnixUserTable::retryFailures() {
+  // The base class may remember one of them.
+  UserTable::cleanUP();
+  for (const auto& [isGroup, key] : m_failed)
+    (isGroup ? m_groups : m_users).erase(key);
+  m_failed.clear();
 }
 
 UserOrGroup* UnixUserTable::lookup(const Sid& pSid, bool isGroup) {
@@ -52,8 +62,8 @@ UserOrGroup* UnixUserTable::lookup(const Sid& pSid, bool isGroup) {
 UserOrGroup* UnixUserTable::resolve(std::uint32_t key, bool isGroup) {
   auto record = std::make_unique<UserOrGroup>();
   record->ugID = static_cast<std::int32_t>(key);
-  lookupName(isGroup, *record);
-  if (record->ugRemoved)
+  const int error = lookupName(isGroup, *record);
+  if (record->ugRemoved || error != 0)
     record->ugName = std::to_string(key);
   record->ugType = UserOrGroup::USER;
   if (isGroup) {
@@ -61,37 +71,48 @@ UserOrGroup* UnixUserTable::resolve(std::uint32_t key, bool isGroup) {
     record->ugGroupID = record->ugID;
     record->ugID = 0;
   }
-  return m_uberTable.stashOnUnix(std::move(record), isGroup);
+  if (error == 0)
+    return m_uberTable.stashOnUnix(std::move(record), isGroup);
+  noteFailure(key, isGroup, error);
+  return m_uberTable.keepUnnamed(std::move(record));
 }
 
-void UnixUserTable::lookupName(bool isGroup, UserOrGroup& record) {
-  if (isGroup)
-    lookupGroup(record);
-  else
-    lookupUser(record);
+void UnixUserTable::noteFailure(std::uint32_t key, bool isGroup, int error) {
+  if (m_failed.empty())
+    m_firstFailure =
+        formatText("%s %u: %s", isGroup ? "group" : "user", key, errnoText(error).c_str());
+  m_failed.emplace_back(isGroup, key);
 }
 
-void UnixUserTable::lookupUser(UserOrGroup& record) {
-  const passwd* entry = entryOf(&::getpwuid, static_cast<std::uint32_t>(record.ugID));
+int UnixUserTable::lookupName(bool isGroup, UserOrGroup& record) {
+  return isGroup ? lookupGroup(record) : lookupUser(record);
+}
+
+int UnixUserTable::lookupUser(UserOrGroup& record) {
+  passwd* entry = nullptr;
+  const int error = findEntry(&::getpwuid, static_cast<std::uint32_t>(record.ugID), entry);
   if (entry == nullptr) {
-    record.ugRemoved = true;
-    return;
+    record.ugRemoved = error == 0;
+    return error;
   }
   record.ugName = entry->pw_name;
   if (entry->pw_gecos != nullptr)
     record.ugDescription = entry->pw_gecos;
   TRACE(TR_GENERAL, "user name: %s; description: %s\n", record.ugName.c_str(),
         record.ugDescription.c_str());
+  return 0;
 }
 
-void UnixUserTable::lookupGroup(UserOrGroup& record) {
-  const group* entry = entryOf(&::getgrgid, static_cast<std::uint32_t>(record.ugID));
+int UnixUserTable::lookupGroup(UserOrGroup& record) {
+  group* entry = nullptr;
+  const int error = findEntry(&::getgrgid, static_cast<std::uint32_t>(record.ugID), entry);
   if (entry == nullptr) {
-    record.ugRemoved = true;
-    return;
+    record.ugRemoved = error == 0;
+    return error;
   }
   record.ugName = entry->gr_name;
   TRACE(TR_GENERAL, " group name : %s\n", record.ugName.c_str());
+  return 0;
 }
 
 }  // namespace orv

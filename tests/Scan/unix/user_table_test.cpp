@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 
 #include <sstream>
 
@@ -65,6 +66,29 @@ TEST(UberTable, KeepsTheFirstRecordOfAName) {
   EXPECT_NE(uber.stashOnUnix(named("ann"), true), first);
   EXPECT_NE(uber.stashOnUnix(named("Ann"), false), first);
   EXPECT_EQ(uber.stashOnUnix(nullptr, false), nullptr);
+}
+
+// A look-up that fails finds nothing out: the id is no orphan, shares no record, and is asked
+// again.
+TEST(UnixUserTable, AFailedLookupIsNoAnswer) {
+  UberTable uber;
+  UnixUserTable table(uber);
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none{0, limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const UserOrGroup* failed = table.find(Sid(3999999999U), false);
+  const std::string group = describe(*table.find(Sid(0), true));
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(describe(*failed), "3999999999||-294967297|0|1|0|-1|-1");
+  EXPECT_EQ(group, "0||0|0|2|0|-1|-1");
+  EXPECT_EQ(table.find(Sid(3999999999U), false), failed);
+  EXPECT_EQ(table.failureCount(), 2U);
+  EXPECT_EQ(table.firstFailure(), "user 3999999999: Too many open files");
+  table.retryFailures();
+  EXPECT_EQ(table.failureCount(), 0U);
+  EXPECT_TRUE(table.find(Sid(3999999999U), false)->ugRemoved);
+  EXPECT_EQ(table.find(Sid(0), true)->ugName, "root");
 }
 
 // Against databases of our own, bound over the system's.
