@@ -1,7 +1,9 @@
 #include "Scan/unix/UnixUserTable.h"
 
+#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <memory>
@@ -10,21 +12,34 @@
 #include "Scan/entry/UberTable.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 
 namespace {
 
+// 0 when the file can be read, else the errno value.
+int readError(const char* path) {
+  const UniqueFd file(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  char first;
+  return file && ::read(file.get(), &first, 1) >= 0 ? 0 : errno;
+}
+
 // Looks for the entry of `id`; null when there is none. The plain calls grow their buffers to
 // whatever an entry needs, however many members a group has; only one thread uses them. 0, or the
-// errno value: the C library sets it to 0 when the databases were asked and know no such id.
+// errno value of a look-up that failed.
+//
+// The C library sets errno to 0 when the databases know no such id. It does so, too, when the first
+// of them, the file, could not be read and the next one knows nothing; so the file is tried.
 template <typename Entry>
-int findEntry(Entry* (*find)(std::uint32_t), std::uint32_t id, Entry*& entry) {
+int findEntry(Entry* (*find)(std::uint32_t), const char* file, std::uint32_t id, Entry*& entry) {
   do {
     errno = 0;
     entry = find(id);
   } while (entry == nullptr && errno == EINTR);
-  return entry == nullptr ? errno : 0;
+  if (entry != nullptr)
+    return 0;
+  return errno != 0 ? errno : readError(file);
 }
 
 }  // namespace
@@ -90,7 +105,8 @@ int UnixUserTable::lookupName(bool isGroup, UserOrGroup& record) {
 
 int UnixUserTable::lookupUser(UserOrGroup& record) {
   passwd* entry = nullptr;
-  const int error = findEntry(&::getpwuid, static_cast<std::uint32_t>(record.ugID), entry);
+  const int error =
+      findEntry(&::getpwuid, "/etc/passwd", static_cast<std::uint32_t>(record.ugID), entry);
   if (entry == nullptr) {
     record.ugRemoved = error == 0;
     return error;
@@ -105,7 +121,8 @@ int UnixUserTable::lookupUser(UserOrGroup& record) {
 
 int UnixUserTable::lookupGroup(UserOrGroup& record) {
   group* entry = nullptr;
-  const int error = findEntry(&::getgrgid, static_cast<std::uint32_t>(record.ugID), entry);
+  const int error =
+      findEntry(&::getgrgid, "/etc/group", static_cast<std::uint32_t>(record.ugID), entry);
   if (entry == nullptr) {
     record.ugRemoved = error == 0;
     return error;

@@ -78,17 +78,17 @@ TEST(UnixUserTable, AFailedLookupIsNoAnswer) {
   const rlimit none{0, limit.rlim_max};
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
   const UserOrGroup* failed = table.find(Sid(3999999999U), false);
-  const std::string group = describe(*table.find(Sid(0), true));
+  const std::string group = describe(*table.find(Sid(1), true));
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
   EXPECT_EQ(describe(*failed), "3999999999||-294967297|0|1|0|-1|-1");
-  EXPECT_EQ(group, "0||0|0|2|0|-1|-1");
+  EXPECT_EQ(group, "1||0|1|2|0|-1|-1");
   EXPECT_EQ(table.find(Sid(3999999999U), false), failed);
   EXPECT_EQ(table.failureCount(), 2U);
   EXPECT_EQ(table.firstFailure(), "user 3999999999: Too many open files");
   table.retryFailures();
   EXPECT_EQ(table.failureCount(), 0U);
   EXPECT_TRUE(table.find(Sid(3999999999U), false)->ugRemoved);
-  EXPECT_EQ(table.find(Sid(0), true)->ugName, "root");
+  EXPECT_EQ(table.find(Sid(1), true)->ugName, "daemon");
 }
 
 // Against databases of our own, bound over the system's.
