@@ -7,14 +7,14 @@
 #include "Common/unix/pssignal.h"
 #include "runtime/thrd/StopFlag.h"
 #include "support/CapturedTrace.h"
-#include "support/ForkedProcess.h"
+#include "support/Process.h"
 
 namespace orv {
 namespace {
 
 using test::CapturedTrace;
 using test::eventually;
-using test::ForkedProcess;
+using test::Process;
 using test::readFile;
 using test::TempDir;
 
@@ -56,7 +56,7 @@ TEST(ChildProcess, howItEndedIsTold) {
   EXPECT_EQ(readFile(dir.file("err")),
             "cannot execute " + dir.file("missing") + ": No such file or directory\n");
   EXPECT_EQ(SpawnExternalProgram({}), PROGRAM_NOT_STARTED);
-  const ForkedProcess another([] { return ::pause(); });
+  const Process another([] { return ::pause(); });
   EXPECT_EQ(WaitForExternalProgram(-1, 0), PROGRAM_WAIT_FAILED) << "waits for any child";
   EXPECT_EQ(WaitForExternalProgram(::getpid(), 0), PROGRAM_WAIT_FAILED);
 }
@@ -103,7 +103,7 @@ TEST(ChildProcess, otherSignalsDoNotEndTheWait) {
 
 TEST(ChildProcess, inheritsNothingOfTheJob) {
   const TempDir dir;
-  const ForkedProcess job([&] {
+  const Process job([&] {
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGHUP, SIG_IGN);
     sigset_t all;
@@ -124,8 +124,8 @@ TEST(ChildProcess, inheritsNothingOfTheJob) {
 }
 
 TEST(ProcessCheck, tellsRunningFromEnded) {
-  ForkedProcess running([] { return ::pause(); });
-  ForkedProcess zombie([] { return 0; });
+  Process running([] { return ::pause(); });
+  Process zombie([] { return 0; });
   ASSERT_TRUE(eventually([&] { return !test::isRunning(zombie.pid()); }));
   const pid_t runningPid = running.pid();
   const CapturedTrace trace;
@@ -166,7 +166,7 @@ TEST(CmdExecer, appendsBothOutputsAndReturnsTheStatus) {
 TEST(Signals, stopFlagOnlyForInterruptAndTermination) {
   for (const int signal : {SIGTERM, SIGINT}) {
     const CapturedTrace trace;
-    ForkedProcess job([signal] {
+    Process job([signal] {
       ::signal(SIGCHLD, SIG_IGN);  // as an agent may leave it: children could not be waited for
       installSignalHandlers();
       ::raise(SIGPIPE);

@@ -9,14 +9,14 @@
 #include "Common/LogUtil.h"
 #include "runtime/ut/UniqueFd.h"
 #include "support/CapturedTrace.h"
-#include "support/ForkedProcess.h"
+#include "support/Process.h"
 
 namespace orv {
 namespace {
 
 namespace fs = std::filesystem;
 using test::CapturedTrace;
-using test::ForkedProcess;
+using test::Process;
 using test::readFile;
 using test::TempDir;
 
@@ -85,7 +85,7 @@ TEST(LogManager, linesOfManyProcessesStayWhole) {
   constexpr int WRITERS = 8, LINES = 100;
   const TempDir dir;
   const std::string path = dir.file("log");
-  std::vector<ForkedProcess> writers;
+  std::vector<Process> writers;
   for (int i = 0; i < WRITERS; ++i)
     writers.emplace_back([&path, i] {
       LogManager log(path);
@@ -94,7 +94,7 @@ TEST(LogManager, linesOfManyProcessesStayWhole) {
         failures += log.LogActivityLog(std::string(20'000, static_cast<char>('a' + i))) != 0;
       return failures;
     });
-  for (ForkedProcess& writer : writers)
+  for (Process& writer : writers)
     EXPECT_EQ(writer.wait(), 0);
   std::ifstream in(path);
   int lines = 0;
@@ -244,7 +244,7 @@ TEST(ActivityLog, waitsForAnotherJobsChanges) {
   const CapturedTrace trace;
   const UniqueFd other(::open(dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(::flock(other.get(), LOCK_EX), 0);
-  ForkedProcess job([&] {
+  Process job([&] {
     CmdArgs args = arguments();
     args.maxNumLogs = 5;
     return openActivityLog(args, path) == dir.file("scan_000001.log") ? 0 : 1;
@@ -264,7 +264,7 @@ TEST(ActivityLog, jobsStartingAtOnceLoseNothing) {
     const std::string path = dir.file("log/scan.log");
     test::writeFile(path, "2024-01-01 00:00:00.000 plain\n");
     const test::Gate start;
-    std::vector<ForkedProcess> jobs;
+    std::vector<Process> jobs;
     for (int i = 0; i < JOBS; ++i)
       jobs.emplace_back([&path, &start] {
         CmdArgs args = arguments();
@@ -274,7 +274,7 @@ TEST(ActivityLog, jobsStartingAtOnceLoseNothing) {
         return LogManager(openActivityLog(args, path)).LogActivityLog(std::string(700, 'x')) != 0;
       });
     start.open(JOBS);
-    for (ForkedProcess& job : jobs)
+    for (Process& job : jobs)
       EXPECT_EQ(job.wait(), 0);
     std::string all;
     for (const auto& [number, file] : getMatchingFilesMap(dir.file("log"), "scan", ".log"))

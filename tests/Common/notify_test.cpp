@@ -6,7 +6,7 @@
 #include "Common/JobFile.h"
 #include "Common/unix/psnautil.h"
 #include "support/CapturedTrace.h"
-#include "support/ForkedProcess.h"
+#include "support/Process.h"
 
 namespace orv {
 namespace {

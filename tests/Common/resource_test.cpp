@@ -7,15 +7,15 @@
 
 #include "Common/ResourceFile.h"
 #include "support/CapturedTrace.h"
-#include "support/ForkedProcess.h"
+#include "support/Process.h"
 
 namespace orv {
 namespace {
 
 using test::CapturedTrace;
 using test::eventually;
-using test::ForkedProcess;
 using test::Gate;
+using test::Process;
 using test::readFile;
 using test::TempDir;
 
@@ -59,7 +59,7 @@ TEST_F(ResourceTest, takenOnceAndReleased) {
 
 TEST_F(ResourceTest, heldByAnotherProcessUntilThatDies) {
   const Gate held;
-  ForkedProcess holder([&] {
+  Process holder([&] {
     if (lock("r") != RESOURCE_LOCKED)
       return 1;
     held.open();
@@ -92,7 +92,7 @@ TEST_F(ResourceTest, namesCannotForgeRecords) {
 }
 
 TEST_F(ResourceTest, damagedFilesKeepWhatIsWholeAndBlockNothing) {
-  const ForkedProcess other([] { return ::pause(); });
+  const Process other([] { return ::pause(); });
   const std::string others = record("other", other.pid());
   const std::string pid = std::to_string(other.pid());
   struct Row {
@@ -126,7 +126,7 @@ TEST_F(ResourceTest, damagedFilesKeepWhatIsWholeAndBlockNothing) {
 }
 
 TEST_F(ResourceTest, missingOrUnreadableFilesAreMadeGood) {
-  const ForkedProcess other([] { return ::pause(); });
+  const Process other([] { return ::pause(); });
   const std::string others = record("other", other.pid());
   // What a process leaves that is killed after removing the file and before renaming.
   test::writeFile(file + ".tmp", HEADER + others);
@@ -177,10 +177,10 @@ TEST_F(ResourceTest, processesAtOnceExcludeEachOther) {
     failures += unlock(own) == 0 ? 0 : 1;
     return failures;
   };
-  std::vector<ForkedProcess> jobs;
+  std::vector<Process> jobs;
   for (int i = 0; i < 6; ++i)
     jobs.emplace_back([&job, i] { return job(i); });
-  for (ForkedProcess& process : jobs)
+  for (Process& process : jobs)
     EXPECT_EQ(process.wait(), 0);
   EXPECT_EQ(content(), HEADER);
 }
@@ -189,7 +189,7 @@ TEST_F(ResourceTest, killedInTheRewriteLeavesAUsableFile) {
   ASSERT_EQ(lock("mine"), RESOURCE_LOCKED);
   for (int i = 0; i < 30; ++i) {
     const Gate started;
-    ForkedProcess victim([&] {
+    Process victim([&] {
       started.open();
       while (lock("r") == RESOURCE_LOCKED && unlock("r") == 0) {
       }
@@ -208,7 +208,7 @@ TEST_F(ResourceTest, killedInTheRewriteLeavesAUsableFile) {
 TEST_F(ResourceTest, everyMomentOfTheRewriteShowsAWholeFile) {
   ASSERT_EQ(lock("mine"), RESOURCE_LOCKED);
   const std::string without = content();
-  ForkedProcess writer([&] {
+  Process writer([&] {
     for (int i = 0; i < 100; ++i)
       if (lock("r") != RESOURCE_LOCKED || unlock("r") != 0)
         return 1;
@@ -226,7 +226,7 @@ TEST_F(ResourceTest, everyMomentOfTheRewriteShowsAWholeFile) {
 TEST_F(ResourceTest, lockFileIsWaitedForAndGivenUp) {
   ASSERT_EQ(lock("r"), RESOURCE_LOCKED);
   const Gate held, release;
-  ForkedProcess holder([&] {
+  Process holder([&] {
     const auto lockFile = createResourceLockFile(SCAN_RESOURCE, dir.path());
     held.open();
     release.waitUntilOpen();
@@ -240,7 +240,7 @@ TEST_F(ResourceTest, lockFileIsWaitedForAndGivenUp) {
   const CapturedTrace trace;
   EXPECT_EQ(createResourceLockFile(SCAN_RESOURCE, dir.path(), std::chrono::seconds(0)), nullptr);
   EXPECT_TRUE(trace.contains("timed out waiting to get lock, 0 seconds elapsed"));
-  ForkedProcess releaser([&] {
+  Process releaser([&] {
     const bool waits = eventually([&] { return trace.contains("waiting to get lock on " + file); });
     release.open();
     return waits ? 0 : 1;

@@ -7,7 +7,7 @@
 
 #include "orvctl/Orvctl.h"
 #include "orvctl/text/Units.h"
-#include "support/ForkedProcess.h"
+#include "support/Process.h"
 
 namespace orv::ctl::test {
 namespace {

@@ -49,7 +49,7 @@ TEST(Trace, oneLinePerCallWithPidAndSource) {
   EXPECT_NE(text.find("Exit: walk(...)"), std::string::npos);
   EXPECT_NE(text.find("name a\\x0Ab\\x1B\n"), std::string::npos);
   EXPECT_NE(text.find(" " + std::to_string(::getpid()) + " "), std::string::npos);
-  EXPECT_NE(text.find(" tests/runtime/trace_test.cpp:"), std::string::npos);
+  EXPECT_NE(text.find("tests/runtime/trace_test.cpp:"), std::string::npos);
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3);
 }
 

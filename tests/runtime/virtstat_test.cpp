@@ -178,14 +178,6 @@ TEST_F(VirtStat, helperHoldsNothingOfTheJob) {
   EXPECT_EQ(::flock(again.get(), LOCK_EX | LOCK_NB), 0);
 }
 
-TEST_F(VirtStat, replacesAHelperThatDied) {
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_EQ(errorOf(VS_LSTAT, "/"), 0);
-    ::kill(children().back(), SIGKILL);
-  }
-  reapAll();
-}
-
 // The rest needs mounts that do not answer.
 class VirtStatHang : public VirtStat {
  protected:
@@ -194,7 +186,7 @@ class VirtStatHang : public VirtStat {
       GTEST_SKIP() << "needs a private mount namespace (root) and /dev/fuse";
     VirtStat::SetUp();
     std::filesystem::create_directories(dir.file("mounted"));
-    for (const char* name : {"dir/file", "hang-stat", "hang-open/x", "hang-read/x"})
+    for (const char* name : {"dir/file", "hang-stat"})
       test::writeFile(dir.file("source/") + name, name);
   }
   [[nodiscard]] std::string mounted(const std::string& name) const {
@@ -210,35 +202,6 @@ class VirtStatHang : public VirtStat {
   }
 };
 
-struct Expected {
-  int operation;
-  const char* name;
-  int error;
-};
-
-TEST_F(VirtStatHang, timesOutWhereNoAnswerComes) {
-  const Expected rows[] = {
-      {VS_LSTAT, "dir/file", 0},
-      {VS_LSTAT, "hang-stat", ETIMEDOUT},
-      {VS_LSTAT, "dir/file", 0},
-      {VS_READDIR, "hang-open", ETIMEDOUT},
-      {VS_READDIR, "hang-read", ETIMEDOUT},
-      {VS_READDIR, "dir", 0},
-      {VS_LSTAT, "hang-open", 0},
-      {VS_STATVFS, "", 0},
-  };
-  EXPECT_EQ("", overMount([&](test::HangFs&) -> std::string {
-              for (const Expected& row : rows)
-                // Only the calls that do hang have a short time; the others may be as slow as they
-                // like.
-                if (const int error =
-                        errorOf(row.operation, mounted(row.name), row.error != 0 ? 1 : LONG);
-                    error != row.error)
-                  return std::string(row.name) + " gave " + std::strerror(error);
-              return "";
-            }));
-}
-
 TEST_F(VirtStatHang, neverTakesALateAnswerForAnother) {
   EXPECT_EQ("", overMount([&](test::HangFs& server) -> std::string {
               for (int round = 0; round < 2; ++round) {
@@ -253,40 +216,6 @@ TEST_F(VirtStatHang, neverTakesALateAnswerForAnother) {
                   return "wrong answer after the server went on";
               }
               return "";
-            }));
-}
-
-// The job holds locks of both kinds, hangs, and ends while its helper is still asleep in the
-// kernel.
-TEST_F(VirtStatHang, aHungCallNeitherKeepsTheJobNorItsLocks) {
-  const std::string lockFile = dir.file("lock");
-  EXPECT_EQ("", overMount([&](test::HangFs&) -> std::string {
-              const pid_t job = ::fork();
-              if (job == 0) {
-                const int fd = ::open(lockFile.c_str(), O_RDWR | O_CREAT, 0600);
-                const bool isLocked = ::flock(fd, LOCK_EX) == 0 && ::lockf(fd, F_LOCK, 0) == 0;
-                const int first = errorOf(VS_LSTAT, mounted("hang-stat"), 1);
-                const int second = errorOf(VS_LSTAT, mounted("hang-stat"), 1);
-                virtStatCleanUp();
-                ::_exit(isLocked && first == ETIMEDOUT && second == ETIMEDOUT ? 0 : 1);
-              }
-              int status = 0;
-              if (::waitpid(job, &status, 0) != job || status != 0)
-                return "the job ended with wait status " + std::to_string(status);
-              const UniqueFd fd(::open(lockFile.c_str(), O_RDWR));
-              if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0 || ::lockf(fd.get(), F_TLOCK, 0) != 0)
-                return "the job's locks are still held";
-              return "";
-            }));
-}
-
-TEST_F(VirtStatHang, endsItsWaitWhenTheJobIsStopped) {
-  EXPECT_EQ("", overMount([&](test::HangFs&) -> std::string {
-              ::signal(SIGALRM, [](int) { agentStop = true; });
-              ::alarm(1);
-              const int error = errorOf(VS_LSTAT, mounted("hang-stat"));
-              return error == EINTR ? ""
-                                    : std::string("the wait ended with ") + std::strerror(error);
             }));
 }
 

@@ -1,15 +1,9 @@
 #pragma once
 
-#include <signal.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <fstream>
-#include <stdexcept>
-#include <string>
+#include "support/Process.h"
 
 namespace orv::test {
 
@@ -19,17 +13,10 @@ class HangFs final {
  public:
   // Shows `source` at `mountPoint`; both exist. With `hangsOnStatfs` no capacity figures either.
   HangFs(const std::string& source, const std::string& mountPoint, bool hangsOnStatfs = false)
-      : m_mountPoint(mountPoint) {
-    m_server = ::fork();
-    if (m_server == 0) {
-      // Whatever becomes of the test, the server does not outlive it.
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      ::execl(ORV_HANGFS, "hangfs", source.c_str(), mountPoint.c_str(),
-              hangsOnStatfs ? "statfs" : nullptr, nullptr);
-      ::_exit(127);
-    }
+      : m_mountPoint(mountPoint),
+        m_server({ORV_HANGFS, source, mountPoint, hangsOnStatfs ? "statfs" : ""}, {}, "/dev/null") {
     while (!isMounted()) {
-      if (::waitpid(m_server, nullptr, WNOHANG) != 0)
+      if (!isRunning(m_server.pid()))
         throw std::runtime_error("hangfs cannot mount " + mountPoint);
       ::usleep(10'000);
     }
@@ -46,19 +33,13 @@ class HangFs final {
 
   // Stops the server before it reads another request.
   void stop() const {
-    ::kill(m_server, SIGSTOP);
-    ::waitpid(m_server, nullptr, WUNTRACED);
+    m_server.signal(SIGSTOP);
+    ::waitpid(m_server.pid(), nullptr, WUNTRACED);
   }
-  void goOn() const { ::kill(m_server, SIGCONT); }
+  void goOn() const { m_server.signal(SIGCONT); }
 
   // Ends the server: every call that waits for it fails.
-  void kill() {
-    if (m_server > 0) {
-      ::kill(m_server, SIGKILL);
-      ::waitpid(m_server, nullptr, 0);
-    }
-    m_server = -1;
-  }
+  void kill() { m_server.kill(); }
 
   // Whether this machine can mount one at all.
   [[nodiscard]] static bool isPossible() { return ::access("/dev/fuse", R_OK | W_OK) == 0; }
@@ -73,7 +54,7 @@ class HangFs final {
   }
 
   std::string m_mountPoint;
-  pid_t m_server = -1;
+  Process m_server;
 };
 
 }  // namespace orv::test
