@@ -1,0 +1,181 @@
+#include "orvctl/export/Page.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "orvctl/export/Json.h"
+#include "orvctl/export/PageParts.h"
+#include "orvctl/export/PageTree.h"
+#include "orvctl/text/Units.h"
+
+namespace orv::ctl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// The library takes 260 KB; so the page stays below 1 MB whatever the result holds.
+constexpr std::size_t TREE_BUDGET = 500'000;
+constexpr std::size_t LISTS_BUDGET = 150'000;
+constexpr std::size_t MIN_LIST = 100;
+constexpr std::size_t MAX_VIEWS = 20;
+
+// Cuts a list and says how many items it lost.
+std::size_t cut(Json& list, std::size_t length) {
+  const std::size_t lost = list.size() > length ? list.size() - length : 0;
+  list.erase(list.end() - static_cast<std::ptrdiff_t>(lost), list.end());
+  return lost;
+}
+
+Json cutStatistics(const Json& whole, std::size_t length) {
+  Json statistics = whole;
+  for (const char* list : {"owners", "groups", "file_types", "largest_directories"})
+    statistics["more"][list] = cut(statistics[list], length);
+  for (Json& ranking : statistics["rankings"])
+    ranking["more"] = cut(ranking["files"], length);
+  return statistics;
+}
+
+// The statistics with lists as long as the page has room for, but never shorter than `least`.
+Json fittingStatistics(const Json& whole, std::size_t least, std::size_t budget) {
+  std::size_t length = std::max(least, MIN_LIST);
+  Json statistics = cutStatistics(whole, length);
+  while (length > least && statistics.dump().size() > budget) {
+    length = std::max(length / 2, least);
+    statistics = cutStatistics(whole, length);
+  }
+  return statistics;
+}
+
+// What the page can show: a root or a watched directory by one profile.
+struct View {
+  std::size_t root;
+  std::string label;
+  const Profile* profile;
+};
+
+std::vector<View> viewsOf(const Scan& scan) {
+  static const Profile NONE;  // a root of which only directories were watched
+  std::vector<View> views;
+  for (std::size_t root = 0; root < scan.roots.size(); ++root) {
+    const Root& own = scan.roots[root];
+    for (const Profile& profile : own.profiles)
+      views.push_back({root, own.path, &profile});
+    if (own.profiles.empty())
+      views.push_back({root, own.path, &NONE});
+    for (const Subtree& subtree : own.subtrees)
+      for (const Profile& profile : subtree.profiles)
+        views.push_back({root, subtree.entry.path, &profile});
+  }
+  views.resize(std::min(views.size(), MAX_VIEWS));
+  return views;
+}
+
+Json viewsJson(const Scan& scan, const PageOptions& options) {
+  const std::vector<View> views = viewsOf(scan);
+  Json json = Json::array();
+  for (const View& view : views)
+    json.push_back({{"root", view.root},
+                    {"label", view.label},
+                    {"profile", view.profile->name},
+                    {"statistics",
+                     fittingStatistics(jsonOf(*view.profile), static_cast<std::size_t>(options.top),
+                                       LISTS_BUDGET / views.size())}});
+  return json;
+}
+
+Json rootsJson(const Scan& scan) {
+  Json json = Json::array();
+  for (const Root& root : scan.roots) {
+    Json facts = factsOf(root);
+    PageTree tree = pageTree(root, TREE_BUDGET / scan.roots.size());
+    facts["tree"] = std::move(tree.rows);
+    facts["tree_cut"] = tree.left;
+    json.push_back(std::move(facts));
+  }
+  return json;
+}
+
+// ---- Growth
+
+std::string perDay(double bytes) {
+  return sizeText(std::llround(bytes)) + " a day";
+}
+
+std::string trendText(const Trend& trend) {
+  if (trend.kind == Trend::Kind::NONE)
+    return "No trend: the scans are too few or scatter too much.";
+  std::string text = fmt::format(
+      "{}{} (between {} and {}).", trend.kind == Trend::Kind::GROWING ? "Grows by " : "Changes by ",
+      perDay(trend.bytesPerDay), perDay(trend.lowest), perDay(trend.highest));
+  if (trend.full)
+    text += fmt::format(" Full in {:.0f} days (between {:.0f} and {:.0f}).", trend.full->days,
+                        trend.full->earliest, trend.full->latest);
+  return text;
+}
+
+Json lineJson(const GrowthLine& line, const std::string& name) {
+  Json points = Json::array();
+  for (const GrowthPoint& point : line.points)
+    points.push_back({point.time, point.bytes});
+  return {{"name", name}, {"points", std::move(points)}};
+}
+
+Json growthJson(const GrowthSeries* growth) {
+  if (growth == nullptr)
+    return nullptr;
+  Json directories = Json::array();
+  for (const GrowthLine& line : growth->directories)
+    directories.push_back(lineJson(line, line.name));
+  return {{"path", growth->path},
+          {"trend", trendText(growth->trend)},
+          {"total", lineJson(growth->total, "Total size")},
+          {"used", lineJson(growth->used, "Used in the filesystem")},
+          {"directories", std::move(directories)}};
+}
+
+// JSON that no script element ends at, whatever names it holds.
+std::string scriptJson(const Json& json) {
+  std::string text;
+  for (const char character : json.dump())
+    if (character == '<')
+      text += "\\u003c";
+    else
+      text += character;
+  return text;
+}
+
+// The page with every "@NAME@" replaced; what is put in is not looked at again.
+std::string filled(std::string_view page,
+                   const std::vector<std::pair<std::string_view, std::string_view>>& parts) {
+  std::string out;
+  for (const auto& [place, text] : parts) {
+    const std::size_t at = page.find(place);
+    out.append(page.substr(0, at)).append(text);
+    page.remove_prefix(at + place.size());
+  }
+  return out.append(page);
+}
+
+}  // namespace
+
+std::string renderPage(const Scan& scan, const PageOptions& options, const GrowthSeries* growth) {
+  Json run = jsonOf(scan.run);
+  if (scan.run)
+    cut(run["warnings"], static_cast<std::size_t>(options.top));
+  const Json data = {{"version", scan.version},     {"result", scan.result},
+                     {"host", scan.host},           {"run", std::move(run)},
+                     {"roots", rootsJson(scan)},    {"views", viewsJson(scan, options)},
+                     {"growth", growthJson(growth)}};
+  const std::string json = scriptJson(data);
+  return filled(PAGE_HTML, {{"@STYLE@", PAGE_CSS},
+                            {"@DATA@", json},
+                            {"@LIBRARY@", PAGE_LIBRARY},
+                            {"@SCRIPT@", PAGE_JS}});
+}
+
+}  // namespace orv::ctl
