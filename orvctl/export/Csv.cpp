@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -248,63 +249,71 @@ Paths directPaths(const Scan& scan) {
   return paths;
 }
 
-struct Section {
-  std::string_view name;
-  std::function<std::string(const Scan&)> render;
+// What a section is as a table, and as a list of paths.
+struct Form {
+  Section section;
+  std::function<std::string(const Scan&)> table;
   std::function<Paths(const Scan&)> paths;  // empty for a table without
 };
 
-const std::vector<Section>& sections() {
+const std::vector<Form>& forms() {
   static const Kinds LARGEST = {RankingKind::LARGEST_FILES};
   static const Kinds UNUSED = {RankingKind::LEAST_ACCESSED, RankingKind::OLDEST_NOT_BACKED_UP};
   static const Kinds ORPHANS = {RankingKind::LARGEST_ORPHANS, RankingKind::OLDEST_ORPHANS};
   using std::placeholders::_1;
   // clang-format off
-  static const std::vector<Section> SECTIONS = {
-      {"summary",     summaryTable,                                       {}},
-      {"directories", std::bind(subtreeTable, _1, false),                 std::bind(subtreePaths, _1, false)},
-      {"watched",     std::bind(subtreeTable, _1, true),                  std::bind(subtreePaths, _1, true)},
-      {"direct",      directTable,                                        directPaths},
-      {"files",       std::bind(fileTable, _1, LARGEST),                  std::bind(filePaths, _1, LARGEST)},
-      {"unused",      std::bind(fileTable, _1, UNUSED),                   std::bind(filePaths, _1, UNUSED)},
-      {"orphans",     std::bind(fileTable, _1, ORPHANS),                  std::bind(filePaths, _1, ORPHANS)},
-      {"sizes",       sizeTable,                                          {}},
-      {"ages",        ageTable,                                           {}},
-      {"owners",      std::bind(accountTable, _1, &Statistics::owners),   {}},
-      {"groups",      std::bind(accountTable, _1, &Statistics::groups),   {}},
-      {"old",         oldTable,                                           {}},
-      {"types",       typeTable,                                          {}},
-      {"warnings",    warningTable,                                       {}},
+  static const std::vector<Form> FORMS = {
+      {Section::SUMMARY,      summaryTable,                                     {}},
+      {Section::DIRECTORIES,  std::bind(subtreeTable, _1, false),               std::bind(subtreePaths, _1, false)},
+      {Section::WATCHED_LIST, std::bind(subtreeTable, _1, true),                std::bind(subtreePaths, _1, true)},
+      {Section::FILES,        std::bind(fileTable, _1, LARGEST),                std::bind(filePaths, _1, LARGEST)},
+      {Section::SIZES,        sizeTable,                                        {}},
+      {Section::OLD,          oldTable,                                         {}},
+      {Section::AGES,         ageTable,                                         {}},
+      {Section::OWNERS,       std::bind(accountTable, _1, &Statistics::owners), {}},
+      {Section::GROUPS,       std::bind(accountTable, _1, &Statistics::groups), {}},
+      {Section::UNUSED,       std::bind(fileTable, _1, UNUSED),                 std::bind(filePaths, _1, UNUSED)},
+      {Section::ORPHANS,      std::bind(fileTable, _1, ORPHANS),                std::bind(filePaths, _1, ORPHANS)},
+      {Section::TYPES,        typeTable,                                        {}},
+      {Section::DIRECT,       directTable,                                      directPaths},
+      {Section::WARNINGS,     warningTable,                                     {}},
   };
   // clang-format on
-  return SECTIONS;
+  return FORMS;
 }
 
-const Section* find(std::string_view name) {
-  const auto found = std::ranges::find(sections(), name, &Section::name);
-  return found == sections().end() ? nullptr : &*found;
+const Form* formOf(Section section) {
+  const auto found = std::ranges::find(forms(), section, &Form::section);
+  return found == forms().end() ? nullptr : &*found;
+}
+
+[[noreturn]] void hasNone(Section section, const char* what) {
+  const auto* name = std::ranges::find(SECTIONS, section, &SectionName::section);
+  throw CtlError(fmt::format("the section {} has no {}", name->name, what), EXIT_USAGE);
 }
 
 }  // namespace
 
-std::vector<std::string_view> csvTableNames() {
-  std::vector<std::string_view> names;
-  for (const Section& section : sections())
-    names.push_back(section.name);
-  return names;
+std::vector<SectionName> csvTables() {
+  std::vector<SectionName> tables;
+  std::ranges::copy_if(SECTIONS, std::back_inserter(tables),
+                       [](const SectionName& name) { return formOf(name.section) != nullptr; });
+  return tables;
 }
 
-std::string renderCsv(const Scan& scan, std::string_view table) {
-  const Section* section = find(table);
-  return section == nullptr ? std::string() : section->render(scan);
+std::string renderCsv(const Scan& scan, Section section) {
+  const Form* form = formOf(section);
+  if (form == nullptr)
+    hasNone(section, "table of its own; the column \"directory\" of the others tells");
+  return form->table(scan);
 }
 
-std::string renderPaths(const Scan& scan, std::string_view table) {
-  const Section* section = find(table);
-  if (section == nullptr || !section->paths)
-    throw CtlError(fmt::format("cannot list the paths of {}: it holds none", table), EXIT_USAGE);
+std::string renderPaths(const Scan& scan, Section section) {
+  const Form* form = formOf(section);
+  if (form == nullptr || !form->paths)
+    hasNone(section, "paths to list");
   std::string out;
-  for (const std::string& path : section->paths(scan))
+  for (const std::string& path : form->paths(scan))
     out.append(bytesOf(path)).push_back('\0');
   return out;
 }

@@ -162,6 +162,7 @@ Json factsOf(const Root& root) {
           {"capacity", capacityOf(root.capacity)},
           {"inodes", root.inodes},
           {"used_inodes", root.usedInodes},
+          {"subtree_depth", root.depth},
           {"not_read", notReadOf(root.notRead)},
           {"age_limits", listOf(root.ages, limitOf)},
           {"names_with_links", totalsOf(root.namesWithLinks)},

@@ -1,0 +1,117 @@
+#include "orvctl/export/Export.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "orvctl/export/Csv.h"
+#include "orvctl/export/Json.h"
+#include "orvctl/export/Page.h"
+#include "orvctl/export/WholeFile.h"
+#include "orvctl/text/CtlError.h"
+#include "orvctl/text/Output.h"
+#include "orvctl/text/Utf8.h"
+#include "runtime/unx/Files.h"
+#include "runtime/ut/Text.h"
+
+namespace orv::ctl {
+namespace {
+
+[[noreturn]] void contradicts(const std::string& why) {
+  throw CtlError(why, EXIT_USAGE);
+}
+
+bool isDirectory(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool writesTables(const ExportRequest& request) {
+  return request.format == Format::CSV && !request.pathsOnly &&
+         (request.sections.size() != 1 || isDirectory(request.output) ||
+          request.output.ends_with('/'));
+}
+
+void checkWords(const ExportRequest& request) {
+  const bool inSections = request.format == Format::TEXT || request.format == Format::CSV;
+  if (!inSections && !request.sections.empty())
+    contradicts("--section goes with --format text or csv; the other formats hold all sections");
+  if (request.pathsOnly && request.sections.size() != 1)
+    contradicts("--null lists the paths of one section: give --section files");
+  if (request.pathsOnly && request.format != Format::TEXT)
+    contradicts("--null is a format of its own and goes with no --format");
+  if (writesTables(request) && request.output.empty())
+    contradicts("--format csv writes one table a file: give --output DIR, or one --section");
+}
+
+void checkPlace(const ExportRequest& request) {
+  if (request.output.empty() || ::access(request.output.c_str(), W_OK) == 0)
+    return;
+  const std::string parent = parentDirectory(request.output);
+  // A file that may not be written to can still be replaced, and a directory is made if need be.
+  if (errno == EROFS || ::access(parent.empty() ? "." : parent.c_str(), W_OK | X_OK) != 0)
+    throw CtlError(fmt::format("cannot write {}: {}", utf8Text(request.output), errnoText(errno)));
+}
+
+void put(const ExportRequest& request, std::string_view text, mode_t mode) {
+  if (request.output.empty())
+    writeOut(text);
+  else if (isDirectory(request.output))
+    throw CtlError(fmt::format("cannot write {}: {}", utf8Text(request.output), errnoText(EISDIR)));
+  else
+    writeWholeFile(request.output, text, mode);
+}
+
+void writeTables(const ExportRequest& request, const Scan& scan) {
+  if (!makePath(request.output))
+    throw CtlError(fmt::format("cannot create the directory {}: {}", utf8Text(request.output),
+                               errnoText(errno)));
+  for (const SectionName& table : csvTables())
+    if (request.sections.empty() || request.sections.contains(table.section))
+      writeWholeFile(fmt::format("{}/{}.csv", request.output, table.name),
+                     renderCsv(scan, table.section), REPORT_MODE);
+}
+
+}  // namespace
+
+void checkRequest(const ExportRequest& request) {
+  checkWords(request);
+  checkPlace(request);
+}
+
+void exportScan(const ExportRequest& request, const Scan& scan,
+                const std::function<std::string(const Style&)>& text, const GrowthSeries* growth) {
+  checkWords(request);
+  if (request.pathsOnly)
+    return put(request, renderPaths(scan, *request.sections.begin()), REPORT_MODE);
+  if (writesTables(request))
+    return writeTables(request, scan);
+  switch (request.format) {
+    case Format::TEXT:
+      // What goes to a file is laid out like what goes to a pipe.
+      return put(request, text(styleFor(request.output.empty() ? STDOUT_FILENO : -1)), REPORT_MODE);
+    case Format::JSON:
+      return put(request, renderJson(scan), REPORT_MODE);
+    case Format::CSV:
+      return put(request, renderCsv(scan, *request.sections.begin()), REPORT_MODE);
+    case Format::HTML:
+      return put(request, renderPage(scan, {request.top}, growth), REPORT_MODE);
+    case Format::PROMETHEUS:
+      return put(request, renderMetrics(scan, {request.top}), METRICS_MODE);
+  }
+}
+
+void exportFailure(const ExportRequest& request, const FailedRun& run) {
+  if (request.format != Format::PROMETHEUS || request.output.empty())
+    return;
+  std::ifstream file(request.output, std::ios::binary);
+  const std::string before{std::istreambuf_iterator<char>(file), {}};
+  writeWholeFile(request.output, withFailedRun(before, run), METRICS_MODE);
+}
+
+}  // namespace orv::ctl
