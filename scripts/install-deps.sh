@@ -7,9 +7,10 @@ set -euo pipefail
 declare -A packages=(
   # Compiler, build tools, libraries; gencat is in libc-dev-bin, ps (which the locks ask) in procps.
   [build]="g++ cmake ninja-build pkg-config libc-dev-bin procps libpcre3-dev libfmt-dev
-           libcli11-dev nlohmann-json3-dev libabsl-dev libgtest-dev libbenchmark-dev"
-  # Filesystems that the tests make and mount.
-  [test]="libfuse3-dev fuse3 mount e2fsprogs dosfstools xfsprogs btrfs-progs"
+           libcli11-dev nlohmann-json3-dev libabsl-dev libgtest-dev libbenchmark-dev node-d3"
+  # Filesystems that the tests make and mount; independent readers of what orvctl exports.
+  [test]="libfuse3-dev fuse3 mount e2fsprogs dosfstools xfsprogs btrfs-progs
+          python3 python3-jsonschema python3-selenium chromium-driver prometheus prometheus-node-exporter"
   [lint]="clang-format clang-tidy"
 )
 
@@ -50,6 +51,13 @@ fi
 
 echo "Installing: ${missing[*]}"
 apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y)
+# The tests start the servers that they need, on ports of their own: none is to run because of them.
+policy=/usr/sbin/policy-rc.d
+if [[ ! -e $policy ]]; then
+  trap '"${as_root[@]}" rm -f "$policy"' EXIT
+  printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
+  "${as_root[@]}" chmod 755 "$policy"
+fi
 "${apt[@]}" update || fail "apt-get update failed; check the package sources of this system"
 "${apt[@]}" install --no-install-recommends "${missing[@]}" ||
   fail "apt-get could not install: ${missing[*]}"
