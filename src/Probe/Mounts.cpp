@@ -7,7 +7,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <string_view>
 
@@ -22,7 +21,6 @@
 namespace orv {
 namespace {
 
-constexpr const char* MOUNT_TABLE = "/etc/mtab";
 constexpr const char* ZENFS_CLUSTER_FILE = "/etc/zenfs/cluster";
 constexpr std::size_t ENTRY_BUFFER_SIZE = 1025;
 
@@ -66,11 +64,12 @@ std::string withNumberSigns(std::string source) {
 }
 
 // 0, or the errno value.
-int askForFigures(const std::string& mountPoint, int nfsTimeout, struct statvfs64& st) {
+int askForFigures(const std::string& mountPoint, int nfsTimeout, StatThread& statThread,
+                  struct statvfs64& st) {
   if (nfsTimeout <= 0)
     return ::statvfs64(mountPoint.c_str(), &st) == 0 ? 0 : errno;
   int error = 0;
-  (void)zplNFSsyscalls(mountPoint.c_str(), 0, &st, VS_STATVFS, nfsTimeout, error);
+  (void)statThread.zplNFSsyscalls(mountPoint.c_str(), 0, &st, VS_STATVFS, nfsTimeout, error);
   return error;
 }
 
@@ -96,15 +95,13 @@ void traceFigures(const struct statvfs64& st) {
 
 bool Mounts::openMnttab() {
   TRACE_METHOD("openMnttab()");
-  const char* named = std::getenv(MNTTAB_VARIABLE);
-  const std::string path = named != nullptr && *named != '\0' ? named : MOUNT_TABLE;
-  m_table.reset(std::fopen(path.c_str(), "re"));
+  m_table.reset(std::fopen(m_path.c_str(), "re"));
   if (!m_table) {
-    issueMessage(msg::STA0094E, {path + " - " + errnoText(errno)});
+    issueMessage(msg::STA0094E, {m_path + " - " + errnoText(errno)});
     return false;
   }
   if (!setLock(m_table.get(), F_RDLCK)) {
-    issueMessage(msg::STA0095E, {path + " - " + errnoText(errno)});
+    issueMessage(msg::STA0095E, {m_path + " - " + errnoText(errno)});
     m_table.reset();
     return false;
   }
@@ -176,10 +173,11 @@ std::string getZenfsClusterName(const MountEntry& entry) {
   return formatText("%s/%s", name.c_str(), device.c_str());
 }
 
-int Mounts::statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeout) {
+int Mounts::statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeout,
+                   StatThread& statThread) {
   TRACE_METHOD("statFS(...)");
   struct statvfs64 st {};
-  if (const int error = askForFigures(entry.mountPoint, nfsTimeout, st); error != 0) {
+  if (const int error = askForFigures(entry.mountPoint, nfsTimeout, statThread, st); error != 0) {
     issueMessage(msg::STA0096E, {entry.mountPoint + " - " + errnoText(error)});
     TRACE(TR_ERROR, ">> statvfs() failed for path %s ... logged STA0096E\n",
           entry.mountPoint.c_str());

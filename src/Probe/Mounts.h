@@ -5,10 +5,12 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace orv {
 
 class Filesystem;
+class StatThread;
 
 // One usable entry of the mount table, escapes decoded.
 struct MountEntry {
@@ -27,10 +29,11 @@ struct MountEntry {
 //       use(mounts.current());
 class Mounts final {
  public:
-  // Environment variable that names another mount table than /etc/mtab.
-  static constexpr const char* MNTTAB_VARIABLE = "ORV_MNTTAB";
+  // The system's own table.
+  static constexpr const char* MOUNT_TABLE = "/etc/mtab";
 
-  Mounts() = default;
+  // `table` names another file of that format where the system's own is not meant.
+  explicit Mounts(std::string table = MOUNT_TABLE) : m_path(std::move(table)) {}
   Mounts(const Mounts&) = delete;
   Mounts& operator=(const Mounts&) = delete;
 
@@ -49,9 +52,10 @@ class Mounts final {
 
   // Fills capacity, inode and physical size figures of `filesystem` from what is mounted at the
   // entry's mount point. 0; 12 when it does not answer (reported, the record unchanged), within
-  // `nfsTimeout` seconds where that is above 0; 4 when the device of an ext or FAT filesystem
-  // cannot be opened (reported, the capacity figures are set).
-  [[nodiscard]] static int statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeout);
+  // `nfsTimeout` seconds where that is above 0, as `statThread` tells; 4 when the device of an ext
+  // or FAT filesystem cannot be opened (reported, the capacity figures are set).
+  [[nodiscard]] static int statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeout,
+                                  StatThread& statThread);
 
   // Sets the figures that `st` holds, the physical size being the capacity. Units: 512 bytes.
   static void setCapacity(const struct statvfs64& st, const MountEntry& entry,
@@ -66,6 +70,7 @@ class Mounts final {
   [[nodiscard]] bool nameFileset();
   void closeMnttab();
 
+  std::string m_path;
   std::unique_ptr<std::FILE, Close> m_table;
   MountEntry m_current;
 };

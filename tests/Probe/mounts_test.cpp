@@ -22,9 +22,9 @@ std::string show(const MountEntry& entry) {
   return entry.source + "|" + entry.mountPoint + "|" + entry.type;
 }
 
-std::vector<std::string> readTable() {
+std::vector<std::string> readTable(const std::string& table) {
   std::vector<std::string> found;
-  Mounts mounts;
+  Mounts mounts(table);
   if (!mounts.openMnttab())
     return {"not opened"};
   while (mounts.nextMount())
@@ -37,15 +37,13 @@ std::vector<std::string> readTable() {
 class MountsTest : public ::testing::Test {
  protected:
   void useTable(const std::string& text) {
-    test::writeFile(dir.file("mtab"), text);
-    ::setenv(Mounts::MNTTAB_VARIABLE, dir.file("mtab").c_str(), 1);
-  }
-  void TearDown() override {
-    ::unsetenv(Mounts::MNTTAB_VARIABLE);
-    virtStatCleanUp();
+    table = dir.file("mtab");
+    test::writeFile(table, text);
   }
 
+  StatThread statThread;
   test::TempDir dir;
+  std::string table = Mounts::MOUNT_TABLE;
   test::CapturedMessages messages;
 };
 
@@ -64,7 +62,7 @@ TEST_F(MountsTest, passesOverTheExcludedTypesOnly) {
       "e /e autofs2 rw 0 0\n"
       "f /f aut rw 0 0\n"
       "last /last ext4");
-  EXPECT_EQ(readTable(),
+  EXPECT_EQ(readTable(table),
             (std::vector<std::string>{"sysfs|/sys|sysfs", "tmpfs|/tmp|tmpfs", "host:/export|/n|nfs",
                                       "e|/e|autofs2", "f|/f|aut", "last|/last|ext4"}));
 }
@@ -73,7 +71,7 @@ TEST_F(MountsTest, decodesEscapes) {
   useTable(
       "h:/a\\040b\\0431 /m\\011x\\134043 nfs rw 0 0\n"
       "/dev/x /new\\012line ext4 rw 0 0\n");
-  EXPECT_EQ(readTable(),
+  EXPECT_EQ(readTable(table),
             (std::vector<std::string>{"h:/a b#1|/m\tx\\043|nfs", "/dev/x|/new\nline|ext4"}));
 }
 
@@ -87,13 +85,12 @@ TEST_F(MountsTest, passesOverEntriesThatDoNotFit) {
   // "dev " + 1,014 + " ext4" fills 1,023 characters: the blank behind it is the last that fits.
   useTable(entryOf(1014) + entryOf(1015) + entryOf(1017) + entryOf(1100) + entryOf(5000) +
            "lonely\nonly /two\nafter /after ext4 rw 0 0\n");
-  EXPECT_EQ(readTable(), (std::vector<std::string>{"dev|/" + std::string(1013, 'm') + "|ext4",
-                                                   "after|/after|ext4"}));
+  EXPECT_EQ(readTable(table), (std::vector<std::string>{"dev|/" + std::string(1013, 'm') + "|ext4",
+                                                        "after|/after|ext4"}));
 }
 
 TEST_F(MountsTest, reportsATableThatIsMissing) {
-  ::setenv(Mounts::MNTTAB_VARIABLE, dir.file("none").c_str(), 1);
-  EXPECT_FALSE(Mounts().openMnttab());
+  EXPECT_FALSE(Mounts(dir.file("none")).openMnttab());
   EXPECT_EQ(messages.of("STA0094E").size(), 1U);
 }
 
@@ -101,7 +98,7 @@ TEST_F(MountsTest, endsAtAFilesetWhoseClusterIsUnknown) {
   if (::access("/etc/zenfs/cluster", F_OK) == 0)
     GTEST_SKIP() << "this host names a cluster";
   useTable("/dev/a /a ext4 rw 0 0\n/dev/gold /z zenfs rw 0 0\n/dev/c /c ext4 rw 0 0\n");
-  EXPECT_EQ(readTable(), (std::vector<std::string>{"/dev/a|/a|ext4"}));
+  EXPECT_EQ(readTable(table), (std::vector<std::string>{"/dev/a|/a|ext4"}));
   ASSERT_EQ(messages.lines.size(), 2U);
   EXPECT_TRUE(messages.lines[0].starts_with("STA0620E ")) << messages.lines[0];
   EXPECT_TRUE(messages.lines[1].starts_with("STA0622E ")) << messages.lines[1];
@@ -111,16 +108,17 @@ TEST_F(MountsTest, namesAFilesetByItsCluster) {
   if (!test::canMount())
     GTEST_SKIP() << "needs a private mount namespace (root)";
   useTable("/dev/gold /a zenfs rw 0 0\nsilver /b stfs2 rw 0 0\n");
-  EXPECT_EQ("", test::inPrivateMounts([]() -> std::string {
-              // An empty /etc of the child's own, with nothing in it but the cluster.
-              if (::mount("none", "/etc", "tmpfs", 0, nullptr) != 0)
-                return "cannot mount over /etc";
-              test::writeFile("/etc/zenfs/cluster", " north \nsecond line\n");
-              const std::vector<std::string> table = readTable();
-              if (table != std::vector<std::string>{"north/gold|/a|zenfs", "north/silver|/b|zenfs"})
-                return "read " + (table.empty() ? "nothing" : table.front());
-              return "";
-            }));
+  EXPECT_EQ(
+      "", test::inPrivateMounts([this]() -> std::string {
+        // An empty /etc of the child's own, with nothing in it but the cluster.
+        if (::mount("none", "/etc", "tmpfs", 0, nullptr) != 0)
+          return "cannot mount over /etc";
+        test::writeFile("/etc/zenfs/cluster", " north \nsecond line\n");
+        const std::vector<std::string> entries = readTable(table);
+        if (entries != std::vector<std::string>{"north/gold|/a|zenfs", "north/silver|/b|zenfs"})
+          return "read " + (entries.empty() ? "nothing" : entries.front());
+        return "";
+      }));
 }
 
 TEST_F(MountsTest, readsWhatTheKernelSays) {
@@ -133,12 +131,12 @@ TEST_F(MountsTest, readsWhatTheKernelSays) {
               for (const char* options : {"size=4k", "size=1g,nr_inodes=1000"})
                 if (::mount("h:/e #1", place.c_str(), "tmpfs", 0, options) != 0)
                   return "cannot mount a tmpfs";
-              const std::vector<std::string> table = readTable();
+              const std::vector<std::string> entries = readTable(table);
               const std::string expected = "h:/e #1|" + place + "|tmpfs";
-              if (std::count(table.begin(), table.end(), expected) != 2)
+              if (std::count(entries.begin(), entries.end(), expected) != 2)
                 return "the table lacks " + expected;
               Filesystem fs;
-              if (Mounts::statFS({"h:/e #1", place, "tmpfs"}, fs, 0) != 0)
+              if (Mounts::statFS({"h:/e #1", place, "tmpfs"}, fs, 0, statThread) != 0)
                 return "statFS failed";
               const std::vector<std::int64_t> figures{fs.fsCapacity,
                                                       fs.fsFreeSpace,
@@ -158,8 +156,8 @@ TEST_F(MountsTest, statFSReportsWhatDoesNotAnswer) {
   Filesystem fs;
   fs.fsCapacity = 5;
   const std::string gone = dir.file("gone");
-  EXPECT_EQ(Mounts::statFS({"/dev/x", gone, "ext4"}, fs, 0), 12);
-  EXPECT_EQ(Mounts::statFS({"/dev/x", gone, "ext4"}, fs, 1000), 12);
+  EXPECT_EQ(Mounts::statFS({"/dev/x", gone, "ext4"}, fs, 0, statThread), 12);
+  EXPECT_EQ(Mounts::statFS({"/dev/x", gone, "ext4"}, fs, 1000, statThread), 12);
   EXPECT_EQ(fs.fsCapacity, 5);
   ASSERT_EQ(messages.of("STA0096E").size(), 2U);
   EXPECT_NE(messages.lines[0].find(gone + " - No such file or directory"), std::string::npos);
@@ -176,15 +174,15 @@ TEST_F(MountsTest, statFSLeavesAServerThatDoesNotAnswer) {
       "", test::inPrivateMounts([&]() -> std::string {
         const test::HangFs server(dir.file("source"), entry.mountPoint, true);
         Filesystem fs;
-        if (const int code = Mounts::statFS(entry, fs, 1); code != 12)
+        if (const int code = Mounts::statFS(entry, fs, 1, statThread); code != 12)
           return "statFS gave " + std::to_string(code);
         const auto reports = messages.of("STA0096E");
         if (reports.size() != 1 || reports[0].find(" - Connection timed out") == std::string::npos)
           return "no report of the time-out";
         // What does answer is asked by a fresh helper.
-        if (Mounts::statFS({"tmpfs", "/", "tmpfs"}, fs, 1000) != 0 || fs.fsCapacity == 0)
+        if (Mounts::statFS({"tmpfs", "/", "tmpfs"}, fs, 1000, statThread) != 0 ||
+            fs.fsCapacity == 0)
           return "the root does not answer";
-        virtStatCleanUp();
         return "";
       }));
 }

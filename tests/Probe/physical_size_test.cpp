@@ -11,6 +11,7 @@
 
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
+#include "runtime/unx/virtstat.h"
 #include "support/CapturedMessages.h"
 #include "support/PrivateMounts.h"
 #include "support/TempDir.h"
@@ -165,7 +166,8 @@ std::string checkLoopMount(const std::string& image, const std::string& place,
   if (mounted.type != type || !mounted.source.starts_with("/dev/loop"))
     return "the mount table says " + mounted.source + " of type " + mounted.type;
   Filesystem fs;
-  if (const int code = Mounts::statFS(mounted, fs, 0); code != 0)
+  StatThread statThread;
+  if (const int code = Mounts::statFS(mounted, fs, 0, statThread); code != 0)
     return "statFS gave " + std::to_string(code);
   if (fs.fsPhysicalSize != sizeByTool(image, type == "ext4"))
     return "physical size " + std::to_string(fs.fsPhysicalSize);

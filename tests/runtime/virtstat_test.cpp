@@ -27,6 +27,8 @@ namespace {
 // A time that no call of a test can come near.
 constexpr int LONG = 1000;
 
+StatThread* statThread;  // of the running test
+
 // The errno value that a call ends with, 0 for none.
 int errorOf(int operation, const std::string& path, int timeout = LONG) {
   union {
@@ -37,7 +39,7 @@ int errorOf(int operation, const std::string& path, int timeout = LONG) {
   DirectoryBlock block;
   void* filled = operation == VS_READDIR ? static_cast<void*>(&block) : &buffer;
   int error = -1;
-  const int result = zplNFSsyscalls(path.c_str(), 0, filled, operation, timeout, error);
+  const int result = statThread->zplNFSsyscalls(path.c_str(), 0, filled, operation, timeout, error);
   return result == (error == 0 ? 0 : -1) ? error : -1;
 }
 
@@ -52,7 +54,7 @@ std::vector<pid_t> children() {
 
 // Helpers that were killed and may end are reaped in passing; waits until that has come about.
 void reapAll() {
-  for (virtStatCleanUp(); !children().empty(); virtStatCleanUp())
+  for (statThread->cleanUp(); !children().empty(); statThread->cleanUp())
     ::usleep(10'000);
 }
 
@@ -66,12 +68,13 @@ std::string statusLine(pid_t process, const std::string& name) {
 
 class VirtStat : public ::testing::Test {
  protected:
-  void SetUp() override { ::signal(SIGPIPE, SIG_IGN); }
-  void TearDown() override {
-    virtStatCleanUp();
-    agentStop = false;
+  void SetUp() override {
+    ::signal(SIGPIPE, SIG_IGN);
+    statThread = &owned;
   }
+  void TearDown() override { agentStop = false; }
 
+  StatThread owned;
   test::TempDir dir;
 };
 
@@ -82,22 +85,23 @@ TEST_F(VirtStat, givesWhatTheSystemCallsGive) {
   }, got{};
   int error = 0;
   ASSERT_EQ(::lstat(dir.file("link").c_str(), &expected), 0);
-  ASSERT_EQ(zplNFSsyscalls(dir.file("link").c_str(), 0, &got, VS_LSTAT, LONG, error), 0);
+  ASSERT_EQ(statThread->zplNFSsyscalls(dir.file("link").c_str(), 0, &got, VS_LSTAT, LONG, error),
+            0);
   EXPECT_EQ(std::memcmp(&expected, &got, sizeof got), 0);
   ASSERT_EQ(::stat(dir.file("link").c_str(), &expected), 0);
-  ASSERT_EQ(zplNFSsyscalls(dir.file("link").c_str(), 0, &got, VS_STAT, LONG, error), 0);
+  ASSERT_EQ(statThread->zplNFSsyscalls(dir.file("link").c_str(), 0, &got, VS_STAT, LONG, error), 0);
   EXPECT_EQ(std::memcmp(&expected, &got, sizeof got), 0);
 
   struct statfs64 fs {
   }, fsGot{};
   ASSERT_EQ(::statfs64("/proc", &fs), 0);
-  ASSERT_EQ(zplNFSsyscalls("/proc", 0, &fsGot, VS_STATFS, LONG, error), 0);
+  ASSERT_EQ(statThread->zplNFSsyscalls("/proc", 0, &fsGot, VS_STATFS, LONG, error), 0);
   EXPECT_EQ(fsGot.f_type, fs.f_type);
   EXPECT_EQ(fsGot.f_bsize, fs.f_bsize);
   struct statvfs64 vfs {
   }, vfsGot{};
   ASSERT_EQ(::statvfs64("/", &vfs), 0);
-  ASSERT_EQ(zplNFSsyscalls("/", 0, &vfsGot, VS_STATVFS, LONG, error), 0);
+  ASSERT_EQ(statThread->zplNFSsyscalls("/", 0, &vfsGot, VS_STATVFS, LONG, error), 0);
   EXPECT_EQ(vfsGot.f_blocks, vfs.f_blocks);
   EXPECT_EQ(vfsGot.f_files, vfs.f_files);
 }
@@ -116,7 +120,9 @@ TEST_F(VirtStat, readsDirectoriesInStretches) {
   int calls = 0;
   for (DirectoryBlock block; !block.isAtEnd; ++calls) {
     int error = 0;
-    ASSERT_EQ(zplNFSsyscalls(dir.path().c_str(), O_NOATIME, &block, VS_READDIR, LONG, error), 0);
+    ASSERT_EQ(
+        statThread->zplNFSsyscalls(dir.path().c_str(), O_NOATIME, &block, VS_READDIR, LONG, error),
+        0);
     for (std::size_t at = 0; at < block.size;) {
       const auto* entry = reinterpret_cast<const dirent64*>(block.entries + at);
       names.emplace_back(entry->d_name);
@@ -211,7 +217,8 @@ TEST_F(VirtStatHang, neverTakesALateAnswerForAnother) {
                 server.goOn();
                 struct stat st {};
                 int error = 0;
-                if (zplNFSsyscalls(mounted("dir").c_str(), 0, &st, VS_LSTAT, LONG, error) != 0 ||
+                if (statThread->zplNFSsyscalls(mounted("dir").c_str(), 0, &st, VS_LSTAT, LONG,
+                                               error) != 0 ||
                     !S_ISDIR(st.st_mode))
                   return "wrong answer after the server went on";
               }
@@ -230,7 +237,7 @@ TEST_F(VirtStatHang, leavesNoProcessBehind) {
               // Free to end now, each is reaped in passing.
               while (children().size() > 0) {
                 ::usleep(10'000);
-                virtStatCleanUp();
+                statThread->cleanUp();
               }
               return "";
             }));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 #include "Common/JobFile.h"
@@ -18,8 +19,8 @@
 #include "Scan/definition/ComputerID.h"
 #include "Scan/definition/DefinitionBuilder.h"
 #include "Scan/job/FilesystemScan.h"
+#include "Scan/unix/ReadAhead.h"
 #include "runtime/unx/Files.h"
-#include "runtime/unx/virtstat.h"
 #include "runtime/ut/GenericException.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
@@ -42,6 +43,15 @@ constexpr int RC_LARGEST_WITH_RESULT = 7;
 
 constexpr int DEFAULT_TRACE_KB = 10'000;
 constexpr std::size_t LIST_INDENTATION = 25;
+
+// The only place where the job looks at its environment for options.
+ScanOptions optionsOfEnvironment() {
+  ScanOptions options;
+  options.walkThreads = walkThreads(std::getenv("ORV_WALK_THREADS"));
+  if (const char* table = std::getenv("ORV_MNTTAB"); table != nullptr && *table != '\0')
+    options.mountTable = table;
+  return options;
+}
 
 std::string timeStamp() {
   return std::to_string(std::time(nullptr));
@@ -195,7 +205,7 @@ void ExecScan::scanAll() {
 
 void ExecScan::scanFilesystems() {
   ComputerID::load(m_installLocation);
-  m_filesystemScan = std::make_unique<FilesystemScan>();
+  m_filesystemScan = std::make_unique<FilesystemScan>(optionsOfEnvironment());
   m_print = std::make_unique<GenericPrint>(m_files.outputFile());
   if (!m_print->isOpen())
     throw new ORVIOException("create the directory of " + m_files.outputFile());
@@ -275,7 +285,6 @@ void ExecScan::cleanUp() {
   m_messageLog.reset();
   m_filesystemScan.reset();
   m_print.reset();
-  virtStatCleanUp();
   if (m_catalogOpened)
     m_catalog.close();
   if (m_traceOpened) {

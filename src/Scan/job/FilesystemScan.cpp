@@ -41,7 +41,8 @@ bool isNetworkSource(const std::string& source) {
 
 }  // namespace
 
-FilesystemScan::FilesystemScan() : m_userTable(m_uberTable) {}
+FilesystemScan::FilesystemScan(ScanOptions options)
+    : m_options(std::move(options)), m_userTable(m_uberTable) {}
 
 FilesystemScan::~FilesystemScan() = default;
 
@@ -59,7 +60,7 @@ void FilesystemScan::setUnlocker(std::function<void(const Filesystem&)> unlocker
 
 int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
   TRACE_METHOD("doScan(...)");
-  m_nfsTimeout = nfsTimeout;
+  m_nfsTimeout = std::max(nfsTimeout, 0);
   job->setFilesystems(arrangeFilesystems(job->takeFilesystems()));
   if (!CommonAgentFactory::getCommonAgent()->isWindows) {
     TRACE(TR_GENERAL,
@@ -98,7 +99,7 @@ void FilesystemScan::raise(int rc) noexcept {
   m_rc = std::max(m_rc, rc);
 }
 
-int FilesystemScan::makeMountsMap(MountsMap& map) {
+int FilesystemScan::makeMountsMap(MountsMap& map) const {
   TRACE_METHOD("makeMountsMap(...)");
   map.clear();
   if (handleMounts(map))
@@ -107,9 +108,9 @@ int FilesystemScan::makeMountsMap(MountsMap& map) {
   return SCAN_INCOMPLETE;
 }
 
-bool FilesystemScan::handleMounts(MountsMap& map) {
+bool FilesystemScan::handleMounts(MountsMap& map) const {
   TRACE_METHOD("handleMounts(...)");
-  Mounts mounts;
+  Mounts mounts(m_options.mountTable);
   if (!mounts.openMnttab()) {
     TRACE(TR_ERROR, "failed to open mount tab <open Mnttab()>.");
     return false;
@@ -142,7 +143,7 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
     raise(SCAN_INCOMPLETE);
     return;
   }
-  filesystem.fsScanned = Mounts::statFS(*entry, filesystem, m_nfsTimeout) == 0;
+  filesystem.fsScanned = Mounts::statFS(*entry, filesystem, m_nfsTimeout, m_statThread) == 0;
   if (!filesystem.fsScanned) {
     raise(SCAN_INCOMPLETE);
     return;
@@ -216,9 +217,11 @@ int FilesystemScan::runScanner(FSRef& ref) {
   // The watch comes last, so that a profile's own statistics see a directory before it.
   if (watch)
     actions.push_back({watch.get(), nullptr});
-  const std::string localRoot = ref.filesystem->nasFiler ? ref.mountPoint : std::string();
-  ScannerUnix scanner(*ref.filesystem, std::move(actions), m_userTable, m_fileTypes, m_nfsTimeout,
-                      localRoot);
+  WalkOptions options{m_nfsTimeout, m_options.walkThreads, {}, &m_statThread};
+  if (ref.filesystem->nasFiler)
+    options.localRoot = ref.mountPoint;
+  ScannerUnix scanner(*ref.filesystem, std::move(actions), m_userTable, m_fileTypes,
+                      std::move(options));
   const int result = scanner.scan();
   for (std::size_t i = 0; i < containers.size(); ++i)
     ref.assocs[i].results->rfResults = containers[i]->takeResults();

@@ -12,6 +12,7 @@
 #include "Scan/entry/UberTable.h"
 #include "Scan/job/FilesystemBinding.h"
 #include "Scan/unix/UnixUserTable.h"
+#include "runtime/unx/virtstat.h"
 
 namespace orv {
 
@@ -19,6 +20,13 @@ class AgentScan;
 class DirectoryWatch;
 class GenericPrint;
 class WalkSelections;
+
+// What the environment tells the job, besides its command line and its definition. Read once, by
+// the driver.
+struct ScanOptions {
+  int walkThreads = 1;                           // helpers that read ahead of the walk; 1 for none
+  std::string mountTable = Mounts::MOUNT_TABLE;  // the file that lists what is mounted
+};
 
 // Mount table entries by mount point and, for network mounts, also by source.
 using MountsMap = std::map<std::string, MountEntry>;
@@ -28,7 +36,7 @@ using MountsMap = std::map<std::string, MountEntry>;
 // before the next. Owned by the driver, used on the job's thread, one `doScan` per object.
 class FilesystemScan {
  public:
-  FilesystemScan();
+  explicit FilesystemScan(ScanOptions options = {});
   virtual ~FilesystemScan();
   FilesystemScan(const FilesystemScan&) = delete;
   FilesystemScan& operator=(const FilesystemScan&) = delete;
@@ -47,7 +55,7 @@ class FilesystemScan {
   void printData(GenericPrint* print, const FSRef& ref) const;
 
   // Reads the whole mount table into `map`, which is emptied first. 0, or 4 when it cannot be read.
-  [[nodiscard]] static int makeMountsMap(MountsMap& map);
+  [[nodiscard]] int makeMountsMap(MountsMap& map) const;
 
   // Locking within the scan: nothing to do here, the driver locks the filesystems. 0.
   static int lock(const AgentScan* job);
@@ -55,7 +63,7 @@ class FilesystemScan {
   void unlockOne(const Filesystem* pFilesystem) const;
 
  private:
-  [[nodiscard]] static bool handleMounts(MountsMap& map);
+  [[nodiscard]] bool handleMounts(MountsMap& map) const;
 
   void matchFilesystems(AgentScan& job);
   void matchFilesystem(Filesystem& filesystem);
@@ -75,8 +83,10 @@ class FilesystemScan {
   GenericPrint* m_print = nullptr;
   std::function<void(const Filesystem&)> m_unlocker;
 
+  ScanOptions m_options;
   int m_rc = 0;
   int m_nfsTimeout = 0;
+  StatThread m_statThread;
   MountsMap m_mounts;
   Bindings m_bindings;
   std::vector<Filesystem*> m_fakes;

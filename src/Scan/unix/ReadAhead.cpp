@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <charconv>
 #include <csignal>
-#include <cstdlib>
 #include <string_view>
 #include <system_error>
 
@@ -56,8 +55,7 @@ class AllSignalsBlocked final {
 
 }  // namespace
 
-int walkThreads() {
-  const char* text = std::getenv("ORV_WALK_THREADS");
+int walkThreads(const char* text) {
   if (text == nullptr)
     return 1;
   const std::string_view asked = text;

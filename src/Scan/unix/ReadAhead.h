@@ -13,9 +13,9 @@
 
 namespace orv {
 
-// The number of helper threads that the environment variable ORV_WALK_THREADS asks for: 1 (none)
-// when it is unset, 0 or no number, and at most ReadAhead::MAX_HELPERS.
-[[nodiscard]] int walkThreads();
+// The number of helpers that `text` (of the environment variable ORV_WALK_THREADS; null when it is
+// unset) asks for: 1 (none) when it is missing, 0 or no number, and at most ReadAhead::MAX_HELPERS.
+[[nodiscard]] int walkThreads(const char* text);
 
 // Lets helper threads read directories and examine entries ahead of the walk, which alone sees
 // them, in stream order, and applies every rule to them. Owned by the scanner of one tree; every

@@ -53,20 +53,17 @@ std::uint32_t attributesOf(std::uint32_t mode, std::uint8_t type) noexcept {
 }  // namespace
 
 ScannerUnix::ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> actions,
-                         UserTable& users, FileTypeTable& fileTypes, int nfsTimeout,
-                         const std::string& localRoot)
-    : Scanner(filesystem, std::move(actions), users, fileTypes),
-      m_nfsTimeout(std::max(nfsTimeout, 0)) {
+                         UserTable& users, FileTypeTable& fileTypes, WalkOptions options)
+    : Scanner(filesystem, std::move(actions), users, fileTypes), m_options(std::move(options)) {
   TRACE_METHOD("ScannerUnix(...)");
   if (Filesystem::isZENFSFileset(filesystem.fsType))
     TRACE(TR_MAX, "filesystem->isZENFSFileset(filesystem->fsType) == TRUE");
-  if (!localRoot.empty())
-    setLocalPath(filesystem.fsMountPoint, localRoot);
-  const int threads = walkThreads();
-  if (threads > 1 && examinesByPath())
+  if (!m_options.localRoot.empty())
+    setLocalPath(filesystem.fsMountPoint, m_options.localRoot);
+  if (m_options.helpers > 1 && examinesByPath())
     TRACE(TR_GENERAL, "no read-ahead: entries are examined by their path");
-  else if (threads > 1)
-    m_readAhead = std::make_unique<ReadAhead>(threads);
+  else if (m_options.helpers > 1)
+    m_readAhead = std::make_unique<ReadAhead>(m_options.helpers);
 }
 
 ScannerUnix::~ScannerUnix() {
@@ -89,7 +86,8 @@ void ScannerUnix::setLocalPath(const std::string& serverRoot, const std::string&
 
 int ScannerUnix::ask(int operation, const char* path, int flag, void* buffer) {
   int error = 0;
-  (void)zplNFSsyscalls(path, flag, buffer, operation, m_nfsTimeout, error);
+  (void)m_options.statThread->zplNFSsyscalls(path, flag, buffer, operation, m_options.statTimeout,
+                                             error);
   if (error == EINTR)
     throwIfStopped();
   m_timeoutsInRow = error == ETIMEDOUT ? m_timeoutsInRow + 1 : 0;
@@ -101,8 +99,8 @@ void ScannerUnix::checkFilesystem() {
     return;
   throw new GenericException(
       msg::STA0530E,
-      {filesystem().fsMountPoint,
-       formatText("%d calls in a row took longer than %d seconds", m_timeoutsInRow, m_nfsTimeout)});
+      {filesystem().fsMountPoint, formatText("%d calls in a row took longer than %d seconds",
+                                             m_timeoutsInRow, m_options.statTimeout)});
 }
 
 int ScannerUnix::examine(FileRecord& file) {

@@ -7,6 +7,7 @@
 
 #include "Scan/unix/DirectoryWindow.h"
 #include "Scan/unix/ReadAhead.h"
+#include "Scan/unix/WalkOptions.h"
 #include "Scan/walk/LocalPath.h"
 #include "Scan/walk/Scanner.h"
 
@@ -19,10 +20,8 @@ class ScannerUnix final : public Scanner {
   // Calls in a row that went unanswered, after which the filesystem is given up.
   static constexpr int MAX_TIMEOUTS = 10;
 
-  // `nfsTimeout` in seconds, 0 or less for none. `localRoot` is the local path of the filesystem
-  // where it differs from the mount point that the server knows; empty otherwise.
   ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> actions, UserTable& users,
-              FileTypeTable& fileTypes, int nfsTimeout, const std::string& localRoot);
+              FileTypeTable& fileTypes, WalkOptions options);
   ~ScannerUnix() override;
 
   // Examines the entry that the record names and fills its type, attribute flags and figures. An
@@ -35,8 +34,8 @@ class ScannerUnix final : public Scanner {
   void freeLocalPath() noexcept { m_localPath.reset(); }
 
   // Whether the stat thread makes the calls on the filesystem, and each may take that long only.
-  [[nodiscard]] bool hasTimeout() const noexcept { return m_nfsTimeout != 0; }
-  // Has the stat thread make a call, see zplNFSsyscalls. 0, or the errno value; throws
+  [[nodiscard]] bool hasTimeout() const noexcept { return m_options.statTimeout > 0; }
+  // Has the stat thread make a call, see StatThread. 0, or the errno value; throws
   // ScanAbortException* when the scan is stopped meanwhile.
   [[nodiscard]] int ask(int operation, const char* path, int flag, void* buffer);
 
@@ -71,7 +70,7 @@ class ScannerUnix final : public Scanner {
   [[nodiscard]] int examine(FileRecord& file);
   [[nodiscard]] bool isOnLocalDisk();
 
-  int m_nfsTimeout;         // seconds; 0 for none
+  WalkOptions m_options;
   int m_timeoutsInRow = 0;  // calls since the last one that was answered
   std::unique_ptr<LocalPath> m_localPath;
   std::atomic<bool> m_mayKeepAccessTime{true};

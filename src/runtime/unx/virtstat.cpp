@@ -101,14 +101,12 @@ int receive(int fd, char* data, std::size_t size, const Limit& limit) {
   return 0;
 }
 
+}  // namespace
+
 // The stat thread in its helper process: not there until it is first needed, and again after each
 // call that did not end well.
-class StatThread final {
+class StatThread::Helper final {
  public:
-  StatThread() = default;
-  StatThread(const StatThread&) = delete;
-  StatThread& operator=(const StatThread&) = delete;
-
   // Has `m_tap` carried out. 0, or an errno value; after one that is not the call's own the helper
   // is gone.
   int call(const char* path, int flag, void* buffer, int operation, int timeoutSeconds);
@@ -131,6 +129,8 @@ class StatThread final {
   DirectoryBlock* m_block = nullptr;  // what the call fills; null for another than VS_READDIR
 };
 
+namespace {
+
 // A pipe whose `ownEnd` (0 to read, 1 to write) never blocks.
 bool makePipe(UniqueFd (&ends)[2], int ownEnd) {
   int fds[2];
@@ -141,7 +141,14 @@ bool makePipe(UniqueFd (&ends)[2], int ownEnd) {
   return ::fcntl(fds[ownEnd], F_SETFL, O_NONBLOCK) == 0;
 }
 
-bool StatThread::CreateStatFsThread() {
+std::mutex& init_pStatMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+}  // namespace
+
+bool StatThread::Helper::CreateStatFsThread() {
   TRACE_METHOD("CreateStatFsThread()");
   reapAbandoned();
   UniqueFd requests[2];
@@ -168,7 +175,7 @@ bool StatThread::CreateStatFsThread() {
   return true;
 }
 
-void StatThread::cleanUp() {
+void StatThread::Helper::cleanUp() {
   TRACE_METHOD("cleanUp()");
   m_requests.reset();
   m_replies.reset();
@@ -180,11 +187,11 @@ void StatThread::cleanUp() {
   reapAbandoned();
 }
 
-void StatThread::reapAbandoned() {
+void StatThread::Helper::reapAbandoned() {
   std::erase_if(m_abandoned, [](pid_t helper) { return ::waitpid(helper, nullptr, WNOHANG) != 0; });
 }
 
-int StatThread::tryOnTap(const Limit& limit) {
+int StatThread::Helper::tryOnTap(const Limit& limit) {
   int error = send(m_requests.get(), reinterpret_cast<const char*>(&m_tap), m_tap.length(), limit);
   if (error == 0)
     error = receive(m_replies.get(), reinterpret_cast<char*>(&m_reply), sizeof m_reply, limit);
@@ -196,7 +203,7 @@ int StatThread::tryOnTap(const Limit& limit) {
 }
 
 // The entries of a directory follow the reply.
-int StatThread::receiveEntries(const Limit& limit) {
+int StatThread::Helper::receiveEntries(const Limit& limit) {
   const stathelper::Stretch& stretch = m_reply.result.stretch;
   if (stretch.size > DirectoryBlock::CAPACITY)
     return EPIPE;
@@ -206,7 +213,8 @@ int StatThread::receiveEntries(const Limit& limit) {
   return receive(m_replies.get(), m_block->entries, stretch.size, limit);
 }
 
-int StatThread::call(const char* path, int flag, void* buffer, int operation, int timeoutSeconds) {
+int StatThread::Helper::call(const char* path, int flag, void* buffer, int operation,
+                             int timeoutSeconds) {
   const std::size_t length = std::strlen(path);
   if (length > stathelper::MAX_PATH_LENGTH)
     return ENAMETOOLONG;
@@ -238,37 +246,30 @@ int StatThread::call(const char* path, int flag, void* buffer, int operation, in
   return m_reply.error;
 }
 
-std::mutex& init_pStatMutex() {
-  static std::mutex mutex;
-  return mutex;
+StatThread::StatThread() : m_helper(std::make_unique<Helper>()) {}
+
+StatThread::~StatThread() {
+  cleanUp();
 }
 
-StatThread& statThread() {
-  static StatThread instance;
-  return instance;
-}
-
-}  // namespace
-
-int zplNFSsyscalls(const char* path, int flag, void* buffer, int operation, int timeoutSeconds,
-                   int& errCode) {
+int StatThread::zplNFSsyscalls(const char* path, int flag, void* buffer, int operation,
+                               int timeoutSeconds, int& errCode) {
   TRACE_METHOD("zplNFSsyscalls(...)");
   const std::lock_guard guard(init_pStatMutex());
   if (stathelper::resultSize(operation) < 0) {
     TRACE(TR_ERROR, "zplNFSsyscalls: invalid flag(%d).\n", operation);
     errCode = EINVAL;
   } else {
-    errCode = statThread().call(path, flag, buffer, operation, timeoutSeconds);
+    errCode = m_helper->call(path, flag, buffer, operation, timeoutSeconds);
   }
   const int result = errCode == 0 ? 0 : -1;
   TRACE(TR_GENERAL, "zplNFSsyscalls: returns(%d), errCode(%d).\n", result, errCode);
   return result;
 }
 
-void virtStatCleanUp() {
-  TRACE_METHOD("virtStatCleanUp()");
+void StatThread::cleanUp() {
   const std::lock_guard guard(init_pStatMutex());
-  statThread().cleanUp();
+  m_helper->cleanUp();
 }
 
 }  // namespace orv

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <dirent.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 // Stat calls with a time-out, for mounts whose server may not answer.
 //
@@ -37,20 +39,35 @@ struct DirectoryBlock {
   alignas(dirent64) char entries[CAPACITY];  // one dirent64 after the other, each d_reclen long
 };
 
-// Makes the call `operation` on `path` (absolute, at most 4,096 characters) and waits at most
-// `timeoutSeconds` (above 0) for its answer, less when the process-wide stop flag is set.
-//
-// `buffer` takes the structure and is worth nothing after a failure. `flag` is added to the flags
-// with which VS_READDIR opens the directory (O_NOATIME where that is allowed, O_NOFOLLOW); the
-// others ignore it.
-//
-// 0; or -1 with `errCode` set to the call's errno, ETIMEDOUT when no answer came in time, EINTR
-// when the job was stopped meanwhile, EINVAL for an unknown operation, or why no helper could be
-// made. Calls of several threads are made one after the other.
-[[nodiscard]] int zplNFSsyscalls(const char* path, int flag, void* buffer, int operation,
-                                 int timeoutSeconds, int& errCode);
+// Who has those calls made: nothing but a name until the first one. Owned by the scan, which hands
+// it to whoever asks the filesystems something; for any thread, one call after the other. Its end
+// is that of its helper, which is not waited for.
+class StatThread final {
+ public:
+  StatThread();
+  ~StatThread();
+  StatThread(const StatThread&) = delete;
+  StatThread& operator=(const StatThread&) = delete;
 
-// Ends the helper without waiting for it. The next call would start another.
-void virtStatCleanUp();
+  // Makes the call `operation` on `path` (absolute, at most 4,096 characters) and waits at most
+  // `timeoutSeconds` (above 0) for its answer, less when the process-wide stop flag is set.
+  //
+  // `buffer` takes the structure and is worth nothing after a failure. `flag` is added to the flags
+  // with which VS_READDIR opens the directory (O_NOATIME where that is allowed, O_NOFOLLOW); the
+  // others ignore it.
+  //
+  // 0; or -1 with `errCode` set to the call's errno, ETIMEDOUT when no answer came in time, EINTR
+  // when the job was stopped meanwhile, EINVAL for an unknown operation, or why no helper could be
+  // made. Calls of several threads are made one after the other.
+  [[nodiscard]] int zplNFSsyscalls(const char* path, int flag, void* buffer, int operation,
+                                   int timeoutSeconds, int& errCode);
+
+  // Ends the helper without waiting for it. The next call would start another.
+  void cleanUp();
+
+ private:
+  class Helper;
+  std::unique_ptr<Helper> m_helper;
+};
 
 }  // namespace orv

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <functional>
 
 #include "Scan/entry/FileType.h"
@@ -50,11 +49,8 @@ class Diary final : public FileAction {
 
 class ReadAheadTest : public ::testing::Test {
  protected:
-  ~ReadAheadTest() override { ::unsetenv("ORV_WALK_THREADS"); }
-
   // The whole diary of a walk, its code and its messages.
   std::vector<std::string> walk(int threads, const std::string& root) {
-    ::setenv("ORV_WALK_THREADS", std::to_string(threads).c_str(), 1);
     test::CapturedMessages messages;
     Filesystem filesystem;
     filesystem.fsMountPoint = root;
@@ -64,7 +60,9 @@ class ReadAheadTest : public ::testing::Test {
     FileTypeTable fileTypes;
     Diary diary;
     diary.atEntry = atEntry;
-    ScannerUnix scanner(filesystem, {{&diary, nullptr}}, users, fileTypes, 0, "");
+    WalkOptions options;
+    options.helpers = threads;
+    ScannerUnix scanner(filesystem, {{&diary, nullptr}}, users, fileTypes, options);
     EXPECT_EQ(scanner.readAhead() != nullptr, threads > 1);
     diary.lines.push_back("code " + std::to_string(scanner.scan()));
     EXPECT_EQ(threads > 1 ? scanner.readAhead()->entriesAhead() : 0, 0) << threads;
@@ -232,14 +230,8 @@ TEST(WalkThreads, onlyPositiveNumbersAskForHelpers) {
                       {"4x", 1},
                       {" 4", 1},
                       {"four", 1}};
-  for (const Row& row : rows) {
-    if (row.text == nullptr)
-      ::unsetenv("ORV_WALK_THREADS");
-    else
-      ::setenv("ORV_WALK_THREADS", row.text, 1);
-    EXPECT_EQ(walkThreads(), row.threads) << (row.text == nullptr ? "unset" : row.text);
-  }
-  ::unsetenv("ORV_WALK_THREADS");
+  for (const Row& row : rows)
+    EXPECT_EQ(walkThreads(row.text), row.threads) << (row.text == nullptr ? "unset" : row.text);
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ class ScannerTest : public ::testing::Test {
   int scan(const std::string& root, std::int16_t type = 11) {
     filesystem.fsMountPoint = root;
     filesystem.fsType = type;
-    ScannerUnix scanner(filesystem, {{&recorder, nullptr}}, users, fileTypes, 0, "");
+    ScannerUnix scanner(filesystem, {{&recorder, nullptr}}, users, fileTypes, WalkOptions{});
     return scanner.scan();
   }
   void makeFile(const std::string& name) { test::writeFile(dir.file(name), "x"); }
