@@ -1,39 +1,46 @@
 // The drawings. Each has its figures in a table beside it, which is what a screen reader is given.
 'use strict';
 
-const CHART_WIDTH = 520;
+// What has to be drawn again when there is more or less room.
+let drawings = [];
 
-function chart(parent, height, label) {
-  return parent.append('svg').attr('viewBox', `0 0 ${CHART_WIDTH} ${height}`)
-      .attr('role', 'img').attr('aria-label', label);
+// Draws now and whenever the room changes: `draw(svg, width)` fills an empty drawing. Letters keep
+// their size, so that a narrow screen shows them as well as a wide one.
+function chart(parent, height, label, draw) {
+  const place = parent.append('div').attr('class', 'chart');
+  drawings.push(() => {
+    const width = Math.max(place.node().getBoundingClientRect().width, 240);
+    place.selectAll('*').remove();
+    draw(place.append('svg').attr('viewBox', `0 0 ${width} ${height}`)
+        .attr('role', 'img').attr('aria-label', label), width);
+  });
+  drawings[drawings.length - 1]();
 }
 
 // Horizontal bars of stacked parts. Rows: {name, parts: [bytes, ...]}; `colours` one per part.
 function barChart(parent, label, rows, colours) {
-  const rowHeight = 22;
-  const left = 130;
-  const right = 70;
+  const height = rows.length * 22;
   const total = (row) => d3.sum(row.parts);
-  const svg = chart(parent, rows.length * rowHeight, label);
-  const x = d3.scaleLinear().domain([0, d3.max(rows, total) || 1])
-      .range([left, CHART_WIDTH - right]);
-  const y = d3.scaleBand().domain(d3.range(rows.length)).range([0, rows.length * rowHeight])
-      .padding(0.2);
-  const line = svg.selectAll('g').data(rows).join('g')
-      .attr('transform', (row, index) => `translate(0,${y(index)})`);
-  line.append('text').attr('x', left - 6).attr('y', y.bandwidth() / 2).attr('dy', '0.35em')
-      .attr('text-anchor', 'end').text((row) => cutText(row.name, 20));
-  line.selectAll('rect').data((row) => {
-    const ends = cumulated(row.parts);
-    return row.parts.map((part, index) => ({from: ends[index] - part, to: ends[index], index}));
-  }).join('rect').attr('class', 'bar')
-      .attr('x', (part) => x(part.from))
-      // What is not nothing shows.
-      .attr('width', (part) => part.to > part.from ? Math.max(x(part.to) - x(part.from), 1) : 0)
-      .attr('height', y.bandwidth())
-      .style('fill', (part) => colours[part.index]);
-  line.append('text').attr('x', (row) => x(total(row)) + 5).attr('y', y.bandwidth() / 2)
-      .attr('dy', '0.35em').text((row) => sizeText(total(row)));
+  chart(parent, height, label, (svg, width) => {
+    const left = Math.min(150, width * 0.4);
+    const x = d3.scaleLinear().domain([0, d3.max(rows, total) || 1]).range([left, width - 70]);
+    const y = d3.scaleBand().domain(d3.range(rows.length)).range([0, height]).padding(0.2);
+    const line = svg.selectAll('g').data(rows).join('g')
+        .attr('transform', (row, index) => `translate(0,${y(index)})`);
+    line.append('text').attr('x', left - 6).attr('y', y.bandwidth() / 2).attr('dy', '0.35em')
+        .attr('text-anchor', 'end').text((row) => cutText(row.name, Math.floor(left / 7)));
+    line.selectAll('rect').data((row) => {
+      const ends = cumulated(row.parts);
+      return row.parts.map((part, index) => ({from: ends[index] - part, to: ends[index], index}));
+    }).join('rect')
+        .attr('x', (part) => x(part.from))
+        // What is not nothing shows.
+        .attr('width', (part) => part.to > part.from ? Math.max(x(part.to) - x(part.from), 1) : 0)
+        .attr('height', y.bandwidth())
+        .style('fill', (part) => colours[part.index]);
+    line.append('text').attr('x', (row) => x(total(row)) + 5).attr('y', y.bandwidth() / 2)
+        .attr('dy', '0.35em').text((row) => sizeText(total(row)));
+  });
 }
 
 function cumulated(parts) {
@@ -59,21 +66,23 @@ function legend(parent, names, colours) {
 function lineChart(parent, label, lines) {
   const height = 240;
   const margin = {left: 66, right: 12, top: 8, bottom: 24};
-  const svg = chart(parent, height, label);
   const points = d3.merge(lines.map((line) => line.points));
-  const x = d3.scaleUtc().domain(d3.extent(points, (point) => new Date(point[0])))
-      .range([margin.left, CHART_WIDTH - margin.right]);
-  const y = d3.scaleLinear().domain([0, d3.max(points, (point) => point[1]) || 1])
-      .range([height - margin.bottom, margin.top]);
   const colours = lines.map((line, index) => d3.schemeTableau10[index % 10]);
-  svg.append('g').attr('class', 'axis').attr('transform', `translate(0,${height - margin.bottom})`)
-      .call(d3.axisBottom(x).ticks(5));
-  svg.append('g').attr('class', 'axis').attr('transform', `translate(${margin.left},0)`)
-      .call(d3.axisLeft(y).ticks(5).tickFormat(sizeText));
-  const path = d3.line().x((point) => x(new Date(point[0]))).y((point) => y(point[1]));
-  svg.append('g').selectAll('path').data(lines).join('path').attr('fill', 'none')
-      .attr('stroke-width', 2).attr('stroke', (line, index) => colours[index])
-      .attr('d', (line) => path(line.points));
+  chart(parent, height, label, (svg, width) => {
+    const x = d3.scaleUtc().domain(d3.extent(points, (point) => new Date(point[0])))
+        .range([margin.left, width - margin.right]);
+    const y = d3.scaleLinear().domain([0, d3.max(points, (point) => point[1]) || 1])
+        .range([height - margin.bottom, margin.top]);
+    svg.append('g').attr('class', 'axis')
+        .attr('transform', `translate(0,${height - margin.bottom})`)
+        .call(d3.axisBottom(x).ticks(Math.max(width / 90, 2)));
+    svg.append('g').attr('class', 'axis').attr('transform', `translate(${margin.left},0)`)
+        .call(d3.axisLeft(y).ticks(5).tickFormat(sizeText));
+    const path = d3.line().x((point) => x(new Date(point[0]))).y((point) => y(point[1]));
+    svg.append('g').selectAll('path').data(lines).join('path').attr('fill', 'none')
+        .attr('stroke-width', 2).attr('stroke', (line, index) => colours[index])
+        .attr('d', (line) => path(line.points));
+  });
   legend(parent, lines.map((line) => line.name), colours);
 }
 
@@ -128,16 +137,19 @@ function treemap(parent, node, open) {
   const bytesOf = (item) => item.data.node ? item.data.node.bytes : item.value;
   const label = (item) => `${nameOf(item)}, ${sizeText(bytesOf(item))}, ` +
     shareText(bytesOf(item), node.bytes);
-  for (const item of data.children || []) {
+  // Too small to be seen or hit; the table has them.
+  const seen = (data.children || []).filter((item) => item.x1 - item.x0 > 4 && item.y1 - item.y0 > 4);
+  for (const item of seen) {
     const child = item.data.node;
     const opens = child !== null && child.children.length > 0;
-    const tile = place(parent.append(opens ? 'button' : 'div').datum(item)).attr('class', 'tile name')
-        .attr('title', label).text((it) => `${nameOf(it)} ${sizeText(bytesOf(it))}`);
+    const tile = place(parent.append(opens ? 'button' : 'div').datum(item))
+        .attr('class', 'tile name').attr('title', label);
+    tile.append('span').text(`${nameOf(item)} ${sizeText(bytesOf(item))}`);
     if (opens)
       tile.attr('type', 'button').attr('aria-label', `${label(item)}, open`)
           .on('click', () => open(child));
   }
-  const inner = (data.children || []).flatMap((item) => item.children || []);
+  const inner = seen.flatMap((item) => item.children || []);
   place(parent.selectAll('.inner').data(inner.filter((item) => item.x1 - item.x0 > 24 &&
     item.y1 - item.y0 > 14)).join('div')).attr('class', 'inner name').attr('aria-hidden', 'true')
       .text(nameOf);

@@ -64,7 +64,7 @@
       {id: 'bytes', title: 'Total size', value: totals.bytes, size: true,
        note: totals.bytes === undefined ? null : `${countText(totals.bytes)} bytes`},
       {id: 'files', title: 'Files and links', value: totals.files,
-       note: links && links.files > 0 ? `${countText(links.files)} further names of files with several` : null},
+       note: links && links.files > 0 ? `${countText(links.files)} of them are names of files with several` : null},
       {id: 'directories', title: 'Directories', value: totals.directories},
       {id: 'others', title: 'Other entries', value: totals.others},
       {id: 'capacity', title: 'Filesystem', value: room.bytes, size: true,
@@ -79,12 +79,12 @@
 
   // ---- Directories
 
-  let redrawMap = () => {};
+  let redrawMap = null;  // whatever directory is open
 
   function showTree(root, statistics) {
     const any = root.tree.length > 0;
     section('directories').attr('hidden', any ? null : '');
-    redrawMap = () => {};
+    redrawMap = null;
     if (!any) return;
     const known = d3.sum(root.tree.filter((row) => row[0] < 0), (row) => row[2]);
     const bytes = Math.max(statistics.totals ? statistics.totals.bytes : 0, known);
@@ -300,7 +300,13 @@
 
   // ---- All of it
 
+  function redraw() {
+    if (redrawMap) redrawMap();
+    for (const draw of drawings) draw();
+  }
+
   function show(view) {
+    drawings = [];
     const root = data.roots[view.root];
     const statistics = view.statistics;
     document.title = `Scan of ${view.label}`;
@@ -329,9 +335,8 @@
   showWarnings();
   section('footer').text(`Made by orvctl ${data.version} from ${data.result}`);
   show(data.views[0]);
-  window.addEventListener('resize', () => redrawMap());
+  window.addEventListener('resize', redraw);
   window.addEventListener('beforeprint', () => {
     d3.selectAll('details').attr('open', '');
-    redrawMap();
   });
 })();
