@@ -9,50 +9,13 @@
 #include <optional>
 #include <utility>
 
+#include "orvctl/export/CsvTable.h"
 #include "orvctl/export/Words.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Utf8.h"
 
 namespace orv::ctl {
 namespace {
-
-// Builds a table row by row; rows end by themselves.
-class Table final {
- public:
-  explicit Table(std::string_view header) : m_text(std::string(header) + "\r\n") {}
-
-  template <typename... Values>
-  void row(const Values&... values) {
-    std::string line;
-    ((line += ',', line += cell(values)), ...);
-    m_text.append(line, 1).append("\r\n");
-  }
-
-  [[nodiscard]] std::string take() { return std::move(m_text); }
-
- private:
-  static std::string cell(std::string_view value) {
-    if (value.find_first_of("\",\r\n") == std::string_view::npos)
-      return std::string(value);
-    std::string quoted = "\"";
-    for (const char character : value)
-      quoted.append(character == '"' ? 2 : 1, character);
-    return quoted + "\"";
-  }
-  static std::string cell(const std::string& value) { return cell(std::string_view(value)); }
-  static std::string cell(const char* value) { return cell(std::string_view(value)); }
-  static std::string cell(bool value) { return value ? "true" : "false"; }
-  static std::string cell(int value) { return std::to_string(value); }
-  static std::string cell(std::size_t value) { return std::to_string(value); }
-  static std::string cell(std::int64_t value) { return std::to_string(value); }
-  static std::string cell(double value) { return fmt::format("{:.3f}", value); }
-  template <typename Value>
-  static std::string cell(const std::optional<Value>& value) {
-    return value ? cell(*value) : std::string();
-  }
-
-  std::string m_text;
-};
 
 // Every statistic of a scan with what it is about: a root, or a directory in it.
 struct Subject {
@@ -75,7 +38,7 @@ void forEachSubject(const Scan& scan, const std::function<void(const Subject&)>&
 // A table with one row per item of a statistic, which `add` writes behind the subject.
 template <typename Add>
 std::string subjectTable(const Scan& scan, std::string_view columns, Add add) {
-  Table table(fmt::format("host,root,directory,profile,{}", columns));
+  CsvTable table(fmt::format("host,root,directory,profile,{}", columns));
   forEachSubject(scan, [&](const Subject& subject) {
     add(subject.profile.statistics, [&](const auto&... values) {
       table.row(subject.scan.host, subject.root.path, subject.directory, subject.profile.name,
@@ -91,7 +54,7 @@ std::optional<Value> member(const std::optional<Object>& object, Value Object::*
 }
 
 std::string summaryTable(const Scan& scan) {
-  Table table(
+  CsvTable table(
       "host,root,job,scanned,complete,files,directories,others,bytes,capacity_bytes,used_bytes,"
       "free_bytes,inodes,used_inodes,unreadable,names_with_links,seconds,return_code");
   for (const Root& root : scan.roots) {
@@ -110,7 +73,7 @@ std::string summaryTable(const Scan& scan) {
 }
 
 std::string subtreeTable(const Scan& scan, bool watchedOnly) {
-  Table table("host,root,path,depth,watched,owner,modified,files,directories,others,bytes");
+  CsvTable table("host,root,path,depth,watched,owner,modified,files,directories,others,bytes");
   for (const Root& root : scan.roots)
     for (const Subtree& subtree : root.subtrees)
       if (subtree.watched || !watchedOnly)
@@ -170,7 +133,7 @@ std::string accountTable(const Scan& scan, std::vector<Account> Statistics::*lis
 }
 
 std::string oldTable(const Scan& scan) {
-  Table table("host,root,of,id,name,by,min_age_seconds,entries,bytes");
+  CsvTable table("host,root,of,id,name,by,min_age_seconds,entries,bytes");
   const auto add = [&](const Root& root, const AgeLimit& limit, const char* of, const auto& id,
                        const std::string& name, const Unused& unused) {
     table.row(scan.host, root.path, of, id, name, wordOf(limit.kind), limit.seconds, unused.entries,
@@ -209,7 +172,7 @@ std::string directTable(const Scan& scan) {
 }
 
 std::string warningTable(const Scan& scan) {
-  Table table("host,warning");
+  CsvTable table("host,warning");
   if (scan.run)
     for (const std::string& warning : scan.run->warnings)
       table.row(scan.host, warning);
