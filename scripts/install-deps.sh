@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs the Debian packages that the given purposes need and that are missing:
-#   scripts/install-deps.sh [build] [test] [lint]        all three without an argument
+#   scripts/install-deps.sh [build] [test] [lint] [fuzz]     the first three without an argument
 # Runs without questions. Needs root or sudo only when something is missing.
 set -euo pipefail
 
@@ -12,6 +12,7 @@ declare -A packages=(
   [test]="libfuse3-dev fuse3 mount e2fsprogs dosfstools xfsprogs btrfs-progs
           python3 python3-jsonschema python3-selenium chromium-driver prometheus prometheus-node-exporter"
   [lint]="clang-format clang-tidy"
+  [fuzz]="clang libclang-rt-14-dev llvm"
 )
 
 fail() {
@@ -27,7 +28,7 @@ is_installed() {
 
 wanted=()
 for purpose in "$@"; do
-  [[ -v packages[$purpose] ]] || fail "unknown purpose '$purpose' (build, test or lint)"
+  [[ -v packages[$purpose] ]] || fail "unknown purpose '$purpose' (build, test, lint or fuzz)"
   # Words of the list are package names.
   # shellcheck disable=SC2206
   wanted+=(${packages[$purpose]})
