@@ -112,7 +112,7 @@ TEST_F(ResourceTest, damagedFilesKeepWhatIsWholeAndBlockNothing) {
       {"every process", HEADER + "Resource=r\nPID=-1\n" + others, true},
       {"lost line", HEADER + "Resource=r\n" + others, true},
       {"lost resource", HEADER + "PID=" + pid + "\n" + others, true},
-      {"foreign line endings", HEADER + "Resource=other\r\nPID= " + pid + "\r\n", true},
+      {"foreign line endings", HEADER + "Resource=other\r\r\nPID= " + pid + "\r\n", true},
       {"remarks", HEADER + "\n# mine\nResource=other\n\nPID=" + pid + "\n", true},
       {"zeros", HEADER + std::string(100, '\0') + "\n" + others, true},
   };
