@@ -14,8 +14,8 @@
 #include "Scan/accumulate/InodeTable.h"
 #include "Scan/accumulate/NMost.h"
 #include "Scan/entry/FileAttributes.h"
-#include "Scan/results/SFile.h"
-#include "Scan/results/SizeRanges.h"
+#include "Scan/results/DistributionRecords.h"
+#include "Scan/results/EntryRecords.h"
 #include "Scan/select/PathPattern.h"
 
 namespace {

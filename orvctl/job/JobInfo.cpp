@@ -1,6 +1,6 @@
 #include "orvctl/job/JobInfo.h"
 
-#include "Common/JobFileNames.h"
+#include "Common/JobFile.h"
 
 namespace orv::ctl {
 namespace {

@@ -10,7 +10,7 @@
 #include <map>
 #include <tuple>
 
-#include "Common/JobFileNames.h"
+#include "Common/JobFile.h"
 #include "Common/ResourceFile.h"
 #include "Common/unix/AtomicFile.h"
 #include "orvctl/job/JobInfo.h"

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "Common/JobFileNames.h"
+#include "Common/JobFile.h"
 #include "orvctl/text/CtlError.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"

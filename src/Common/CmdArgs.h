@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Common/JobFileNames.h"
+#include "Common/JobFile.h"
 
 namespace orv {
 

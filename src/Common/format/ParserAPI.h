@@ -15,13 +15,15 @@ namespace orv {
 // The reader of definition files: bracketed entities, their field names and their rows of values,
 // all as text. It knows no entity by name, so every kind of definition file can be read with it.
 //
-//   [Header]                 ParserAPI reader(path);
-//   [Disk]                   std::unique_ptr<ParserAPI::Entity>
-//   disk(reader.findNextEntity(nullptr)); id,name reader.getEntityHeader(disk->name);   // id, name
-//   [/Header]                reader.getEntityData(disk.get());     // {1, "a, b"}
-//   [Disk]                   reader.getEntityChildren(disk.get());
+// clang-format off
+//   [Header]        ParserAPI reader(path);
+//   [Disk]          std::unique_ptr<ParserAPI::Entity> disk(reader.findNextEntity(nullptr));
+//   id,name         reader.getEntityHeader(disk->name);      {id, name}
+//   [/Header]       reader.getEntityData(disk.get());        {{1, "a, b"}}
+//   [Disk]          reader.getEntityChildren(disk.get());    {}
 //   1,"a, b"
 //   [/Disk]
+// clang-format on
 //
 // One reader serves one file and one thread; it keeps the header in memory and reads everything
 // else again from the positions that entities remember, in any order. Positions have 32 bits: a

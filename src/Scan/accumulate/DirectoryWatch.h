@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Scan/accumulate/Activator.h"
+#include "Scan/accumulate/MonDirAccum.h"
 #include "Scan/select/PathPattern.h"
 #include "Scan/walk/FileAction.h"
 

@@ -5,7 +5,7 @@
 
 #include "Scan/accumulate/Accumulator.h"
 #include "Scan/accumulate/NMost.h"
-#include "Scan/results/SFile.h"
+#include "Scan/results/EntryRecords.h"
 
 namespace orv {
 

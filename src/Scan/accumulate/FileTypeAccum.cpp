@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "Scan/accumulate/Accumulator.h"
 #include "Scan/accumulate/NMost.h"
-#include "Scan/accumulate/SaturatingSum.h"
 #include "Scan/entry/FileType.h"
 #include "Scan/results/CuStatResults.h"
 #include "Scan/walk/Scanner.h"

@@ -9,7 +9,7 @@
 #include <unordered_map>
 
 #include "Scan/accumulate/Accumulator.h"
-#include "Scan/results/FileTypeSummary.h"
+#include "Scan/results/TotalsRecords.h"
 
 namespace orv {
 

@@ -1,7 +1,7 @@
 #include "Scan/accumulate/LargeDirAccum.h"
 
 #include "Probe/Filesystem.h"
-#include "Scan/accumulate/SaturatingSum.h"
+#include "Scan/accumulate/Accumulator.h"
 #include "Scan/results/CuStatResults.h"
 #include "runtime/ut/Trace.h"
 

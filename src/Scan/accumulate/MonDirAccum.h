@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "Scan/accumulate/CuStatAccum.h"
-#include "Scan/results/ResultsByFS.h"
-#include "Scan/results/SMonDir.h"
+#include "Scan/results/CuStatResults.h"
+#include "Scan/results/EntryRecords.h"
+#include "Scan/walk/FileAction.h"
 
 namespace orv {
 
@@ -37,6 +39,30 @@ class MonDirAccum final : public CuStatAccum {
   Filesystem& m_filesystem;
   ResultsByFSList& m_owner;
   std::shared_ptr<SMonDir> m_directory;
+};
+
+// Starts the accumulators of a monitored directory when the walk reaches it. The watch shows it
+// exactly the directories that its specification names, before their own records are counted. Owned
+// by the DirectoryWatch, one per specification.
+class Activator final : public FileAction {
+ public:
+  // `mdsID` is the specification that the results will name.
+  explicit Activator(std::int32_t mdsID) noexcept;
+
+  // Makes the accumulators of the level that the walk is at the targets: the head of a chain
+  // through `nextTarget`, not owned.
+  void aimAt(MonDirAccum* targets) noexcept { m_targets = targets; }
+
+  // The walk reached the directory. When its targets are active already (another specification
+  // names the same directory) the specification joins theirs.
+  void actUpon(Scanner* pScanner, FileAttributes* pDirInfo) override;
+  // Both do nothing: an activator acts on its directory alone.
+  void directoryEntered(FileAttributes* pDirInfo) override;
+  void directoryLeft() override;
+
+ private:
+  MonDirAccum* m_targets = nullptr;
+  std::int32_t m_mdsID;
 };
 
 }  // namespace orv

@@ -7,7 +7,6 @@
 #include "Probe/Filesystem.h"
 #include "Scan/accumulate/FileAccum.h"
 #include "Scan/accumulate/FileTypeAccum.h"
-#include "Scan/accumulate/SizeDistAccum.h"
 #include "Scan/accumulate/SummaryAccum.h"
 #include "Scan/accumulate/TimeDistAccum.h"
 #include "Scan/accumulate/UserOrGroupAccum.h"

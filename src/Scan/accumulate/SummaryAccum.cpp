@@ -1,7 +1,9 @@
 #include "Scan/accumulate/SummaryAccum.h"
 
-#include "Scan/accumulate/SaturatingSum.h"
+#include "Scan/accumulate/Accumulator.h"
+#include "Scan/entry/FileAttributes.h"
 #include "Scan/results/CuStatResults.h"
+#include "Scan/results/DistributionRecords.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {
@@ -32,6 +34,21 @@ void SummaryAccum::finish(CuStatResults* results) {
         "be! Copying result values.");
   if (results->srSummary)
     *m_pSSummary = *results->srSummary;
+}
+
+SizeDistAccum::SizeDistAccum(SSizeDist* record) : Accumulator("SizeDistAccum"), m_record(record) {}
+
+void SizeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (!areGiven(pScanner, pInfo))
+    return;
+  const std::size_t bucket = SizeRanges::bucket(pInfo->faLength);
+  addSaturating(m_record->szdSizes[bucket], pInfo->faLength);
+  ++m_record->szdCounts[bucket];
+}
+
+void SizeDistAccum::finish(CuStatResults*) {
+  TRACE_METHOD("finish(...)");
 }
 
 }  // namespace orv

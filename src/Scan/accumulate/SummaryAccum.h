@@ -4,6 +4,7 @@
 
 namespace orv {
 
+struct SSizeDist;
 struct SSummary;
 
 // Counts files, directories and bytes, into a record that the results own.
@@ -19,6 +20,20 @@ class SummaryAccum final : public Accumulator {
 
  private:
   SSummary* m_pSSummary;
+};
+
+// Counts entries of every type by size bucket, into a record that the results own.
+class SizeDistAccum final : public Accumulator {
+ public:
+  // `record` must outlive the accumulator.
+  explicit SizeDistAccum(SSizeDist* record);
+
+  void accumulate(Scanner* pScanner, FileAttributes* pInfo) override;
+  // The record is complete at any time: nothing to do.
+  void finish(CuStatResults* results) override;
+
+ private:
+  SSizeDist* m_record;
 };
 
 }  // namespace orv

@@ -3,8 +3,8 @@
 #include <array>
 #include <stdexcept>
 
-#include "Scan/accumulate/SaturatingSum.h"
-#include "Scan/results/STimeDist.h"
+#include "Scan/accumulate/Accumulator.h"
+#include "Scan/results/DistributionRecords.h"
 #include "Scan/walk/Scanner.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/ut/Trace.h"

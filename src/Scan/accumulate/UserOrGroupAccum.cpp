@@ -1,7 +1,7 @@
 #include "Scan/accumulate/UserOrGroupAccum.h"
 
 #include "Probe/Filesystem.h"
-#include "Scan/accumulate/SaturatingSum.h"
+#include "Scan/accumulate/Accumulator.h"
 #include "Scan/entry/UserOrGroup.h"
 #include "Scan/results/CuStatResults.h"
 #include "runtime/nls/MessageLog.h"

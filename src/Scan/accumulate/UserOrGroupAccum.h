@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "Scan/accumulate/Accumulator.h"
-#include "Scan/results/SUserOrGroup.h"
+#include "Scan/results/TotalsRecords.h"
 
 namespace orv {
 

@@ -4,7 +4,7 @@
 #include "Common/format/GenericPrint.h"
 #include "Probe/NasFiler.h"
 #include "Scan/entry/FileType.h"
-#include "Scan/results/SMonDir.h"
+#include "Scan/results/EntryRecords.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -7,16 +8,91 @@
 #include <vector>
 
 #include "Common/format/EntityToObjectMapper.h"
-#include "Scan/definition/AnalysisSource.h"
-#include "Scan/definition/BackupAction.h"
-#include "Scan/definition/FileScoreRule.h"
-#include "Scan/results/ResultsByFS.h"
+#include "Scan/results/CuStatResults.h"
 
 namespace orv {
 
+class Filesystem;
 class GenericPrint;
+struct FileAttributes;
 template <typename Record>
 struct Field;
+
+// Where the figures of an analysis come from: what names them in the report.
+class AnalysisSource {
+ public:
+  AnalysisSource() = default;
+  virtual ~AnalysisSource() = default;
+  AnalysisSource(const AnalysisSource&) = delete;
+  AnalysisSource& operator=(const AnalysisSource&) = delete;
+
+  // The name under which users know the source.
+  [[nodiscard]] virtual std::string getSdName() const = 0;
+
+  // Hooks for sources that are kept in profiles of their own; those of the scan are not.
+  virtual void parseForProfile() = 0;
+  virtual void writeForProfile() = 0;
+};
+
+// A rule by which the server scores migration candidates. The scan carries it and never applies it.
+// Owned by its CuStatDef.
+class FileScoreRule final : public EntityToObjectMapper {
+ public:
+  static constexpr const char* ENTITY_NAME = "FileScoreRule";
+
+  // Fields of the first row by header name, in any column order; unknown names are skipped. A
+  // mismatch is also issued as STA0028I.
+  void inititializeObject(const HeaderArray& refHeaderArray,
+                          const DataArray& refDataArray) override;
+
+  static void printHeader(GenericPrint& print);
+  // The data line.
+  void printData(GenericPrint& print) const;
+
+  // The codes of type and operator are the server's own.
+  [[nodiscard]] std::int16_t getCType() const noexcept { return m_cType; }
+  void setCType(std::int16_t pType);
+  [[nodiscard]] std::int16_t getCOperator() const noexcept { return m_cOperator; }
+  void setCOperator(std::int16_t pOperator);
+
+  // A value or a pattern.
+  [[nodiscard]] const std::string& getCRule() const noexcept { return m_cRule; }
+  void setCRule(const std::string& cRule);
+  [[nodiscard]] std::size_t getRuleLength() const noexcept { return m_cRule.size(); }
+
+  // What the rule adds to the score of a file that it applies to.
+  [[nodiscard]] std::int16_t getCScore() const noexcept { return m_cScore; }
+  void setCScore(std::int16_t pScore);
+
+ private:
+  static std::span<const Field<FileScoreRule>> fields() noexcept;
+
+  std::int16_t m_cType = 0;
+  std::int16_t m_cOperator = 0;
+  std::string m_cRule;
+  std::int16_t m_cScore = 0;
+};
+
+// An action to run on the files that a profile selects. The program fills it, never the definition
+// file. Owned by its CuStatDef.
+class BackupAction final : public EntityToObjectMapper {
+ public:
+  // Takes nothing from the file.
+  void inititializeObject(const HeaderArray& refHeaderArray,
+                          const DataArray& refDataArray) override;
+
+  static void printHeader(GenericPrint& print);
+  // The data line. The file and the filesystem are left out.
+  void printData(GenericPrint& print) const;
+
+  std::int32_t baID = 0;
+  std::int16_t baType = 0;
+  bool baDeleteFile = false;
+  std::string baOptions;
+  const FileAttributes* baFile = nullptr;    // not owned
+  const Filesystem* baFilesystem = nullptr;  // not owned
+  std::int32_t baConstraintThreshold = 0;
+};
 
 // A statistic profile: which statistics the job gathers, how many ranks each keeps, and from which
 // entries. Owned by the AgentScan, which chains the profiles in file order through `sdNext`; used

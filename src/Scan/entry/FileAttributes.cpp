@@ -1,6 +1,6 @@
 #include "Scan/entry/FileAttributes.h"
 
-#include "Common/format/RecordColumns.h"
+#include "Common/format/FieldTable.h"
 
 namespace orv {
 namespace {

@@ -1,7 +1,7 @@
 #include "Scan/entry/FileType.h"
 
+#include "Common/format/FieldTable.h"
 #include "Common/format/GenericPrint.h"
-#include "Common/format/RecordColumns.h"
 
 namespace orv {
 namespace {

@@ -1,7 +1,7 @@
 #include "Scan/entry/UserOrGroup.h"
 
+#include "Common/format/FieldTable.h"
 #include "Common/format/GenericPrint.h"
-#include "Common/format/RecordColumns.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {

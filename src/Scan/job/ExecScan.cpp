@@ -21,7 +21,6 @@
 #include "Scan/job/FilesystemScan.h"
 #include "Scan/unix/ReadAhead.h"
 #include "runtime/unx/Files.h"
-#include "runtime/ut/GenericException.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"

@@ -9,8 +9,8 @@
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
 #include "Scan/entry/FileType.h"
-#include "Scan/entry/UberTable.h"
-#include "Scan/job/FilesystemBinding.h"
+#include "Scan/entry/UserTable.h"
+#include "Scan/job/Bindings.h"
 #include "Scan/unix/UnixUserTable.h"
 #include "runtime/unx/virtstat.h"
 

@@ -1,20 +1,17 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 
-#include "Scan/results/FileTypeSummary.h"
+#include "Scan/results/DistributionRecords.h"
+#include "Scan/results/EntryRecords.h"
 #include "Scan/results/RecordChain.h"
-#include "Scan/results/SDirectory.h"
-#include "Scan/results/SFile.h"
-#include "Scan/results/SHSMScoring.h"
-#include "Scan/results/SSizeDist.h"
-#include "Scan/results/SSummary.h"
-#include "Scan/results/STimeDist.h"
-#include "Scan/results/SUserOrGroup.h"
+#include "Scan/results/TotalsRecords.h"
 
 namespace orv {
 
+class Filesystem;
 class GenericPrint;
 
 // Everything that one profile gathered on one filesystem or monitored directory. A slot stays empty
@@ -55,5 +52,39 @@ struct CuStatResults {
   std::unique_ptr<STimeDist> srBackup;
   std::unique_ptr<SHSMScoring> srHSMScoring;
 };
+
+// Pairs what a profile gathered with the filesystem or the monitored directory that it was gathered
+// on. Owned by its profile. An entry of a filesystem gets its results after the walk; one of a
+// monitored directory is made with them.
+class ResultsByFS final {
+ public:
+  static constexpr const char* ENTITY_NAME = "ResultsByFS";
+
+  // `filesystem` is not owned and must outlive the entry.
+  explicit ResultsByFS(const Filesystem& filesystem) noexcept : m_filesystem(filesystem) {}
+  // `monDir` lies in `filesystem`.
+  ResultsByFS(const Filesystem& filesystem, std::shared_ptr<const SMonDir> monDir,
+              std::unique_ptr<CuStatResults> results) noexcept;
+  ResultsByFS(const ResultsByFS&) = delete;
+  ResultsByFS& operator=(const ResultsByFS&) = delete;
+
+  // "rfResults", "rfDirOrFS".
+  static void printHeader(GenericPrint& print);
+  // The whole entity, its results nested; nothing for an entry without results.
+  void printData(GenericPrint& print) const;
+
+  // The filesystem that was walked.
+  [[nodiscard]] const Filesystem& filesystem() const noexcept { return m_filesystem; }
+  // The monitored directory; null when the subject is the filesystem itself.
+  [[nodiscard]] const SMonDir* monDir() const noexcept { return m_monDir.get(); }
+
+  std::unique_ptr<CuStatResults> rfResults;  // null until gathered
+
+ private:
+  const Filesystem& m_filesystem;
+  std::shared_ptr<const SMonDir> m_monDir;
+};
+
+using ResultsByFSList = std::deque<std::unique_ptr<ResultsByFS>>;
 
 }  // namespace orv

@@ -8,10 +8,11 @@ namespace orv {
 
 // Globs over the bytes of a path:
 //
+// clang-format off
 //   *   any number of bytes but "/"        %/   as a component: any number of directories
-//   ?   one byte but "/"                   [x]  a bracket expression, as regular expressions have
-//   it \   a "/"                              &    takes the special meaning from the next
-//   character
+//   ?   one byte but "/"                   [x]  a bracket expression, as regular expressions have it
+//   \   a "/"                              &    takes the special meaning from the next character
+// clang-format on
 //
 // A "%/" that ends the pattern stands for everything below, and takes the "/" before it along:
 // "/a/%/" matches "/a", "/a/b" and "/a/b/c", and "/%/" every path.

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "Scan/walk/EntryStat.h"
+#include "Scan/walk/FileRecord.h"
 #include "runtime/ut/UniqueFd.h"
 
 // What the read-ahead keeps of the tree between the walk and the farthest directory read. Who may

@@ -8,7 +8,7 @@
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/unix/StreamRules.h"
 #include "runtime/thrd/StopFlag.h"
-#include "runtime/ut/GenericException.h"
+#include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Scan/walk/EntryStat.h"
+#include "Scan/walk/FileRecord.h"
 
 namespace orv {
 

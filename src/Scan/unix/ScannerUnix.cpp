@@ -13,7 +13,7 @@
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/unx/virtstat.h"
-#include "runtime/ut/GenericException.h"
+#include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "Scan/entry/UberTable.h"
+#include "Scan/entry/UserTable.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 #include "runtime/ut/UniqueFd.h"

@@ -4,7 +4,6 @@
 #include "Scan/entry/UserTable.h"
 #include "Scan/walk/FileRecord.h"
 #include "Scan/walk/Scanner.h"
-#include "runtime/ut/GenericException.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/Trace.h"
 

@@ -5,7 +5,6 @@
 #include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/FileAction.h"
 #include "runtime/nls/MessageLog.h"
-#include "runtime/ut/GenericException.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/ScanPaths.h"
 #include "runtime/ut/Trace.h"

@@ -3,9 +3,13 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
-// The plain exception classes of the job. GenericException has a file of its own.
+#include "runtime/nls/MessageLog.h"
+
 namespace orv {
+
+// The exception classes of the job.
 
 // The definition reader's failure, thrown by value. The message is stored unformatted: further
 // arguments are accepted and not used, which callers rely on for texts with a bare "%s".
@@ -40,6 +44,27 @@ struct ScanAbortException final {
 class LocalizableException : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// A failure that carries the message to log for it. Thrown by pointer; its catcher deletes it.
+class GenericException final {
+ public:
+  GenericException(const Message& message, std::vector<Insert> inserts)
+      : m_message(message), m_inserts(std::move(inserts)) {}
+
+  [[nodiscard]] int number() const noexcept { return m_message.number; }
+  [[nodiscard]] const char* id() const noexcept { return m_message.id; }
+  [[nodiscard]] const Message& message() const noexcept { return m_message; }
+  [[nodiscard]] const std::vector<Insert>& inserts() const noexcept { return m_inserts; }
+
+  // The first insert, which names what failed; empty without inserts.
+  [[nodiscard]] std::string subject() const {
+    return m_inserts.empty() ? std::string() : m_inserts.front().text();
+  }
+
+ private:
+  Message m_message;
+  std::vector<Insert> m_inserts;
 };
 
 }  // namespace orv

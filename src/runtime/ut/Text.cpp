@@ -1,6 +1,9 @@
 #include "runtime/ut/Text.h"
 
+#include <sys/time.h>
+
 #include <cstdio>
+#include <ctime>
 #include <system_error>
 
 namespace orv {
@@ -62,6 +65,18 @@ bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {
     if (fold(a[i]) != fold(b[i]))
       return false;
   return true;
+}
+
+std::string timeText() {
+  timeval now{};
+  ::gettimeofday(&now, nullptr);
+  tm local{};
+  ::localtime_r(&now.tv_sec, &local);
+  char dateAndTime[32];
+  const std::size_t length =
+      std::strftime(dateAndTime, sizeof dateAndTime, "%Y-%m-%d %H:%M:%S", &local);
+  return std::string(dateAndTime, length) +
+         formatText(".%03lu", static_cast<unsigned long>(now.tv_usec / 1000));
 }
 
 }  // namespace orv

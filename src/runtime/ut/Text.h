@@ -4,8 +4,9 @@
 #include <string>
 #include <string_view>
 
-// Small text utilities that every subsystem uses.
 namespace orv {
+
+// Small text utilities that every subsystem uses.
 
 // printf into a string of whatever length the result has.
 [[nodiscard, gnu::format(printf, 1, 0)]] std::string formatText(const char* format, va_list args);
@@ -23,5 +24,8 @@ namespace orv {
 
 // ASCII case folding, independent of the locale.
 [[nodiscard]] bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept;
+
+// The local date and time as "%Y-%m-%d %H:%M:%S" with ".mmm", the milliseconds of the second.
+[[nodiscard]] std::string timeText();
 
 }  // namespace orv

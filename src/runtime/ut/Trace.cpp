@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "runtime/ut/Text.h"
-#include "runtime/ut/TimeText.h"
 #include "runtime/ut/UniqueFd.h"
 
 namespace orv::trace {

@@ -13,6 +13,11 @@
 //
 //   TRACE_METHOD("scan()");                          Enter now, Exit when the scope ends
 //   TRACE(TR_GENERAL, "found entity: %s", name);     one line
+//
+// Which functions trace their entry: those that a reader of a trace follows a job by, which are the
+// operations of a class's public interface that do work (not accessors, not what a header defines
+// inline, not the helpers of an unnamed namespace), whatever their length. What is called once per
+// entry traces it, too: the most detailed level is for finding the one entry that went wrong.
 namespace orv {
 
 // Trace classes, one bit each. A level switches a set of them on: MIN errors only; MID also TR_MAX

@@ -2,11 +2,9 @@
 #include <stdexcept>
 
 #include "Scan/accumulate/AccumulatorFixture.h"
-#include "Scan/accumulate/SizeDistAccum.h"
+#include "Scan/accumulate/SummaryAccum.h"
 #include "Scan/accumulate/TimeDistAccum.h"
-#include "Scan/results/SSizeDist.h"
-#include "Scan/results/STimeDist.h"
-#include "Scan/results/SizeRanges.h"
+#include "Scan/results/DistributionRecords.h"
 
 namespace orv {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "Probe/Filesystem.h"
 #include "Scan/entry/FileType.h"
-#include "Scan/results/ResultsByFS.h"
+#include "Scan/results/CuStatResults.h"
 #include "runtime/ut/ORVException.h"
 #include "support/Printed.h"
 

@@ -12,7 +12,7 @@
 #include <functional>
 
 #include "Scan/entry/FileType.h"
-#include "Scan/entry/UberTable.h"
+#include "Scan/entry/UserTable.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/unix/UnixUserTable.h"
 #include "Scan/walk/FileAction.h"

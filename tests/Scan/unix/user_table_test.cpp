@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "Scan/entry/UberTable.h"
+#include "Scan/entry/UserTable.h"
 #include "Scan/unix/UnixUserTable.h"
 #include "support/PrivateMounts.h"
 #include "support/TempDir.h"

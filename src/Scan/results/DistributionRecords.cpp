@@ -1,11 +1,10 @@
-#include "Scan/results/SSizeDist.h"
+#include "Scan/results/DistributionRecords.h"
 
 #include "Common/format/FieldTable.h"
 #include "Common/format/GenericPrint.h"
-#include "Common/format/RecordColumns.h"
-#include "runtime/ut/Trace.h"
 
 namespace orv {
+
 namespace {
 
 using Buckets = std::array<std::int64_t, SizeRanges::BUCKETS>;
@@ -32,7 +31,7 @@ constexpr Field<SSizeDist> bucketsField(std::string_view name) {
 }
 
 // clang-format off
-constexpr Field<SSizeDist> FIELDS[] = {
+constexpr Field<SSizeDist> SIZE_FIELDS[] = {
     integerField<SSizeDist, &SSizeDist::szdFilesystemID>("szdFilesystemID"),
     integerField<SSizeDist, &SSizeDist::szdStatisticID> ("szdStatisticID"),
     bucketsField<&SSizeDist::szdSizes>                  ("szdSizes"),
@@ -43,11 +42,11 @@ constexpr Field<SSizeDist> FIELDS[] = {
 }  // namespace
 
 void SSizeDist::printHeader(GenericPrint& print) {
-  print.printHeaderLine(fieldNames<SSizeDist>(FIELDS));
+  print.printHeaderLine(fieldNames<SSizeDist>(SIZE_FIELDS));
 }
 
 void SSizeDist::printData(GenericPrint& print) const {
-  print.printDataLine(fieldValues<SSizeDist>(FIELDS, *this));
+  print.printDataLine(fieldValues<SSizeDist>(SIZE_FIELDS, *this));
 }
 
 void SSizeDist::inititializeObject(const HeaderArray& refHeaderArray,
@@ -58,7 +57,33 @@ void SSizeDist::inititializeObject(const HeaderArray& refHeaderArray,
                "ERROR: innerArray.size() != refHeaderArray.size(). OrvObjectCreationException "
                "exception will be thrown.");
   for (const auto& innerArray : refDataArray)
-    readFields<SSizeDist>(FIELDS, refHeaderArray, innerArray, *this);
+    readFields<SSizeDist>(SIZE_FIELDS, refHeaderArray, innerArray, *this);
+}
+
+namespace {
+
+// clang-format off
+constexpr Column<STimeDist> TIME_COLUMNS[] = {
+    column<STimeDist, &STimeDist::tdFilesystemID>("tdFilesystemID"),
+    column<STimeDist, &STimeDist::tdStatisticID> ("tdStatisticID"),
+    column<STimeDist, &STimeDist::tdType>        ("tdType"),
+    column<STimeDist, &STimeDist::tdScanTime>    ("tdScanTime"),
+    column<STimeDist, &STimeDist::tdAverageAge>  ("tdAverageAge"),
+    column<STimeDist, &STimeDist::tdSizes>       ("tdSizes"),
+    column<STimeDist, &STimeDist::tdCounts>      ("tdCounts"),
+    column<STimeDist, &STimeDist::tdAccumCount>  ("tdAccumCount"),
+    column<STimeDist, &STimeDist::tdHistType>    ("tdHistType"),
+};
+// clang-format on
+
+}  // namespace
+
+void STimeDist::printHeader(GenericPrint& print) {
+  print.printHeaderLine(columnNames<STimeDist>(TIME_COLUMNS));
+}
+
+void STimeDist::printData(GenericPrint& print) const {
+  print.printDataLine(columnTexts<STimeDist>(TIME_COLUMNS, *this));
 }
 
 }  // namespace orv

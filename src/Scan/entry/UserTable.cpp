@@ -1,4 +1,4 @@
-#include "Scan/entry/UberTable.h"
+#include "Scan/entry/UserTable.h"
 
 #include "runtime/ut/Trace.h"
 
