@@ -32,18 +32,23 @@ CuStatAccum::~CuStatAccum() {
 
 void CuStatAccum::buildAccum(CuStatDef& def, Filesystem& fs) {
   TRACE_METHOD("buildAccum(...)");
+  // Built anew for every tree and every activation: what an earlier one left must not count again.
   releaseInodeTableMap();
   releaseAccumulators();
   fs.fsComputerID = ComputerID::cachedCID.value_or(-1);
+  // One clock reading for every record of this container, so that they agree in the result.
   const std::int64_t scanTime = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
   m_results = std::make_unique<CuStatResults>();
   m_results->srID = def.sdID;
+  // The top directory itself brings it to 0; leaving that one makes it negative again.
   m_depth = -1;
   if (def.sdLargestDirectories > 0)
     m_largeDirAccum = std::make_unique<LargeDirAccum>(def.sdLargestDirectories, fs);
   if (!CommonAgentFactory::getCommonAgent()->isWindows)
+    // The profile is changed, too: later stages and the result must see the switch as off.
     def.sdGroupByCreation = false;  // the platform records no creation times
   const bool hasOwners = (def.sdGroupByOwner || def.sdGroupByGroup) && checkForFAT(def, fs) == 1;
+  // Each goes before the last one: entries are shown in the reverse order of creation.
   for (auto& accumulator : makeAccumulators({def, fs, *m_results, scanTime, hasOwners}))
     push(std::move(accumulator));
 }
@@ -64,8 +69,10 @@ void CuStatAccum::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
     TRACE(TR_MAX, "The parameter FileAttributes <pInfo> is NULL. Leaving method.");
     return;
   }
+  // Before the rule for links: a directory is as large as the names that it lists.
   if (m_largeDirAccum)
     m_largeDirAccum->accumulate(pScanner, pInfo);
+  // Deliberate: the first name met is the one left out, so N names count N-1 times.
   if (pInfo->faLinkCount > 1 && isFirstName(*pInfo))
     return;
   forEach(m_accumulators, [=](Accumulator& a) { a.accumulate(pScanner, pInfo); });
@@ -87,11 +94,13 @@ void CuStatAccum::directoryLeft() {
   TRACE_METHOD("directoryLeft()");
   if (m_largeDirAccum)
     m_largeDirAccum->leaveDirectory();
+  // Only the tree's own top ends the statistics; a reader of results relies on one finish per tree.
   if (--m_depth < 0)
     finish();
 }
 
 void CuStatAccum::finish() {
+  // The directories first: their ranking is complete with the top directory just left.
   if (m_largeDirAccum)
     m_largeDirAccum->finish(m_results.get());
   forEach(m_accumulators, [this](Accumulator& a) { a.finish(m_results.get()); });

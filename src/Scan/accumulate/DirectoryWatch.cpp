@@ -41,8 +41,10 @@ void DirectoryWatch::addMask(const PathPattern& mask, std::int32_t mdsID) {
 }
 
 void DirectoryWatch::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
+  // Before counting: a monitored directory's own entry belongs to its figures.
   if (pInfo->faType == FT_DIRECTORY)
     activate(pScanner, pInfo);
+  // Nearly every entry of nearly every scan ends here.
   if (m_active.empty())
     return;
   for (const std::size_t level : m_active) {
@@ -77,6 +79,7 @@ void DirectoryWatch::activateOne(Activator& activator, Scanner* scanner, FileAtt
 
 // The chain of the current level, made when a directory is monitored there for the first time.
 MonDirAccum* DirectoryWatch::targetsOfLevel() {
+  // A level's chain is made once and used for every directory that is monitored at that depth.
   if (m_targets.size() <= m_level)
     m_targets.resize(m_level + 1);
   Targets& head = m_targets[m_level];
@@ -97,6 +100,7 @@ void DirectoryWatch::directoryEntered(FileAttributes* pDirInfo) {
 }
 
 void DirectoryWatch::directoryLeft() {
+  // First: the level that is left is the one that its directory was activated at.
   --m_level;
   for (const std::size_t level : m_active)
     forEachTarget(m_targets[level].get(), [](MonDirAccum& target) { target.directoryLeft(); });

@@ -27,10 +27,12 @@ FileAccum::FileAccum(const char* name, std::int32_t nMaxToRetain)
 }
 
 void FileAccum::add(Scanner* pScanner, FileAttributes* pInfo, std::int64_t key, FileStatKind kind) {
+  // The key decides before the type: once a ranking is full nearly every entry ends here.
   if (pScanner == nullptr || pInfo == nullptr || !m_most || !m_most->mustAdd(key))
     return;
   if (pInfo->faType != FT_REGULAR && pInfo->faType != FT_SYMLINK)
     return;
+  // A recycled record keeps its buffers, so a full ranking copies a path without allocating.
   std::unique_ptr<SFile> file = m_most->blank();
   static_cast<FileAttributes&>(*file) = *pInfo;
   file->sfFilesystemID = pScanner->filesystem().fsID;
@@ -42,8 +44,10 @@ void FileAccum::finish(CuStatResults* results) {
   TRACE_METHOD("finish(...)");
   if (results == nullptr || !m_most)
     return;
+  // The profile's identifier is known by the results only.
   const auto complete = [results](SFile& file) { file.sfStatisticID = results->srID; };
   store(*results, m_most->takeChain(complete));
+  // Marks the accumulator as finished: a second call must not empty the slot.
   m_most.reset();
 }
 

@@ -27,6 +27,7 @@ FileTypeAccum::~FileTypeAccum() = default;
 
 bool FileTypeAccum::extractExtensionName(std::string_view name, bool winOS,
                                          std::string_view& ext) noexcept {
+  // From the end: extensions are short and paths are not.
   for (std::size_t i = name.size(); i-- > 1;) {
     const char c = name[i];
     const std::size_t behind = name.size() - 1 - i;
@@ -38,6 +39,7 @@ bool FileTypeAccum::extractExtensionName(std::string_view name, bool winOS,
     }
     if (c == '/' || c == '\\' || c == ' ')
       return false;
+    // The two ends of the search differ by platform and both are kept: results name types by them.
     if (winOS ? static_cast<unsigned char>(c) > 126 : behind >= EXTENSION_LIMIT)
       return false;
   }
@@ -79,6 +81,8 @@ void FileTypeAccum::finish(CuStatResults* results) {
   }
   if (m_finished)
     return;
+  // Ranked in the order of the text, so that which of two equal types is kept does not depend on
+  // hashing.
   std::vector<Summaries::value_type*> ordered;
   for (Summaries::value_type& entry : m_summaries)
     ordered.push_back(&entry);

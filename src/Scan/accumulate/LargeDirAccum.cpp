@@ -13,6 +13,7 @@ namespace {
 void noteLargest(SDirectory& directory, const FileAttributes& info) noexcept {
   const std::int64_t length = info.faLength;
   const bool takesPlace = info.faType == FT_REGULAR;
+  // Neither place changes: nearly every entry.
   if (length <= directory.dir2ndLargestSize)
     return;
   if (length > directory.dirLargestSize) {
@@ -42,12 +43,14 @@ void LargeDirAccum::newDirectory(FileAttributes* pDirInfo) {
   auto directory = std::make_unique<SDirectory>();
   static_cast<FileAttributes&>(*directory) = *pDirInfo;
   directory->dirFilesystemID = m_filesystem.fsID;
+  // The directory above stays open below it: entries of a subdirectory are never added to it.
   m_open.pushFront(std::move(directory));
 }
 
 void LargeDirAccum::leaveDirectory() {
   TRACE_METHOD("leaveDirectory()");
   std::unique_ptr<SDirectory> directory = m_open.popFront();
+  // A directory that ranks nowhere is dropped at once; memory follows the depth, not the tree.
   if (directory && m_most && m_most->mustAdd(directory->dirTotalSize))
     m_most->add(std::move(directory));
 }
@@ -70,6 +73,7 @@ void LargeDirAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
 
 void LargeDirAccum::finish(CuStatResults* results) {
   TRACE_METHOD("finish(...)");
+  // A walk that ended early leaves directories open whose totals would be wrong.
   m_open.clear();
   if (results == nullptr || !m_most)
     return;

@@ -11,6 +11,7 @@ MonDirAccum::MonDirAccum(CuStatDef& profile, Filesystem& filesystem, ResultsByFS
 
 void MonDirAccum::activate(std::shared_ptr<SMonDir> smonDir) {
   TRACE_METHOD("activate(...)");
+  // Set before the accumulators are built: the calls below look at it to know that they are active.
   m_directory = std::move(smonDir);
   buildAccum(m_profile, m_filesystem);
 }
@@ -31,6 +32,7 @@ void MonDirAccum::directoryEntered(FileAttributes* pDirInfo) {
     return;
   }
   CuStatAccum::directoryEntered(pDirInfo);
+  // The first profile that enters fills the shared record; for the others it is filled already.
   if (depth() == 0 && m_directory->smFilesystemID == SMonDir::NOT_ENTERED) {
     static_cast<FileAttributes&>(*m_directory) = *pDirInfo;
     m_directory->smFilesystemID = m_filesystem.fsID;
@@ -51,6 +53,7 @@ void MonDirAccum::directoryLeft() {
 
 // Puts what was measured at the head of the profile's results.
 void MonDirAccum::deliver() {
+  // The directory delivered last comes first in the result.
   m_owner.push_front(std::make_unique<ResultsByFS>(m_filesystem, m_directory, takeResults()));
   releaseInodeTableMap();
   m_directory.reset();
@@ -82,9 +85,11 @@ void Activator::actUpon(Scanner* pScanner, FileAttributes* pDirInfo) {
     TRACE(TR_MAX, "Activator::actUpon() : ERROR: A parameter is NULL. Leaving method.");
     return;
   }
+  // Another specification may have named this directory: then its measurement is joined, not begun.
   std::shared_ptr<SMonDir> monDir = m_targets->directory();
   if (!monDir) {
     monDir = makeMonDir(*pScanner);
+    // All profiles of the level start together and share one record of the directory.
     for (MonDirAccum* target = m_targets; target != nullptr; target = target->nextTarget.get())
       target->activate(monDir);
   }

@@ -46,6 +46,7 @@ void TimeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   if (!areGiven(pScanner, pInfo))
     return;
   const std::int64_t age = pScanner->scanStart() - time(pInfo) / 1000;
+  // A day of tolerance for clocks that disagree: what is less ahead counts as young.
   if (age < -DAY) {
     count(*m_record, FUTURE_BUCKET, pInfo->faLength);
     return;
@@ -57,6 +58,7 @@ void TimeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
 
 void TimeDistAccum::finish(CuStatResults*) {
   TRACE_METHOD("finish(...)");
+  // Without any entry the average stays 0, as readers know it.
   if (m_fileCount > 0)
     m_record->tdAverageAge = m_ageSum / m_fileCount;
 }

@@ -64,6 +64,7 @@ const UserOrGroup* UserOrGroupAccum::identityOf(const FileAttributes& info) cons
 }
 
 SUserOrGroup& UserOrGroupAccum::recordOf(const UserOrGroup& identity) {
+  // Most entries of a directory have one owner: no look-up for them.
   if (&identity == m_lastIdentity)
     return *m_lastRecord;
   std::unique_ptr<SUserOrGroup>& record =
@@ -71,6 +72,7 @@ SUserOrGroup& UserOrGroupAccum::recordOf(const UserOrGroup& identity) {
   if (!record) {
     record = std::make_unique<SUserOrGroup>();
     record->sugFilesystemID = m_filesystem.fsID;
+    // The time of the filesystem's scan, as readers of the history expect it.
     record->sugTimestamp = m_filesystem.fsScanTime;
     record->sugIdentity = &identity;
   }
@@ -84,6 +86,7 @@ void UserOrGroupAccum::finish(CuStatResults* results) {
   if (results == nullptr || m_finished)
     return;
   RecordChain<SUserOrGroup> chain;
+  // In ascending order, each before the last one: the chain starts with the highest identifier.
   for (auto& [identifier, record] : m_records) {
     record->sugStatisticID = results->srID;
     chain.pushFront(std::move(record));

@@ -123,7 +123,7 @@ class CuStatDef final : public EntityToObjectMapper, public AnalysisSource {
   [[nodiscard]] const std::string& getWhereClause() const noexcept { return m_whereClause; }
   void setWhereClause(std::string clause) { m_whereClause = std::move(clause); }
 
-  // First and last element of the chain that begins here.
+  // First and last element of the chain that begins here; kept for those who are handed a profile.
   [[nodiscard]] CuStatDef* getHead() noexcept { return this; }
   [[nodiscard]] CuStatDef* getTail() noexcept;
 

@@ -53,8 +53,8 @@ class MonDirSpec final : public EntityToObjectMapper {
   void setMdsNext(MonDirSpec* mdsNext);
 
   // A selection that admits exactly this directory's subtree, for a walk that asks one per
-  // directory; null while nobody attached one, as in the scan, which watches them all at once. Not
-  // owned.
+  // directory; null while nobody attached one, as in the scan, which watches them all at once. Kept
+  // for such a walk. Not owned.
   [[nodiscard]] const SelectNode* getSelectNode() const noexcept { return m_selectNode; }
   void setSelectNode(const SelectNode* selectNode) noexcept { m_selectNode = selectNode; }
 

@@ -4,7 +4,8 @@
 #include <string>
 #include <string_view>
 
-// Name utilities of the scan.
+// Name utilities of the scan. The job calls `getTranslatedName`; the others are kept for the
+// agent's programs that read names in the same way.
 namespace orv {
 
 // Whether the text is empty or exactly one blank.

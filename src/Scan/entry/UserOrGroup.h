@@ -32,6 +32,7 @@ struct UserOrGroup final {
   }
 
   // Domain and name joined; the name alone (with a trace warning) when the domain is empty.
+  // Kept for traces of hosts that have domains; this platform sets none.
   [[nodiscard]] std::string fullyQualifiedName() const;
 
   // ugID and ugGroupID are written unsigned, as the system numbers its users and groups.

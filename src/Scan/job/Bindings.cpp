@@ -179,9 +179,9 @@ bool isOnComputer(const MonDirSpec& dirSpec, const Filesystem& filesystem) {
          computer == filesystem.fsComputerID;
 }
 
-// Whether a path lies in the filesystem with that mount point, `depth` components below it.
-bool liesBelow(std::string_view path, std::string_view mountPoint, int& depth) {
-  depth = pathDepth(path) - pathDepth(mountPoint);
+// Whether a path lies in the filesystem with that mount point.
+bool liesBelow(std::string_view path, std::string_view mountPoint) {
+  const int depth = pathDepth(path) - pathDepth(mountPoint);
   if (depth < 0 || (depth == 0 && findSlashes(path) != findSlashes(mountPoint)))
     return false;
   return equalIgnoringCase(path.substr(0, mountPoint.size()), mountPoint);
@@ -198,12 +198,10 @@ void bindDirectory(FSRef& ref, MonDirSpec& dirSpec,
   TRACE(TR_GENERAL, "(if ( fsRef->filesystem != NULL )) == TRUE. Assign the NAS Filer to <filer>.");
   std::string& mountPoint = ref.filesystem->fsMountPoint;
   mountPoint = withTrailingSlash(mountPoint);
-  int depth = 0;
-  if (!isOnComputer(dirSpec, *ref.filesystem) ||
-      !liesBelow(dirSpec.getMdsPath(), mountPoint, depth))
+  if (!isOnComputer(dirSpec, *ref.filesystem) || !liesBelow(dirSpec.getMdsPath(), mountPoint))
     return;
   TRACE(TR_GENERAL, "regionMatches(0, path, (dirSpec->mdsPath), 0, length) == TRUE");
-  ref.directories.push_front({&dirSpec, depth, mask});
+  ref.directories.push_front({&dirSpec, mask});
   TRACE(TR_GENERAL, "Directory to Monitor: %s", dirSpec.getMdsPath().c_str());
 }
 

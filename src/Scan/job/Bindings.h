@@ -40,14 +40,12 @@ struct Assoc {
 // A monitored directory that lies in a filesystem.
 struct MonDirSelection {
   MonDirSpec* dirSpec = nullptr;
-  int depth = 0;                            // below the mount point
   std::shared_ptr<const PathPattern> mask;  // null when the specification is a literal path
 };
 
 // A filesystem of the job that is mounted and answered with its capacity.
 struct FSRef {
   Filesystem* filesystem = nullptr;
-  std::string source;      // device or export, as the mount table lists it
   std::string mountPoint;  // where the mount table has it
   std::vector<Assoc> assocs;
   std::deque<MonDirSelection> directories;  // the one bound last comes first

@@ -30,6 +30,7 @@ void addOnce(std::vector<std::string>& names, std::string name) {
 // The filer's host names: its name fields, then the address that the last of them resolves to.
 std::vector<std::string> hostNames(const NasFiler& filer) {
   std::vector<std::string> hosts;
+  // In this order: the last one is what gets resolved when the mount table knows none of them.
   for (const std::string* field : {&filer.nasName, &filer.nasHostName, &filer.nasAddress})
     addOnce(hosts, removeSurroundingWhitespaces(*field));
   if (hosts.empty())
@@ -116,6 +117,7 @@ std::unique_ptr<FilesystemList> arrangeFilesystems(std::unique_ptr<FilesystemLis
       group = filers.insert(filers.end(), FilerGroup{filer.nasID, {}});
     group->filesystems.push_back(std::move(filesystem));
   }
+  // Filers keep their order of arrival within a domain; only their filesystems are reversed.
   for (auto& [domainID, filers] : domains)
     for (FilerGroup& group : filers)
       std::move(group.filesystems.rbegin(), group.filesystems.rend(),

@@ -67,6 +67,7 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
     const int mountsCode = makeMountsMap(m_mounts);
     TRACE(TR_GENERAL, "Call to <makeMountsMap> finished. Return code = %d.", mountsCode);
   }
+  // Without a mount table nothing can be matched, so nothing is said of single filesystems either.
   if (m_mounts.empty())
     return RC_NOTHING_TO_SCAN;
   matchFilesystems(*job);
@@ -75,6 +76,7 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
     issueMessage(msg::STA0647E);
     return RC_NOTHING_TO_SCAN;
   }
+  // Profiles before directories: those of code 3 serve both and are parsed here.
   raise(bindProfiles(job->getStatistics(), m_bindings));
   if (const int lockStatus = lock(job); lockStatus != 0) {
     TRACE(TR_MAX, "return value <lockStatus> == %d. Leaving method.", lockStatus);
@@ -86,6 +88,7 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
     walkFilesystem(*ref);
   TRACE(TR_GENERAL, "end of final loop over filesystem!");
   TRACE(TR_GENERAL, "%zu filesystems were scanned.", m_scannedCount);
+  // Frees the clauses; what was gathered stays with the profiles until the job ends.
   m_bindings = Bindings();
   m_userTable.cleanUP();
   restoreFakes();
@@ -152,7 +155,6 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
   }
   auto ref = std::make_unique<FSRef>();
   ref->filesystem = &filesystem;
-  ref->source = entry->source;
   ref->mountPoint = entry->mountPoint;
   m_bindings.refsByID[filesystem.fsID] = ref.get();
   m_bindings.refs.push_back(std::move(ref));
@@ -193,6 +195,7 @@ void FilesystemScan::walkFilesystem(FSRef& ref) {
   reportFailedLookups(ref);
   const bool failed = result > SCAN_INCOMPLETE || result < 0;
   raise(failed ? SCAN_INCOMPLETE : result);
+  // Before giving up: a missing summary must raise the code also where the walk failed.
   copyCapacity(ref);
   // A walk that failed leaves nothing but the filesystem's own record.
   if (failed)
@@ -218,9 +221,11 @@ int FilesystemScan::runScanner(FSRef& ref) {
   WalkOptions options{m_nfsTimeout, m_options.walkThreads, {}, &m_statThread};
   if (ref.filesystem->nasFiler)
     options.localRoot = ref.mountPoint;
+  // A filer's export is known to the server by another path than the one it is mounted at here.
   ScannerUnix scanner(*ref.filesystem, std::move(actions), m_userTable, m_fileTypes,
                       std::move(options));
   const int result = scanner.scan();
+  // The records outlive the accumulators: the profile keeps them until the result is written.
   for (std::size_t i = 0; i < containers.size(); ++i)
     ref.assocs[i].results->rfResults = containers[i]->takeResults();
   return result;
@@ -255,6 +260,7 @@ void FilesystemScan::copyCapacity(FSRef& ref) {
 void FilesystemScan::giveUp(FSRef& ref) {
   removeReferencesTo(ref);
   ref.filesystem->fsScanned = false;
+  // At once and not at the job's end: another scan may take the filesystem while this one goes on.
   unlockOne(ref.filesystem);
   if (m_scannedCount > 0)
     --m_scannedCount;

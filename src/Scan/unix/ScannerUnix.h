@@ -31,6 +31,8 @@ class ScannerUnix final : public Scanner {
   // How the scan root is reached on this machine; null when its own name serves.
   [[nodiscard]] const LocalPath* localPath() const noexcept { return m_localPath.get(); }
   void setLocalPath(const std::string& serverRoot, const std::string& localRoot);
+  // Kept for a scanner that goes over to the name which the server knows; the job makes one per
+  // tree.
   void freeLocalPath() noexcept { m_localPath.reset(); }
 
   // Whether the stat thread makes the calls on the filesystem, and each may take that long only.

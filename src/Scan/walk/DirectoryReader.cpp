@@ -30,6 +30,8 @@ void DirectoryReader::init(Scanner* pScanner, int fsType) {
   } catch (GenericException* thrown) {
     std::unique_ptr<GenericException> exception(thrown);
     TRACE(TR_ERROR, "DirectoryReader::init() : ERROR: %s ", exception->subject().c_str());
+    // These two mean that the filesystem itself does not answer: the walk decides what becomes of
+    // it.
     if (endsTheWalkOfItsDirectory(*exception))
       throw exception.release();
     issueMessage(exception->message(), exception->inserts());
@@ -48,6 +50,7 @@ bool DirectoryReader::next(int fsType) {
           "setting result to FALSE");
     TRACE(TR_ERROR, "EXCEPTION: ID: %s", exception->id());
     issueMessage(exception->message(), exception->inserts());
+    // The directory has no further entries; what was read of it stays counted.
     abandon();
   }
   if (!found)
@@ -101,11 +104,13 @@ void DirectoryReader::ScannerFinishOffStat(FileAttributes* info, FileRecord* fil
   info->faAttributes = file->attributes;
   info->faGroup = users.find(Sid(st.gid), true);
   info->faLength = st.size;
+  // What has no data of its own has no blocks, whatever the filesystem says.
   info->faBlocks = file->type > FT_DIRECTORY ? 0 : st.blocks;
   info->faLinkCount = st.linkCount;
   info->faInodeNumber = st.inode;
   info->faModified = st.modified * 1000;
   info->faAccessed = st.accessed * 1000;
+  // Last: clauses look at everything that was filled above.
   m_scanner->selectActions();
 }
 

@@ -55,6 +55,7 @@ int Scanner::scan() {
 }
 
 int Scanner::walk() {
+  // The root is opened before the clock is read: the scan starts when there is something to scan.
   if (!openRoot())
     return WALK_FAILED;
   const std::time_t now = std::time(nullptr);
@@ -93,6 +94,7 @@ void Scanner::enterRoot() {
   m_state.device =
       m_arrayReader.front()->stat(m_state.path, m_state.info.get(), m_filesystem.fsType);
   m_rc = 0;
+  // Only now: the root was examined under the name that the definition gives it.
   if (m_state.path.empty() || m_state.path.back() != '/')
     m_state.path += '/';
   if (m_state.device >= 0)
@@ -113,11 +115,13 @@ void Scanner::walkEntries() {
 }
 
 void Scanner::handleEntry() {
+  // Neither counted nor entered: a snapshot holds the same files again.
   if (isSnapshot()) {
     TRACE(TR_MAX, "Scanner::scan() : Skipping the snapshot directory %s\n",
           m_state.info->faName.c_str());
     return;
   }
+  // Another filesystem's entry is counted below and nothing else: its figures are that one's.
   if (m_state.info->faType != FT_FOREIGN)
     accumulate();
   if (m_state.info->faType == FT_DIRECTORY)
@@ -165,6 +169,7 @@ bool Scanner::enterNextLevel() {
     issueMessage(msg::STA0001E, {m_state.info->faName});
     return false;
   }
+  // Enough to restore the path: the parent's is the start of every path below it.
   const std::size_t parentLength = m_state.path.size();
   m_state.path = m_state.info->faName;
   ++m_state.level;
@@ -251,6 +256,8 @@ void Scanner::countEntry() {
   if (m_sinceReport <= PROGRESS_INTERVAL || naLog == nullptr)
     return;
   issueMessage(msg::AGT0143I, {std::to_string(m_total)});
+  // 0 and not 1: the first report comes after 99,999 entries below the root, the others every
+  // 100,000.
   m_sinceReport = 0;
 }
 
@@ -294,6 +301,7 @@ void Scanner::ScannerFinishOffNextEntry(const std::string& path, const char* fil
           "method.");
     return;
   }
+  // Written in place: the name's buffer has grown to the longest path after a few entries.
   const std::string_view file(fileName);
   const std::size_t prefix = path.size() + (path.ends_with('/') ? 0 : 1);
   std::string& name = m_state.info->faName;

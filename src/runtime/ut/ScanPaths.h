@@ -12,6 +12,7 @@ namespace orv {
 // Every "\\" pair, then every single "\" as "/", and runs of "/" as one.
 [[nodiscard]] std::string replaceDelimiter(std::string_view path);
 
+// Kept beside its siblings, which path rules of the agent's other programs share.
 [[nodiscard]] bool startsWith(std::string_view text, std::string_view prefix) noexcept;
 
 // How many "/" a path holds.
