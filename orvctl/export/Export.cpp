@@ -17,6 +17,7 @@
 #include "orvctl/text/Output.h"
 #include "orvctl/text/Utf8.h"
 #include "runtime/unx/Files.h"
+#include "runtime/ut/ScanPaths.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {
@@ -52,7 +53,7 @@ void checkWords(const ExportRequest& request) {
 void checkPlace(const ExportRequest& request) {
   if (request.output.empty() || ::access(request.output.c_str(), W_OK) == 0)
     return;
-  const std::string parent = parentDirectory(request.output);
+  const std::string parent = parentDirectory(std::string(withoutTrailingSlash(request.output)));
   // A file that may not be written to can still be replaced, and a directory is made if need be.
   if (errno == EROFS || ::access(parent.empty() ? "." : parent.c_str(), W_OK | X_OK) != 0)
     throw CtlError(fmt::format("cannot write {}: {}", utf8Text(request.output), errnoText(errno)));
