@@ -5,7 +5,7 @@
 #
 #   bench/compare.sh [--install] [--rounds N] [--cold-rounds N] [--out DIR] [TREE...]
 #
-#   --install      first installs the other programs from the distribution
+#   --install      first installs the other programs, and what draws, from the distribution
 #   --rounds N     rounds with warm caches (5; 0 for none)
 #   --cold-rounds N  rounds with dropped caches (3 as root, else 0)
 #   --programs 'NAME...'  runs these other programs only (du and find besides those below)
@@ -15,7 +15,7 @@
 #   TREE           standard trees, by default t40k t400k t4m; made below $TREES (/var/tmp/orv-bench)
 #                  when they are not there yet, and kept
 set -euo pipefail
-PROGRAMS=(ncdu duc-nox gdu agedu bfs)
+PROGRAMS=(ncdu duc-nox gdu agedu bfs gnuplot-nox jq)
 install=no cpu=() wanted='du find bfs ncdu gdu duc agedu' rounds=5 cold_rounds=$([ "$(id -u)" = 0 ] && echo 3 || echo 0) out=''
 while [[ ${1:-} == --* ]]; do
   case $1 in
@@ -64,18 +64,31 @@ group_of() {
 }
 
 ARGS=("${cpu[@]}" --base floor --base 'du -s')
-[ -z "$out" ] || mkdir -p "$out"
+if [ -n "$out" ]; then
+  mkdir -p "$out"
+  # A long run is not to end in a plot that cannot be drawn.
+  for tool in jq gnuplot; do
+    command -v "$tool" >/dev/null || { echo "--out needs $tool (--install installs it)" >&2; exit 1; }
+  done
+fi
 measure_all() {
   local name=$1
   shift
   [ -z "$out" ] || set -- "$@" --json "$out/$name.json"
   "$BUILD/bench/measure" "$@" "${ARGS[@]}"
 }
+# What plot.gp draws: a block per command, the costliest on the largest tree first.
+draw() {
+  jq -r 'group_by(.name) | map(sort_by(.entries)) | sort_by(-.[-1].costPerEntry) | .[] |
+    "", "", "\"\(.[0].name) \(.[-1].costPerEntry * 100 | round / 100)\"",
+    (.[] | "\(.entries) \(.costPerEntry)")' "$1" >"${1%.json}.dat"
+  gnuplot -c "$BENCH/plot.gp" "${1%.json}.dat" "$2"
+}
 for tree; do group_of "$tree"; done
 if [ "$rounds" -gt 0 ]; then
   echo "Warm caches, $rounds rounds"
   measure_all warm --rounds "$rounds"
-  [ -z "$out" ] || "$BUILD/bench/plot" "$out/warm.json" "$out/cost.svg"
+  [ -z "$out" ] || draw "$out/warm.json" "$out/cost.svg"
 fi
 if [ "$cold_rounds" -gt 0 ]; then
   printf '\nDropped caches, %s rounds\n' "$cold_rounds"
