@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Probe/MountRoot.h"
 #include "Scan/select/PathPattern.h"
 #include "Scan/select/SelectNode.h"
 
@@ -47,6 +48,7 @@ struct MonDirSelection {
 struct FSRef {
   Filesystem* filesystem = nullptr;
   std::string mountPoint;  // where the mount table has it
+  MountRoot root;          // what was found there
   std::vector<Assoc> assocs;
   std::deque<MonDirSelection> directories;  // the one bound last comes first
 };

@@ -14,6 +14,7 @@
 #include "Scan/unix/ScannerUnix.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {
@@ -64,6 +65,7 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
     TRACE(TR_GENERAL,
           "(if(!CommonAgentFactory::getCommonAgent()->isWindows)) == TRUE. Calling "
           "<makeMountsMap(...)> ...");
+    m_mountTree = MountTree::read();
     const int mountsCode = makeMountsMap(m_mounts);
     TRACE(TR_GENERAL, "Call to <makeMountsMap> finished. Return code = %d.", mountsCode);
   }
@@ -144,7 +146,8 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
     raise(SCAN_INCOMPLETE);
     return;
   }
-  filesystem.fsScanned = Mounts::statFS(*entry, filesystem, m_nfsTimeout, m_statThread) == 0;
+  auto ref = std::make_unique<FSRef>();
+  filesystem.fsScanned = examine(*entry, filesystem, ref->root);
   if (!filesystem.fsScanned) {
     raise(SCAN_INCOMPLETE);
     return;
@@ -153,12 +156,31 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
     TRACE(TR_GENERAL, "if(wasFake) == TRUE");
     m_fakes.push_back(&filesystem);
   }
-  auto ref = std::make_unique<FSRef>();
   ref->filesystem = &filesystem;
   ref->mountPoint = entry->mountPoint;
   m_bindings.refsByID[filesystem.fsID] = ref.get();
   m_bindings.refs.push_back(std::move(ref));
   ++m_scannedCount;
+}
+
+// Whether the filesystem is there and answers; reported otherwise.
+bool FilesystemScan::examine(const MountEntry& entry, Filesystem& filesystem, MountRoot& root) {
+  const std::string& mountPoint = entry.mountPoint;
+  std::string reason;
+  if (const std::string other = m_mountTree.hiddenBy(mountPoint); !other.empty()) {
+    reason = "the filesystem mounted later on " + other + " hides it";
+  } else if (Mounts::statFS(entry, filesystem, m_nfsTimeout, m_statThread) != 0) {
+    return false;
+  } else if (const int error = examineMountRoot(mountPoint, m_nfsTimeout, &m_statThread, root);
+             error != 0) {
+    reason = "examine its root: " + errnoText(error);
+  } else if (m_nfsTimeout == 0 && m_mountTree.isMounted(mountPoint) && !root.isRootOfMount) {
+    // Unmounted since the table was read: what lies there now is another filesystem's.
+    reason = "it was unmounted since the job began";
+  }
+  if (!reason.empty())
+    issueMessage(msg::STA0529E, {qualifiedFSName(&filesystem), reason});
+  return reason.empty();
 }
 
 const MountEntry* FilesystemScan::findMount(const Filesystem& filesystem) const {
@@ -218,7 +240,7 @@ int FilesystemScan::runScanner(FSRef& ref) {
   // The watch comes last, so that a profile's own statistics see a directory before it.
   if (watch)
     actions.push_back({watch.get(), nullptr});
-  WalkOptions options{m_nfsTimeout, m_options.walkThreads, {}, &m_statThread};
+  WalkOptions options{m_nfsTimeout, m_options.walkThreads, {}, &m_statThread, ref.root};
   if (ref.filesystem->nasFiler)
     options.localRoot = ref.mountPoint;
   // A filer's export is known to the server by another path than the one it is mounted at here.

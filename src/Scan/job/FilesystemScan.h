@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Probe/Filesystem.h"
+#include "Probe/MountTree.h"
 #include "Probe/Mounts.h"
 #include "Scan/entry/FileType.h"
 #include "Scan/entry/UserTable.h"
@@ -67,6 +68,7 @@ class FilesystemScan {
 
   void matchFilesystems(AgentScan& job);
   void matchFilesystem(Filesystem& filesystem);
+  [[nodiscard]] bool examine(const MountEntry& entry, Filesystem& filesystem, MountRoot& root);
   [[nodiscard]] const MountEntry* findMount(const Filesystem& filesystem) const;
   [[nodiscard]] std::unique_ptr<DirectoryWatch> makeWatch(const FSRef& ref,
                                                           WalkSelections& selections) const;
@@ -88,6 +90,7 @@ class FilesystemScan {
   int m_nfsTimeout = 0;
   StatThread m_statThread;
   MountsMap m_mounts;
+  MountTree m_mountTree;
   Bindings m_bindings;
   std::vector<Filesystem*> m_fakes;
   std::size_t m_scannedCount = 0;

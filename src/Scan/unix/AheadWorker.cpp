@@ -106,8 +106,9 @@ void AheadWorker::examine(AheadStep& step, std::uint32_t begin, std::uint32_t en
     const std::uint32_t index = step.order ? step.order[i] : i;
     AheadStep::Entry& entry = step.entries[index];
     // The walk ends before it meets an entry that was given up.
-    entry.error =
-        isStopped() ? ECANCELED : examineEntry(step.opened->fd(), step.nameOf(index), entry.st);
+    entry.error = isStopped() ? ECANCELED
+                              : examineEntry(step.opened->fd(), step.nameOf(index),
+                                             m_rules.membership, entry.st);
   }
 }
 

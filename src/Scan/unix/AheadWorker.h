@@ -13,7 +13,8 @@ namespace orv {
 // What the read-ahead must know of the walk. Fixed before the first helper starts; the functions
 // are called on any thread.
 struct AheadRules {
-  std::int64_t device = -1;    // of the scan root: only directories on it are read
+  std::int64_t device = -1;  // of the scan root: only directories on it are read
+  Membership membership = Membership::BY_DEVICE;
   int fsType = 0;              // tells which names are passed over
   bool isOnLocalDisk = false;  // large directories are examined in inode order
   // Whether the walk leaves out a directory of that name in the scan root.

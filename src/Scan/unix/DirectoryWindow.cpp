@@ -29,7 +29,8 @@ void DirectoryWindow::examineInInodeOrder(int directory) {
   });
   for (const std::uint32_t index : m_order) {
     Slot& slot = m_slots[index];
-    slot.error = examineEntry(directory, m_names.data() + slot.nameOffset, slot.st);
+    slot.error =
+        examineEntry(directory, m_names.data() + slot.nameOffset, Membership::BY_DEVICE, slot.st);
   }
 }
 

@@ -11,7 +11,8 @@ namespace orv {
 
 // A window on a large directory: names read ahead in stream order and examined in inode order,
 // which spares a disk the seeks between inode table blocks, then delivered in stream order. Owned
-// by the reader of the directory, used on its thread.
+// by the reader of the directory, used on its thread. Never used on an overlay: entries are taken
+// to belong to the filesystem by their device.
 //
 // A directory of at most SMALL_DIRECTORY entries is examined in stream order. Memory is bounded by
 // WINDOW_NAMES entries (at most 255 bytes of name and 64 bytes of figures each).

@@ -58,6 +58,9 @@ ScannerUnix::ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> act
   TRACE_METHOD("ScannerUnix(...)");
   if (Filesystem::isZENFSFileset(filesystem.fsType))
     TRACE(TR_MAX, "filesystem->isZENFSFileset(filesystem->fsType) == TRUE");
+  // The calls with a time-out do not tell the mount.
+  if (m_options.root && m_options.root->isOverlay && !hasTimeout())
+    m_membership = Membership::BY_MOUNT;
   if (!m_options.localRoot.empty())
     setLocalPath(filesystem.fsMountPoint, m_options.localRoot);
   if (m_options.helpers > 1 && examinesByPath())
@@ -82,6 +85,24 @@ void ScannerUnix::setLocalPath(const std::string& serverRoot, const std::string&
   m_localPath = std::make_unique<LocalPath>();
   m_localPath->serverRoot = withoutSlash(serverRoot);
   m_localPath->localRoot = withoutSlash(localRoot);
+}
+
+void ScannerUnix::checkRoot(int directory) {
+  if (!m_options.root)
+    return;
+  const std::string& mountPoint = filesystem().fsMountPoint;
+  const std::string path = m_localPath ? m_localPath->localRoot + "/" : mountPoint;
+  MountRoot root;
+  const int error = directory < 0
+                        ? examineMountRoot(path, m_options.statTimeout, m_options.statThread, root)
+                        : examineMountRoot(directory, root);
+  if (error != 0)
+    throw new GenericException(msg::STA0529E,
+                               {mountPoint, "examine its root: " + errnoText(error)});
+  if (root != *m_options.root)
+    throw new GenericException(
+        msg::STA0529E,
+        {mountPoint, "it was unmounted, or another one was mounted over it, since the job began"});
 }
 
 int ScannerUnix::ask(int operation, const char* path, int flag, void* buffer) {
@@ -109,7 +130,7 @@ int ScannerUnix::examine(FileRecord& file) {
   if (file.examined)
     return file.error;
   if (!hasTimeout())
-    return examineEntry(file.directory, file.name, file.st);
+    return examineEntry(file.directory, file.name, m_membership, file.st);
   struct stat st;
   const int error = ask(VS_LSTAT, file.name, 0, &st);
   if (error == 0)
@@ -167,6 +188,7 @@ std::shared_ptr<DirectoryWindow> ScannerUnix::lendWindow() {
 AheadRules ScannerUnix::aheadRules(int fsType) {
   AheadRules rules;
   rules.device = state().device;
+  rules.membership = m_membership;
   rules.fsType = fsType;
   rules.isOnLocalDisk = isOnLocalDisk();
   rules.isLeftOut = [this](std::string_view name) { return isSnapshotName(name); };

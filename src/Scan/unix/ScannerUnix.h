@@ -66,6 +66,7 @@ class ScannerUnix final : public Scanner {
  protected:
   [[nodiscard]] std::unique_ptr<DirectoryReader> makeReader(int argument) override;
   [[nodiscard]] std::string snapshotDirectory() override;
+  void checkRoot(int directory) override;
   void checkFilesystem() override;
 
  private:
@@ -73,6 +74,7 @@ class ScannerUnix final : public Scanner {
   [[nodiscard]] bool isOnLocalDisk();
 
   WalkOptions m_options;
+  Membership m_membership = Membership::BY_DEVICE;
   int m_timeoutsInRow = 0;  // calls since the last one that was answered
   std::unique_ptr<LocalPath> m_localPath;
   std::atomic<bool> m_mayKeepAccessTime{true};

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string>
+
+#include "Probe/MountRoot.h"
 
 namespace orv {
 
@@ -13,6 +16,9 @@ struct WalkOptions {
   int helpers = 1;        // that read ahead of the walk; 1 for none, see walkThreads
   std::string localRoot;  // of a tree that the server knows under another name, or empty
   StatThread* statThread = nullptr;  // makes single calls where there is a time-out; not owned
+  // What was found when the filesystem was matched: the walk fails when its root is another one by
+  // then. Without it whatever is there is walked, and told from other filesystems by its device.
+  std::optional<MountRoot> root = {};
 };
 
 }  // namespace orv

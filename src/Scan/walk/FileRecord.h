@@ -14,6 +14,12 @@ namespace orv {
 
 class Scanner;
 
+// How it is told whether an entry belongs to the filesystem of the walk's root.
+enum class Membership : std::uint8_t {
+  BY_DEVICE,
+  BY_MOUNT,  // an overlay's files may show the devices of the layers that they lie on
+};
+
 // What examining an entry yields: the figures of lstat that the scan uses, in 64 bytes, so that a
 // window of examined entries stays small.
 struct EntryStat {
@@ -22,7 +28,7 @@ struct EntryStat {
   std::int64_t blocks;    // 512-byte blocks
   std::int64_t accessed;  // seconds since 1970
   std::int64_t modified;  // seconds since 1970
-  std::uint32_t device;   // low 32 bits of st_dev
+  std::uint32_t device;   // low 32 bits of st_dev; with BY_MOUNT the id of the mount
   std::uint32_t mode;
   std::uint32_t linkCount;
   std::uint32_t uid;
@@ -44,7 +50,11 @@ struct EntryStat {
 
 // Examines `name` in the open directory `directory` (AT_FDCWD for a path; an empty name is the
 // directory itself), never following a link. 0, or the errno value.
-[[nodiscard]] inline int examineEntry(int directory, const char* name, EntryStat& result) noexcept {
+[[nodiscard]] int examineByMount(int directory, const char* name, EntryStat& result) noexcept;
+[[nodiscard]] inline int examineEntry(int directory, const char* name, Membership membership,
+                                      EntryStat& result) noexcept {
+  if (membership == Membership::BY_MOUNT)
+    return examineByMount(directory, name, result);
   // The flag for the empty name makes the kernel look at every name twice.
   const int flags = *name == '\0' ? AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH : AT_SYMLINK_NOFOLLOW;
   struct stat st;
@@ -81,7 +91,7 @@ struct WalkState {
   std::string rootPath;      // without a trailing "/", but for the root directory itself
   std::string path;          // of the directory being read
   int level = 0;             // of the directory being read, or opened; 0 for the scan root
-  std::int64_t device = -1;  // low 32 bits of the scan root's; -1 when it could not be examined
+  std::int64_t device = -1;  // of the scan root, see EntryStat; -1 when it could not be examined
   std::unique_ptr<FileAttributes> info;  // the current entry
   FileRecord file;                       // its working record
 

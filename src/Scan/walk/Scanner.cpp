@@ -7,6 +7,7 @@
 #include "runtime/nls/MessageLog.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/ScanPaths.h"
+#include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {
@@ -91,14 +92,19 @@ bool Scanner::openRoot() {
 }
 
 void Scanner::enterRoot() {
+  checkRoot(m_arrayReader.front()->directoryFd());
   m_state.device =
       m_arrayReader.front()->stat(m_state.path, m_state.info.get(), m_filesystem.fsType);
+  // Nothing below could be told from other filesystems: all figures would be 0.
+  if (m_state.device < 0)
+    throw new GenericException(
+        msg::STA0529E,
+        {m_filesystem.fsMountPoint, "examine its root: " + errnoText(m_state.file.error)});
   m_rc = 0;
   // Only now: the root was examined under the name that the definition gives it.
   if (m_state.path.empty() || m_state.path.back() != '/')
     m_state.path += '/';
-  if (m_state.device >= 0)
-    accumulate();
+  accumulate();
   enterDirectory();
 }
 

@@ -109,6 +109,9 @@ class Scanner {
   // root was entered.
   [[nodiscard]] bool isSnapshotName(std::string_view name) const;
 
+  // Called when the root was opened (`directory`; -1 when it could not be) and before it is
+  // examined; a subclass ends the walk by throwing a GenericException*.
+  virtual void checkRoot(int /*directory*/) {}
   // Called after every entry; a subclass ends the walk by throwing a GenericException*.
   virtual void checkFilesystem() {}
 

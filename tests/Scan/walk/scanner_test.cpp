@@ -178,8 +178,9 @@ TEST_F(ScannerTest, stopFlagEndsTheWalk) {
   delete thrown;
 }
 
-TEST_F(ScannerTest, rootThatCannotBeOpenedHasNoEntries) {
-  EXPECT_EQ(scan(dir.file("missing")), 0);
+TEST_F(ScannerTest, rootThatCannotBeExaminedFailsTheWalk) {
+  EXPECT_EQ(scan(dir.file("missing")), 8);
+  EXPECT_EQ(messages.of("STA0529E").size(), 1U);
   EXPECT_EQ(messages.of("STA0121E").size(), 1U);
   EXPECT_EQ(messages.of("STA0063E").size(), 1U);
   EXPECT_TRUE(recorder.seen.empty());

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace orv {
+
+// How the mounts of this process lie on one another, as the kernel tells it: the mount table does
+// not say that a mount is hidden by a later one on a directory above it. Read once per job, used on
+// its thread. No call on any mount is made.
+class MountTree final {
+ public:
+  MountTree() = default;
+  // The keys point into the mounts, whose places a move keeps.
+  MountTree(MountTree&&) = default;
+  MountTree& operator=(MountTree&&) = default;
+  MountTree(const MountTree&) = delete;
+  MountTree& operator=(const MountTree&) = delete;
+
+  // Of the kernel's table of that name. Without it nothing counts as mounted.
+  [[nodiscard]] static MountTree read(const std::string& table = "/proc/self/mountinfo");
+
+  // Whether something is mounted at `path`, visible or not.
+  [[nodiscard]] bool isMounted(std::string_view path) const;
+  // Where the mount lies that hides what is mounted at `path`; empty when it is visible, or nothing
+  // is mounted there.
+  [[nodiscard]] std::string hiddenBy(std::string_view path) const;
+
+ private:
+  struct Mount {
+    int parent;
+    std::string point;
+  };
+
+  std::map<int, Mount> m_mounts;                          // by mount id
+  std::map<std::pair<int, std::string_view>, int> m_ids;  // by parent (0: none) and mount point
+};
+
+}  // namespace orv
