@@ -26,7 +26,8 @@ inline constexpr int CMD_OUT_OF_MEMORY = 102;
 
 // The parsed command line: "scan -scan -serverName s1 -jobName J -jobRunNumber 12 ...". The first
 // argument is a command, every further one an option with its value; names are compared without
-// regard to case. Owned by the driver, on whose thread it is parsed once and then only read.
+// regard to case, as ASCII in every locale. Owned by the driver, on whose thread it is parsed once
+// and then only read.
 //
 // Texts are empty and numbers 0 unless an option sets them; an option that is given twice has its
 // last value. Numbers are read base 10 up to the first character that is no digit: text that is no
@@ -40,9 +41,10 @@ class CmdArgs final {
   // `argv` holds `argc` arguments, the program's name first, and must outlive the object.
   CmdArgs(int argc, const char* const* argv, int commandNumber);
 
-  // Fills the fields. 0, or the code of the first fault (see above), whose argument is then in
-  // `currentArgument` and whose text, if the option has one, in `errorText`. When a debug mode is
-  // set and no `debugfile`, the job's trace file becomes the `debugfile`.
+  // Fills the fields and does nothing else: any process's command line may be read. 0, or the code
+  // of the first fault (see above), whose argument is then in `currentArgument` and whose text, if
+  // the option has one, in `errorText`. When a debug mode is set and no `debugfile`, the job's
+  // trace file becomes the `debugfile`.
   [[nodiscard]] int parse();
 
   // Where the agent is installed: the value of -installLoc, kept as it was given; without it, what
@@ -64,6 +66,7 @@ class CmdArgs final {
   std::string serverName;
   std::string serverIP;
   int serverPort = 0;         // -1 when given without a value
+  int agentDescriptor = 0;    // the agent's own end of its pipe, for the job to close; 0 for none
   int statusDescriptor = -1;  // where the start status byte goes; -1 for nowhere
 
   std::string debugMode;  // "MIN", "MID", "MAX", or empty: no trace

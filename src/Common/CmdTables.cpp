@@ -1,13 +1,11 @@
 #include "Common/CmdTables.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <cwchar>
-#include <cwctype>
 #include <string>
+
+#include "runtime/ut/Text.h"
 
 namespace orv {
 namespace {
@@ -81,13 +79,13 @@ int maxLogSize(const char* value, CmdArgs& record) {
   return code;
 }
 
-// "<read end>,<write end>" of the agent's pipe: the agent's end is closed here, ours is kept.
+// "<read end>,<write end>" of the agent's pipe, numbers only: whoever runs the job closes the one
+// and writes to the other, others merely read the command line.
 int agentCom(const char* value, CmdArgs& record) {
   if (value == nullptr)
     return fail(record, CMD_VALUE_MISSING, "agentCom not specified");
-  if (const int agentEnd = decimal(value); agentEnd != 0)
-    ::close(agentEnd);
   const char* comma = std::strchr(value, ',');
+  record.agentDescriptor = decimal(value);
   const int ownEnd = comma == nullptr ? 0 : decimal(comma + 1);
   if (ownEnd != 0)
     record.statusDescriptor = ownEnd;
@@ -155,26 +153,6 @@ constexpr CmdTables SCAN_TABLES{SCAN_COMMANDS, SCAN_OPTIONS, SCAN_MATRIX};
 constexpr CmdEntry NO_ENTRIES[] = {{"", 0, false, nullptr}};
 constexpr CmdTables NO_TABLES{NO_ENTRIES, NO_ENTRIES, SCAN_MATRIX};
 
-// Comparison of names. --------------------------------------------------------------------------
-
-// How much of a name is compared, in characters.
-constexpr std::size_t COMPARED_CHARACTERS = 2302;
-
-// Upper-cased, as wide characters; what does not convert ends the text in U+FFFD.
-std::wstring folded(std::string_view text) {
-  std::wstring wide;
-  std::mbstate_t state{};
-  while (!text.empty() && wide.size() < COMPARED_CHARACTERS) {
-    wchar_t character = 0;
-    const std::size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
-    if (length > text.size())
-      return wide + L'\xFFFD';
-    wide += static_cast<wchar_t>(std::towupper(static_cast<std::wint_t>(character)));
-    text.remove_prefix(length);
-  }
-  return wide;
-}
-
 }  // namespace
 
 const CmdTables& tablesOf(int commandNumber) {
@@ -184,9 +162,8 @@ const CmdTables& tablesOf(int commandNumber) {
 const CmdEntry* findEntry(const CmdEntry* table, const char* argument) {
   if (*argument != '-')
     return nullptr;
-  const std::wstring wanted = folded(argument + 1);
   for (const CmdEntry* entry = table; !entry->name.empty(); ++entry)
-    if (folded(entry->name) == wanted)
+    if (equalIgnoringCase(entry->name, argument + 1))
       return entry;
   return nullptr;
 }

@@ -54,6 +54,9 @@ struct JobFiles final {
 // seconds since 1970. False when it could not be written, which is traced.
 [[nodiscard]] bool createJobFile(const std::string& path, const std::string& startTime);
 
+// Whether the file names another process, which runs, and no end: its job's files are in use.
+[[nodiscard]] bool isOfRunningJob(const std::string& path);
+
 // Adds " endTime=<endTime> rc=<rc>" to the second line, in place of an end that it has already. A
 // file that was lost or damaged is made anew without the start. False as above.
 bool updateJobFile(const std::string& path, int rc, const std::string& endTime);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <limits>
@@ -11,6 +12,7 @@
 #include <tuple>
 #include <vector>
 
+#include "Common/JobFile.h"
 #include "Common/unix/psnautil.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
@@ -90,14 +92,23 @@ NumberedFiles reported(NumberedFiles files) {
   return files;
 }
 
-void purgeByAge(NumberedFiles& files, int days) {
+using UseTest = std::function<bool(const std::string&)>;
+
+void removeUnlessUsed(const std::string& file, const UseTest& isInUse) {
+  if (isInUse && isInUse(file))
+    TRACE(TR_MAX, "File \"%s\" belongs to a running job and stays", file.c_str());
+  else
+    psRemoveFile(file);
+}
+
+void purgeByAge(NumberedFiles& files, int days, const UseTest& isInUse) {
   const long long oldest = std::time(nullptr) - days * SECONDS_PER_DAY;
-  std::erase_if(files, [oldest](const auto& file) {
+  std::erase_if(files, [&](const auto& file) {
     struct stat st {};
     if (::lstat(file.second.c_str(), &st) != 0 || st.st_mtime >= oldest)
       return false;
     TRACE(TR_MAX, "File \"%s\" will be deleted", file.second.c_str());
-    psRemoveFile(file.second);
+    removeUnlessUsed(file.second, isInUse);
     return true;
   });
 }
@@ -110,8 +121,11 @@ struct JobFileKind {
 // clang-format off
 constexpr JobFileKind PURGED_KINDS[] = {
     {"output", ".dat"},
+    {"output", ".dat.part"},
     {"output", ".jobinfo"},
+    {"output", ".jobinfo.tmp"},
     {"log",    ".trace"},
+    {"log",    ".notify.trace"},
 };
 // clang-format on
 
@@ -157,10 +171,11 @@ std::string getNextLogName(const std::string& directory, const std::string& pref
   return instanceName(prefix, limits.newInstance ? last + 1 : last, extension);
 }
 
-void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumber) {
+void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumber,
+                   const UseTest& isInUse) {
   TRACE_METHOD("purgeLogFiles(...)");
   if (byRunNumber && limits.maxNumDays > 0)
-    purgeByAge(files, limits.maxNumDays);
+    purgeByAge(files, limits.maxNumDays, isInUse);
   const int limit = byRunNumber ? limits.maxNumRuns : limits.maxNumLogs;
   if (limit <= 0)
     return;
@@ -172,7 +187,7 @@ void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumbe
             file->first);
     else
       TRACE(TR_MAX, "File \"%s\" will be deleted", file->second.c_str());
-    psRemoveFile(file->second);
+    removeUnlessUsed(file->second, isInUse);
   }
 }
 
@@ -186,7 +201,12 @@ void purgeJobFiles(const CmdArgs& args, const std::string& installLocation) {
         dir + "/" + jobFileName(args.jobName, args.jobRunNumber, args.sidRunNumber, kind.extension);
     NumberedFiles files = getMatchingFilesMap(dir, args.jobName, ALL_RUNS, "scan", kind.extension);
     std::erase_if(files, [&own](const auto& file) { return file.second == own; });
-    purgeLogFiles(std::move(files), limits, true);
+    const std::string infoDir = installLocation + "/output/" + args.serverName + "/";
+    purgeLogFiles(std::move(files), limits, true, [&](const std::string& file) {
+      const std::string name = file.substr(dir.size() + 1);
+      return isOfRunningJob(infoDir + name.substr(0, name.size() - std::strlen(kind.extension)) +
+                            ".jobinfo");
+    });
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -43,8 +44,10 @@ inline constexpr int ALL_RUNS = -1;
                                          const std::string& extension, LogLimits& limits);
 
 // Deletes what is beyond the limits: run-numbered files by age and then by number, numbered logs by
-// number, the lowest first. A file that cannot be deleted is traced and counts as deleted.
-void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumber);
+// number, the lowest first. A file that is in use stays; it and one that cannot be deleted, which
+// is traced, count as deleted.
+void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumber,
+                   const std::function<bool(const std::string&)>& isInUse = {});
 
 // Chooses the activity log and returns its path: `defaultPath` itself when the command line asks
 // for no numbered instances; else, for "<name>.log", an instance "<name>_<number as %06d>.log"
@@ -52,8 +55,9 @@ void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumbe
 // numbered instance; instances beyond the limit are purged. Safe with many jobs starting at once.
 [[nodiscard]] std::string openActivityLog(const CmdArgs& args, const std::string& defaultPath);
 
-// Purges the result, job information and trace files of the job's earlier runs by the command
-// line's limits. This run's own files stay and count as one of each.
+// Purges the result, job information and trace files of the job's earlier runs, and what dead runs
+// left unfinished, by the command line's limits. Files of runs that still go on stay; so do this
+// run's own, which count as one of each.
 void purgeJobFiles(const CmdArgs& args, const std::string& installLocation);
 
 }  // namespace orv

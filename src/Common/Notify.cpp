@@ -1,5 +1,8 @@
 #include "Common/Notify.h"
 
+#include <algorithm>
+#include <charconv>
+
 #include "Common/unix/psnautil.h"
 #include "runtime/ut/Trace.h"
 
@@ -27,9 +30,12 @@ struct Option {
   bool onlyWithValue = false;  // left out when the value is empty
 };
 
-std::vector<std::string> notifyCommand(int rc, const CmdArgs& args,
-                                       const std::string& installLocation,
-                                       const std::string& startStamp, const std::string& endStamp) {
+constexpr const char* EXIT_CODE = "-exitCode";
+constexpr const char* END_STAMP = "-jobendtimestamp";
+
+// The values of EXIT_CODE and END_STAMP are still to come.
+std::vector<std::string> notifyCommand(const CmdArgs& args, const std::string& installLocation,
+                                       const std::string& startStamp) {
   const std::string traceName = args.debugfile.empty() ? "" : notifyTraceName(args.debugfile);
   // clang-format off
   const Option options[] = {
@@ -42,9 +48,9 @@ std::vector<std::string> notifyCommand(int rc, const CmdArgs& args,
       {"-sidRunNumber",      std::to_string(args.sidRunNumber)},
       {"-debug",             args.debugMode, true},
       {"-maxLogSize",        std::to_string(args.maxLogSize)},
-      {"-exitCode",          std::to_string(rc)},
+      {EXIT_CODE,            ""},
       {"-jobstarttimestamp", startStamp},
-      {"-jobendtimestamp",   endStamp},
+      {END_STAMP,            ""},
       {"-debugfile",         traceName, true},
   };
   // clang-format on
@@ -65,19 +71,43 @@ std::string joined(const std::vector<std::string>& words) {
   return all;
 }
 
+// Room for a code or a time stamp, which then takes no memory of its own.
+constexpr std::size_t VALUE_ROOM = 32;
+
+std::string* valueOf(std::vector<std::string>& command, const char* option) {
+  // From the end, for a job may be named like an option.
+  std::string* value = &*std::find(command.rbegin(), command.rend(), option).base();
+  value->reserve(VALUE_ROOM);
+  return value;
+}
+
+void setNumber(std::string& value, int number) {
+  char digits[VALUE_ROOM];
+  value.assign(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
+
 }  // namespace
 
-int notifyAgent(int rc, const CmdArgs& args, const std::string& installLocation,
-                const std::string& startStamp, const std::string& endStamp, int timeoutSeconds) {
+Notification::Notification(const CmdArgs& args, const std::string& installLocation,
+                           const std::string& startStamp)
+    : m_hasServer(!args.serverName.empty()),
+      m_command(notifyCommand(args, installLocation, startStamp)),
+      m_exitCode(valueOf(m_command, EXIT_CODE)),
+      m_endStamp(valueOf(m_command, END_STAMP)) {
+  // Last: the room made for a value may have moved it.
+  m_arguments = argumentVector(m_command);
+}
+
+int Notification::send(int rc, const std::string& endStamp, int timeoutSeconds) {
   TRACE_METHOD("notifyAgent(...)");
-  if (args.serverName.empty()) {
+  if (!m_hasServer) {
     TRACE(TR_MAX, "No server to send notification to.");
     return 0;
   }
-  const std::vector<std::string> command =
-      notifyCommand(rc, args, installLocation, startStamp, endStamp);
-  TRACE(TR_MAX, "%s", joined(command).c_str());
-  const pid_t pid = SpawnExternalProgram(command);
+  setNumber(*m_exitCode, rc);
+  m_endStamp->assign(endStamp, 0, VALUE_ROOM);
+  TRACE(TR_MAX, "%s", joined(m_command).c_str());
+  const pid_t pid = SpawnPrepared(m_arguments.data());
   if (pid == PROGRAM_NOT_STARTED) {
     TRACE(TR_ERROR, "notifyAgent failed");
     return PROGRAM_NOT_STARTED;
@@ -86,6 +116,11 @@ int notifyAgent(int rc, const CmdArgs& args, const std::string& installLocation,
   if (result != 0)
     TRACE(TR_ERROR, "notiyAgent wait for completion failed");
   return result;
+}
+
+int notifyAgent(int rc, const CmdArgs& args, const std::string& installLocation,
+                const std::string& startStamp, const std::string& endStamp, int timeoutSeconds) {
+  return Notification(args, installLocation, startStamp).send(rc, endStamp, timeoutSeconds);
 }
 
 }  // namespace orv

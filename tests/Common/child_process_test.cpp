@@ -131,7 +131,7 @@ TEST(ProcessCheck, tellsRunningFromEnded) {
   const CapturedTrace trace;
   EXPECT_TRUE(psProcessIsRunning(::getpid()));
   EXPECT_TRUE(psProcessIsRunning(runningPid));
-  EXPECT_TRUE(psProcessIsRunning(zombie.pid())) << "not waited for, so still listed";
+  EXPECT_FALSE(psProcessIsRunning(zombie.pid())) << "ended, though ps still lists it";
   running.kill();
   EXPECT_FALSE(psProcessIsRunning(runningPid));
   EXPECT_FALSE(psProcessIsRunning(0)) << "would be this process group";

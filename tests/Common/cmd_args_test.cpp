@@ -6,6 +6,8 @@
 
 #include <vector>
 
+#include "Common/unix/ProcessSetup.h"
+
 namespace orv {
 namespace {
 
@@ -120,20 +122,22 @@ TEST(CmdArgsTest, valuesAreTakenAsTheyCome) {
   EXPECT_EQ(scan({"-servername", "\"s\""}).args.serverName, "\"s\"");
 }
 
-TEST(CmdArgsTest, agentComClosesTheAgentsEndAndKeepsOurs) {
+TEST(CmdArgsTest, agentComNamesDescriptorsThatTheJobTakes) {
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
   const std::string value = std::to_string(ends[0]) + "," + std::to_string(ends[1]);
-  EXPECT_EQ(scan({"-agentCom", value.c_str()}).args.statusDescriptor, ends[1]);
+  const Parsed line = scan({"-agentCom", value.c_str()});
+  EXPECT_EQ(line.args.agentDescriptor, ends[0]);
+  EXPECT_EQ(line.args.statusDescriptor, ends[1]);
+  EXPECT_NE(::fcntl(ends[0], F_GETFD), -1) << "reading a command line closes nothing";
+  EXPECT_EQ(takeAgentDescriptors(ends[0], ends[1]), ends[1]);
   EXPECT_EQ(::fcntl(ends[0], F_GETFD), -1);
-  EXPECT_NE(::fcntl(ends[1], F_GETFD), -1);
-
-  EXPECT_EQ(scan({"-agentcom", "0,0"}).args.statusDescriptor, -1);
+  EXPECT_EQ(::fcntl(ends[1], F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(takeAgentDescriptors(ends[1], ends[1]), -1) << "both ends the same";
+  EXPECT_EQ(takeAgentDescriptors(0, ends[1]), -1) << "not open";
   EXPECT_NE(::fcntl(0, F_GETFD), -1);
+  EXPECT_EQ(scan({"-agentcom", "0,0"}).args.statusDescriptor, -1);
   EXPECT_EQ(scan({"-agentcom", "0"}).args.statusDescriptor, -1);
-  const std::string second = "0," + std::to_string(ends[1]);
-  EXPECT_EQ(scan({"-agentcom", second.c_str()}).args.statusDescriptor, ends[1]);
-  ::close(ends[1]);
 }
 
 TEST(CmdArgsTest, installLocationIsKnownBeforeParsing) {

@@ -68,7 +68,9 @@ TEST_F(ResourceTest, heldByAnotherProcessUntilThatDies) {
   held.waitUntilOpen();
   const pid_t holderPid = holder.pid();
   const CapturedTrace trace;
-  EXPECT_EQ(lock("r"), 152);
+  std::string reason;
+  EXPECT_EQ(lockResource(dir.path(), "r", SCAN_RESOURCE, &reason), 152);
+  EXPECT_EQ(reason, "process " + std::to_string(holderPid) + " scans it");
   EXPECT_TRUE(trace.contains("resource r locked by pid " + std::to_string(holderPid)));
   EXPECT_EQ(unlock("r"), RESOURCE_HELD_BY_ANOTHER);
   EXPECT_TRUE(trace.contains("resource lock by another process: " + std::to_string(holderPid)));
@@ -247,6 +249,8 @@ TEST_F(ResourceTest, lockFileIsWaitedForAndGivenUp) {
   });
   auto got = createResourceLockFile(SCAN_RESOURCE, dir.path());
   ASSERT_NE(got, nullptr);
+  EXPECT_EQ(got->lockFile(), Filelock::LOCKED) << "twice";
+  EXPECT_EQ(Process([&] { return lockFile.lockFile(); }).wait(), 14) << "still held";
   EXPECT_EQ(releaser.wait(), 0);
   EXPECT_TRUE(got->isLocked());
   EXPECT_EQ(deleteResourceLockFile(std::move(got)), 0);

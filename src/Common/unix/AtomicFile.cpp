@@ -1,11 +1,11 @@
 #include "Common/unix/AtomicFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 #include "runtime/ut/UniqueFd.h"
@@ -13,10 +13,10 @@
 namespace orv {
 namespace {
 
+// A network filesystem may refuse at the end only.
 bool createWith(const std::string& path, std::string_view text) {
-  ::unlink(path.c_str());
-  const UniqueFd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-  return fd && writeFully(fd.get(), text);
+  UniqueFd fd = createFile(path);
+  return fd && writeFully(fd.get(), text) && ::fsync(fd.get()) == 0 && ::close(fd.release()) == 0;
 }
 
 }  // namespace
@@ -40,15 +40,9 @@ bool replaceFile(const std::string& path, const std::string& temporary, std::str
 }
 
 std::optional<std::string> readWholeFile(const std::string& path) {
-  // Without O_NONBLOCK a pipe in the file's place would hold the job.
-  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat st {};
-  if (!fd || ::fstat(fd.get(), &st) != 0)
+  const UniqueFd fd = openRegularFile(path);
+  if (!fd)
     return std::nullopt;
-  if (!S_ISREG(st.st_mode)) {
-    errno = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
-    return std::nullopt;
-  }
   std::string content;
   char buffer[8192];
   while (true) {

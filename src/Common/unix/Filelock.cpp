@@ -24,7 +24,10 @@ int Filelock::lockFile() {
     TRACE(TR_ERROR, "Invalid file name");
     return INVALID_NAME;
   }
-  UniqueFd fd(::open(m_name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0700));
+  // Opening the file once more and closing that again would release the lock.
+  if (m_fd)
+    return LOCKED;
+  UniqueFd fd(::open(m_name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0700));
   if (!fd) {
     TRACE(TR_ERROR, "Unable to lock: %s, %s", m_name.c_str(), errnoText(errno).c_str());
     return NOT_OPENED;

@@ -25,7 +25,8 @@ class Filelock final {
   Filelock& operator=(const Filelock&) = delete;
   ~Filelock() { unlockFile(); }
 
-  // Tests and locks, without waiting. The file is created with mode 0700 if it is missing.
+  // Tests and locks, without waiting; LOCKED also while this object holds the lock. The file is
+  // created with mode 0700 if it is missing, and is no link. NOT_OPENED and NOT_LOCKED leave errno.
   [[nodiscard]] int lockFile();
 
   // Releases the lock and closes the file; nothing when it is not held.

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "Common/unix/AtomicFile.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 #include "runtime/ut/UniqueFd.h"
@@ -59,6 +60,8 @@ void complain(const char* what) noexcept {
   const std::string& err = output.standardError;
   ::setpgid(0, 0);
   resetSignals();
+  // First, so that a job that has used up its descriptors can still start a program.
+  ::closefrom(STDERR_FILENO + 1);
   if (placeFile("/dev/null", O_RDONLY, STDIN_FILENO) &&
       (out.empty() || placeFile(out.c_str(), WRITE_FLAGS, STDOUT_FILENO)) &&
       (err.empty() || placeFile(err.c_str(), WRITE_FLAGS, STDERR_FILENO))) {
@@ -184,8 +187,25 @@ int exitCode(int status) {
   return WEXITSTATUS(status);
 }
 
+bool isFoundBySignal(pid_t pid) noexcept {
+  return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM);
+}
+
+// Whether what the signal finds is no process any more: one that ended and is not yet waited for,
+// or a thread of another one that has the number now. False where the process table is hidden.
+bool hasEnded(pid_t pid) {
+  const auto status = readWholeFile(formatText("/proc/%d/status", pid));
+  if (!status)
+    return false;
+  return status->find("\nState:\tZ") != std::string::npos ||
+         status->find("\nState:\tX") != std::string::npos ||
+         status->find(formatText("\nTgid:\t%d\n", pid)) == std::string::npos;
+}
+
 // What ps says of a process: 0 listed, 1 not listed, anything else: ps could not be asked.
 int askPs(pid_t pid) {
+  if (pid <= 0)
+    return 1;
   const auto program =
       std::ranges::find_if(PS_PROGRAMS, [](const char* path) { return ::access(path, X_OK) == 0; });
   if (program == std::end(PS_PROGRAMS))
@@ -204,20 +224,27 @@ pid_t SpawnExternalProgram(const std::vector<std::string>& arguments, const Outp
     TRACE(TR_ERROR, "spawn: no program given");
     return PROGRAM_NOT_STARTED;
   }
+  return SpawnPrepared(argumentVector(arguments).data(), output);
+}
+
+std::vector<char*> argumentVector(const std::vector<std::string>& arguments) {
   std::vector<char*> vector;
   vector.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments)
     vector.push_back(const_cast<char*>(argument.c_str()));  // execv's signature; never written to
   vector.push_back(nullptr);
+  return vector;
+}
 
-  const pid_t pid = forkProgram(vector.data(), output);
+pid_t SpawnPrepared(char* const* arguments, const OutputFiles& output) {
+  const pid_t pid = forkProgram(arguments, output);
   if (pid < 0) {
-    TRACE(TR_ERROR, "spawn %s: fork: %s", arguments[0].c_str(), errnoText(errno).c_str());
+    TRACE(TR_ERROR, "spawn %s: fork: %s", arguments[0], errnoText(errno).c_str());
     return PROGRAM_NOT_STARTED;
   }
   // The child does the same; whoever comes first, the group exists before anyone signals it.
   ::setpgid(pid, pid);
-  TRACE(TR_MAX, "spawned %s with pid %d", arguments[0].c_str(), pid);
+  TRACE(TR_MAX, "spawned %s with pid %d", arguments[0], pid);
   return pid;
 }
 
@@ -257,14 +284,18 @@ int RunShellCommand(const std::string& command) {
 bool psProcessIsRunning(pid_t pid) {
   TRACE_METHOD("psProcessIsRunning(...)");
   TRACE(TR_GENERAL, "ps -p %d", pid);
-  const int answer = pid > 0 ? askPs(pid) : 1;
-  const bool canBeAsked = answer == 0 || answer == 1;
-  const bool running = canBeAsked ? answer == 0 : ::kill(pid, 0) == 0 || errno == EPERM;
+  // The signal decides where it finds something: another ps than the usual one may fail for every
+  // process, and one without the rights sees only the caller's own.
+  const bool running = isFoundBySignal(pid) ? !hasEnded(pid) : askPs(pid) == 0;
   if (running)
     TRACE(TR_MAX, "process with pid: %d is running", pid);
   else
     TRACE(TR_MAX, "process with pid: %d is not running", pid);
   return running;
+}
+
+bool processExists(pid_t pid) {
+  return isFoundBySignal(pid) && !hasEnded(pid);
 }
 
 bool psRemoveFile(const std::string& name) {

@@ -33,7 +33,13 @@ struct OutputFiles {
 [[nodiscard]] pid_t SpawnExternalProgram(const std::vector<std::string>& arguments,
                                          const OutputFiles& output = {});
 
-// The same for a text that needs the shell's own features: "/bin/sh" "-c" `command`.
+// The same for arguments that were made ready before (a null ends them): nothing is allocated.
+[[nodiscard]] pid_t SpawnPrepared(char* const* arguments, const OutputFiles& output = {});
+
+// The arguments as SpawnPrepared takes them; they point into `arguments`, which must outlive them.
+[[nodiscard]] std::vector<char*> argumentVector(const std::vector<std::string>& arguments);
+
+// SpawnExternalProgram for a text that needs the shell's own features: "/bin/sh" "-c" `command`.
 [[nodiscard]] pid_t SpawnShellCommand(const std::string& command, const OutputFiles& output = {});
 
 // Waits for a child. With a time-out above 0 (seconds) a child that outlives it is ended by SIGKILL
@@ -45,9 +51,12 @@ struct OutputFiles {
 // status, or -1 with errno. Unlike with system() the child inherits no descriptor above 2.
 [[nodiscard]] int RunShellCommand(const std::string& command);
 
-// The process check: "ps -p %d"; where ps is missing or fails, whether a signal could be sent. A
-// process that ended and is not yet waited for counts as running.
+// The process check. A process runs when signal 0 finds it, whatever ps says, or when "ps -p %d"
+// lists it. One that ended and is not yet waited for does not run.
 [[nodiscard]] bool psProcessIsRunning(pid_t pid);
+
+// The same without asking ps: whether signal 0 finds a process that has not ended.
+[[nodiscard]] bool processExists(pid_t pid);
 
 // Deletes a file. False when it could not be deleted, with errno; the reason is traced.
 bool psRemoveFile(const std::string& name);

@@ -24,6 +24,7 @@ const Disposition DISPOSITIONS[] = {
     {SIGINT,  unxInterruptHandler, true},
     {SIGPIPE, SIG_IGN,             false},
     {SIGHUP,  SIG_IGN,             false},
+    {SIGXFSZ, SIG_IGN,             false},
     {SIGCHLD, SIG_DFL,             false},
 };
 // clang-format on

@@ -4,7 +4,8 @@
 namespace orv {
 
 // SIGTERM and SIGINT go to `unxInterruptHandler` (a SIGINT that the starter had ignored stays
-// ignored), SIGPIPE and SIGHUP are ignored, SIGCHLD is back at its default, without which no child
+// ignored), SIGPIPE and SIGHUP are ignored, so is SIGXFSZ, which leaves a write past the limit of a
+// file's size to fail like any other, SIGCHLD is back at its default, without which no child
 // could be waited for; none of them stays blocked. The process becomes the leader of a process
 // group of its own. Interrupted system calls are restarted.
 void installSignalHandlers();

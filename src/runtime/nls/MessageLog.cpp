@@ -3,6 +3,8 @@
 #include <fmt/args.h>
 #include <fmt/format.h>
 
+#include <cstdio>
+
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 
@@ -56,8 +58,21 @@ MessageLog::~MessageLog() {
 void MessageLog::issue(const Message& message, const std::vector<Insert>& inserts) {
   const std::string line = format(message, inserts);
   TRACE(TR_GENERAL, "message %s", line.c_str());
-  if (const int rc = m_writer->LogActivityLog(line); rc != 0)
-    TRACE(TR_ERROR, "activity log not written, rc %d: %s", rc, line.c_str());
+  const int rc = m_writer->LogActivityLog(line);
+  if (rc == 0)
+    return;
+  TRACE(TR_ERROR, "activity log not written, rc %d: %s", rc, line.c_str());
+  noteLost(message, line);
+}
+
+void MessageLog::noteLost(const Message& message, const std::string& line) {
+  // The severity is the last letter of the ID.
+  const std::string_view id(message.id);
+  if (m_hasLostWarnings || id.empty() || (id.back() != 'W' && id.back() != 'E'))
+    return;
+  m_hasLostWarnings = true;
+  std::fprintf(stderr, "write the activity log: %s; the first message lost: %s\n",
+               errnoText(m_writer->systemError()).c_str(), line.c_str());
 }
 
 std::string MessageLog::format(const Message& message, const std::vector<Insert>& inserts) const {

@@ -42,6 +42,8 @@ class ActivityLogWriter {
   ActivityLogWriter& operator=(const ActivityLogWriter&) = delete;
   // Appends one line; 0, or a nonzero code when it could not be written.
   virtual int LogActivityLog(std::string_view message) = 0;
+  // errno of the last line that could not be written; 0 without one.
+  [[nodiscard]] virtual int systemError() const { return 0; }
 };
 
 // The message log: turns a message and its inserts into one line of the activity log. Owned by the
@@ -65,9 +67,16 @@ class MessageLog final {
   // The catalog text of a message as it stands; empty when the catalog lacks it.
   [[nodiscard]] std::string text(const Message& message) const;
 
+  // Whether a warning or an error could not be written: the log then says less than it should. The
+  // first of them went to standard error instead.
+  [[nodiscard]] bool hasLostWarnings() const noexcept { return m_hasLostWarnings; }
+
  private:
+  void noteLost(const Message& message, const std::string& line);
+
   const MessageCatalog& m_catalog;
   std::unique_ptr<ActivityLogWriter> m_writer;
+  bool m_hasLostWarnings = false;
 };
 
 // The process-wide message log; null while no log is open. Set by MessageLog's own life.

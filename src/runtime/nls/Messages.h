@@ -65,6 +65,11 @@ inline constexpr Message STA0553T{2393, "STA0553T"};
 inline constexpr Message STA0554T{2394, "STA0554T"};
 inline constexpr Message STA0555T{2395, "STA0555T"};
 inline constexpr Message STA0556T{2396, "STA0556T"};
+inline constexpr Message STA0557E{2397, "STA0557E"};
+inline constexpr Message STA0558E{2398, "STA0558E"};
+inline constexpr Message STA0559E{2399, "STA0559E"};
+inline constexpr Message STA0560E{2400, "STA0560E"};
+inline constexpr Message STA0561W{2401, "STA0561W"};
 inline constexpr Message GEN7001E{7001, "GEN7001E"};
 // clang-format on
 }  // namespace msg

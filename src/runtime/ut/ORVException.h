@@ -17,11 +17,18 @@ struct ORVParserException final {
   template <typename... Unused>
   ORVParserException(int errorCode, std::string text, Unused&&...)
       : code(errorCode), message(std::move(text)) {}
+  // What failed and why, in words for the log; where a message says that by itself it stays empty.
+  ORVParserException& because(std::string why) {
+    reason = std::move(why);
+    return *this;
+  }
   int code;
   std::string message;
+  std::string reason;
 };
 
-// A definition object that cannot be built from its entity, thrown by value.
+// A definition object that cannot be built from its entity, thrown by value. The message, which
+// names the entity, is its reader's to add.
 struct OrvObjectCreationException final {
   explicit OrvObjectCreationException(int errorCode) : code(errorCode) {}
   int code;

@@ -1,6 +1,5 @@
 #include "runtime/ut/Trace.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <mutex>
 #include <vector>
 
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"
 
@@ -92,7 +92,7 @@ std::uint8_t classesOfLevel(const std::string& level) noexcept {
 bool open(const std::string& file, const std::string& level, int limitKb, bool withPid) {
   State& s = state();
   const std::lock_guard guard(s.mutex);
-  UniqueFd fd(::open(file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0640));
+  UniqueFd fd = openForAppending(file);
   struct stat st {};
   if (!fd || ::fstat(fd.get(), &st) != 0)
     return false;
