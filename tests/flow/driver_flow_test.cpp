@@ -170,16 +170,117 @@ TEST_F(DriverFlow, statusByteTellsTheAgent) {
   }
 }
 
-TEST_F(DriverFlow, lostWriteGives9AndNoResult) {
+// Whatever the host does to the job: a code and a message that say so, the agent told, nothing
+// left.
+TEST_F(DriverFlow, troubleOfTheHostIsNeverSilent) {
+  std::string deep = tree.path();
+  for (int level = 0; level < 80; ++level)
+    deep += "/d";
+  writeFile(deep + "/file", "x");
+  mountEntry(tree.path());
+  const struct {
+    const char* what;
+    const char* shell;  // run before the job, in its shell
+    std::vector<std::string> options;
+    int code;
+    const char* said;  // in the log or on standard error
+  } rows[] = {
+      {"descriptors run out", "ulimit -n 40", {}, 4, "STA0121E Cannot open directory"},
+      {"and the log is full",
+       "ulimit -n 40",
+       {"-logname", "/dev/full"},
+       4,
+       "write the activity log"},
+      {"the file size limit", "trap '' XFSZ; ulimit -f 1", {}, 9, "File too large"},
+      {"no memory", "ulimit -v 9000", {}, 8, "not enough memory"},
+      {"a pipe for a definition", "rm $D; mkfifo $D", {}, 13, "Invalid argument"},
+      {"a pipe for the output", "mkfifo $O.part", {}, 0, ""},
+      {"the definition cut", "sed -i '$d' $D", {}, 0, "STA0561W"},
+      {"no header", "sed -i 's/^.Header./x/' $D", {}, 12, "none of its lines reads [Header]"},
+      {"a trace in the current directory",
+       "cd $A",
+       {"-debug", "MIN", "-debugfile", "x.trace"},
+       0,
+       ""},
+      {"a trace nowhere", ":", {"-debug", "MIN", "-debugfile", "/dev/null/x"}, 30, ""},
+      {"another locale", "export LC_ALL=tr_TR.UTF-8", {"-serverIP", "10.0.0.1"}, 0, ""},
+      {"no standard descriptors", "exec <&- >&- 2>&-", {}, 0, ""},
+      {"descriptors of nobody", ":", {"-agentCom", "7,8"}, 0, ""},
+  };
+  env["A"] = agent();
+  env["D"] = definitionFile();
+  env["O"] = outputFile();
+  std::filesystem::create_directories(agent() + "/output/s1");
+  for (const auto& row : rows) {
+    std::filesystem::remove(outputFile());
+    writeFile(agent() + "/log/scan.log", "");
+    writeFile(agent() + "/log/notify.log", "");
+    std::filesystem::remove(definitionFile());
+    define(Definition().filesystem(7, tree.path()).profile(1, "1", SUMMARY));
+    std::vector<std::string> all = {"/bin/sh", "-c", std::string(row.shell) + "; exec \"$@\"",
+                                    "sh"};
+    for (const std::string& word : command(row.options))
+      all.push_back(word);
+    EXPECT_EQ(Process(all, env, agent() + "/stdout").wait(), row.code) << row.what << "\n" << log();
+    const std::string said = log() + readFile(agent() + "/stdout");
+    EXPECT_NE(said.find(row.said), std::string::npos) << row.what << "\n" << said;
+    EXPECT_EQ(exists(outputFile()), row.code < 8) << row.what;
+    EXPECT_FALSE(exists(outputFile() + ".part")) << row.what;
+    EXPECT_EQ(notifications().find("-exitCode " + std::to_string(row.code)) == std::string::npos,
+              row.code == 30)
+        << row.what;
+    EXPECT_EQ(readFile(agent() + "/log/orv_scan_res").find("Resource="), std::string::npos)
+        << row.what;
+  }
+}
+
+// Files stay the job's own whatever its starter's umask is and whatever was planted.
+TEST_F(DriverFlow, filesAreNobodyElses) {
   mountTree();
   define(Definition().filesystem(1, tree.path()).profile(1, "1", SUMMARY));
-  // The output fills a disk that is full from the start.
   std::filesystem::create_directories(agent() + "/output/s1");
-  std::filesystem::create_symlink("/dev/full", outputFile() + ".part");
-  EXPECT_EQ(run(), 9) << log();
-  EXPECT_FALSE(exists(outputFile()));
-  EXPECT_FALSE(std::filesystem::is_symlink(outputFile() + ".part"));
-  EXPECT_NE(notifications().find("-exitCode 9"), std::string::npos);
+  const std::string victim = agent() + "/victim";
+  writeFile(victim, "mine");
+  for (const std::string& planted :
+       {outputFile() + ".part", jobInfoFile() + ".tmp", agent() + "/log/orv_scan_res.tmp"}) {
+    std::filesystem::create_directories(std::filesystem::path(planted).parent_path());
+    std::filesystem::create_symlink(victim, planted);
+  }
+  const mode_t before = ::umask(0);
+  EXPECT_EQ(run({"-debug", "MIN"}), 0) << log();
+  ::umask(before);
+  EXPECT_EQ(readFile(victim), "mine");
+  for (const std::string& file : {outputFile(), jobInfoFile(), agent() + "/log/scan.log",
+                                  agent() + "/log/orv_scan_res", traceFile()}) {
+    struct stat st {};
+    ASSERT_EQ(::lstat(file.c_str(), &st), 0) << file;
+    EXPECT_EQ(st.st_mode, static_cast<mode_t>(S_IFREG | 0640)) << file;
+  }
+  struct stat st {};
+  ASSERT_EQ(::stat((agent() + "/log/s1").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode, static_cast<mode_t>(S_IFDIR | 0750));
+}
+
+// A second start of a run that goes on fails; what the first one delivers meanwhile stays.
+TEST_F(DriverFlow, failedJobLeavesAnothersResultAlone) {
+  mountTree();
+  define(Definition().filesystem(1, tree.path()).profile(1, "1", SUMMARY));
+  std::filesystem::create_directories(agent() + "/log");
+  const int lockFile =
+      ::open((agent() + "/log/orv_scan_res.lck").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0700);
+  ASSERT_EQ(::lockf(lockFile, F_TLOCK, 0), 0);
+  const Process holder({"/bin/sleep", "1000"}, {}, "/dev/null");
+  writeFile(agent() + "/log/orv_scan_res",
+            "DO NOT EDIT THIS FILE MANUALLY\nResource=scan_s11\nPID=" +
+                std::to_string(holder.pid()) + "\n");
+  Process second = start();
+  while (!exists(jobInfoFile()))
+    ::usleep(10'000);
+  writeFile(outputFile(), "the first one's result");
+  ::close(lockFile);
+  EXPECT_EQ(second.wait(), 8) << log();
+  EXPECT_TRUE(logHas("process " + std::to_string(holder.pid()) + " scans it")) << log();
+  EXPECT_EQ(readFile(outputFile()), "the first one's result");
 }
 
 TEST_F(DriverFlow, sigtermGives8AndNoResult) {

@@ -12,7 +12,7 @@ const std::vector<std::string>& EntityToObjectMapper::firstRow(const DataArray& 
 
 void EntityToObjectMapper::checkSizes(const HeaderArray& header,
                                       const std::vector<std::string>& row, const char* errorText) {
-  if (header.size() == row.size())
+  if (header.size() == row.size() && header.size() <= MAX_FIELDS)
     return;
   TRACE(TR_ERROR, "%s", errorText);
   TRACE(TR_ERROR, "The header has %zu names, the row has %zu values.", header.size(), row.size());

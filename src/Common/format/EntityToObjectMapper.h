@@ -11,6 +11,10 @@ using DataArray = std::vector<std::vector<std::string>>;
 // What every mapper throws when an entity's values do not match its header.
 inline constexpr int OBJECT_CREATION_ERROR = 325;
 
+// More values than any record has. Of a line that has more this and one are read, and no mapper
+// takes it.
+inline constexpr std::size_t MAX_FIELDS = 65'536;
+
 // Base of every object built from an entity of the definition file.
 class EntityToObjectMapper {
  public:

@@ -57,8 +57,11 @@ GenericPrint::GenericPrint(const std::string& path, int format)
     TRACE(TR_ERROR, "create directory %s: %s", directory.c_str(), errnoText(error).c_str());
     return;
   }
-  m_stream.reset(std::fopen(m_partPath.c_str(), "wbe"));
-  if (!m_stream) {
+  UniqueFd fd = createFile(m_partPath);
+  m_stream.reset(fd ? ::fdopen(fd.get(), "wb") : nullptr);
+  if (m_stream)
+    (void)fd.release();
+  else {
     const int error = errno;
     TRACE(TR_ERROR, "Unable to open file: %s\n", m_partPath.c_str());
     throw new ORVIOException("open " + m_partPath + ": " + errnoText(error));
@@ -112,10 +115,12 @@ void GenericPrint::writeLine(std::string&& line) {
 }
 
 void GenericPrint::finish() {
+  // On the disk before it gets its name: a result that is found after a crash is whole.
+  if (std::fflush(m_stream.get()) != 0 || ::fsync(::fileno(m_stream.get())) != 0)
+    noteLostWrite(errno);
   // Network filesystems report a full disk or quota only when the file is closed.
-  if (std::fclose(m_stream.release()) == 0)
-    return;
-  noteLostWrite(errno);
+  if (std::fclose(m_stream.release()) != 0)
+    noteLostWrite(errno);
 }
 
 void GenericPrint::noteLostWrite(int error) {

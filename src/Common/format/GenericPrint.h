@@ -13,10 +13,10 @@ inline constexpr int BRACKET_FORMAT = 3;
 // The result writer: owns the output stream and knows lines only; records print themselves through
 // it. Owned by the driver, used on the job's thread.
 //
-// It fills "<path>.part" and renames that to the path in `close`, so that no reader ever sees half
-// a result. A line that could not be written is reported in the trace at once and makes `close`
-// throw: a result that lost a line is never delivered. A writer that is destroyed without `close`
-// removes its ".part" file.
+// It fills "<path>.part", made anew whatever stands there, flushes it to the disk and renames it to
+// the path in `close`, so that no reader ever sees half a result. A line that could not be written
+// is reported in the trace at once and makes `close` throw: a result that lost a line is never
+// delivered. A writer that is destroyed without `close` removes its ".part" file.
 class GenericPrint final {
  public:
   // Creates the directory of `path` if missing and opens "<path>.part". An empty path, or a

@@ -2,10 +2,10 @@
 
 #include <pcrecpp.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
-#include <limits>
 #include <memory>
 
 #include "runtime/ut/ORVException.h"
@@ -24,6 +24,7 @@ constexpr const char* OPEN_FAILED_TEXT = "ERROR, not able to open scan definitio
 constexpr std::string_view HEADER_OPEN = "[Header]";
 constexpr std::string_view HEADER_CLOSE = "[/Header]";
 constexpr std::string_view BLANKS = "\t\n\r\f ";
+constexpr int MAX_NAMED_LEVELS = 1000;
 
 const pcrecpp::RE OPEN_TAG(R"re((^\s*\[){1}([a-zA-Z0-9]+,?[a-zA-Z0-9]+)(\]$){1})re");
 const pcrecpp::RE CLOSE_TAG(R"re((^\s*\[/){1}([a-zA-Z0-9]+)(\]$){1})re");
@@ -32,9 +33,24 @@ pcrecpp::StringPiece piece(std::string_view line) {
   return {line.data(), static_cast<int>(line.size())};
 }
 
-// Both patterns end in a bracket, which spares nearly every data line the match.
-bool mayBeTag(std::string_view line) {
-  return line.ends_with(']');
+bool isNameCharacter(char c) noexcept {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// Whether the patterns need to be asked. They would try every way to divide a long line that only
+// begins like a tag, so the characters are looked at first.
+bool mayBeTag(std::string_view line) noexcept {
+  const auto open = line.find('[');
+  if (open == std::string_view::npos || !line.ends_with(']'))
+    return false;
+  std::string_view name = line.substr(open + 1, line.size() - open - 2);
+  if (name.starts_with('/'))
+    name.remove_prefix(1);
+  const auto comma =
+      static_cast<std::size_t>(std::ranges::find_if_not(name, isNameCharacter) - name.begin());
+  const std::string_view rest = name.substr(std::min(comma + 1, name.size()));
+  return comma == name.size() ||
+         (name[comma] == ',' && !rest.empty() && std::ranges::all_of(rest, isNameCharacter));
 }
 
 // The text between the brackets of an open tag; nothing for any other line.
@@ -81,7 +97,8 @@ std::string valueOf(std::string_view text) {
 }
 
 // An empty piece yields no value, so that the values behind it move one column to the left:
-// deliberate, writers put "null" for an empty value.
+// deliberate, writers put "null" for an empty value. Of more than MAX_FIELDS values the rest is not
+// kept, so that a line of nothing but commas takes no more memory than its text.
 std::vector<std::string> split(std::string_view line) {
   std::vector<std::string> values;
   std::size_t start = 0;
@@ -93,6 +110,9 @@ std::vector<std::string> split(std::string_view line) {
       continue;
     if (i > start)
       values.push_back(valueOf(line.substr(start, i - start)));
+    // One more than any record may have: whoever takes the line sees that it has too many.
+    if (values.size() > MAX_FIELDS)
+      break;
     start = i + 1;
   }
   return values;
@@ -117,42 +137,30 @@ void ParserAPI::initialize(bool needNumEntities) {
     readHeader();
 }
 
-// A directory opens like a file and fails at the first read only, hence the look at its first byte.
 void ParserAPI::open() {
-  errno = 0;
-  m_stream.open(m_path, std::ios::in | std::ios::binary);
-  if (m_stream.is_open())
-    m_stream.peek();
-  if (!m_stream.is_open() || m_stream.bad()) {
-    const int error = errno;
-    TRACE(TR_ERROR, "ERROR opening the file '%s'.", m_path.c_str());
-    TRACE(TR_ERROR, "open %s: %s", m_path.c_str(), errnoText(error).c_str());
-    m_stream.clear();
-    m_stream.close();
-    throw ORVParserException(OPEN_FAILED, OPEN_FAILED_TEXT);
-  }
-  m_stream.clear();
-  if (!m_stream.seekg(0)) {
-    TRACE(TR_ERROR, "(raf.fail()) == TRUE. Will throw exception ORVParserException.");
-    throw ORVParserException(OPEN_FAILED, OPEN_FAILED_TEXT);
-  }
+  if (m_file.open(m_path))
+    return;
+  const int error = errno;
+  TRACE(TR_ERROR, "ERROR opening the file '%s'.", m_path.c_str());
+  TRACE(TR_ERROR, "open %s: %s", m_path.c_str(), errnoText(error).c_str());
+  throw ORVParserException(OPEN_FAILED, OPEN_FAILED_TEXT).because("open it: " + errnoText(error));
 }
 
 void ParserAPI::readHeader() {
   std::string key;
-  bool headerFound = false;
   while (const auto line = readLine("initialize(bool needNumEntities)")) {
-    if (!headerFound) {
-      headerFound = *line == HEADER_OPEN;
-      if (headerFound)
+    if (!m_hasHeader) {
+      m_hasHeader = *line == HEADER_OPEN;
+      if (m_hasHeader)
         TRACE(TR_GENERAL, "Header found\n");
     } else if (const auto tag = openTag(*line)) {
       key = *tag;
     } else if (*line == HEADER_CLOSE) {
       TRACE(TR_GENERAL, "Close header found\n");
+      m_headerEnd = m_file.position();
       return;
     } else if (!line->empty()) {
-      m_headerTable.emplace(key, split(*line));
+      m_headerTable.emplace(key, *line);
     }
   }
 }
@@ -175,7 +183,7 @@ void ParserAPI::countEntities() {
       m_entityCount.emplace(getNumEntities(), closeTag);
       inEntity = false;
     } else if (*line == HEADER_CLOSE) {
-      resumePosition = m_position;
+      resumePosition = m_file.position();
     }
   }
   seek(resumePosition, OPERATION);
@@ -224,10 +232,11 @@ HeaderArray ParserAPI::getEntityHeader(const std::string& name) {
     m_header = m_headerTable.find(name);
   if (m_header == m_headerTable.end()) {
     TRACE(TR_ERROR, "Element %s not found on headerTable\n", name.c_str());
-    throw ORVParserException(NO_SUCH_HEADER, "Element %s not found on headerTable\n", name);
+    throw ORVParserException(NO_SUCH_HEADER, "Element %s not found on headerTable\n")
+        .because("its header declares no fields of " + name);
   }
   TRACE(TR_GENERAL, "iterator access worked!!\n");
-  return m_header->second;
+  return split(m_header->second);
 }
 
 DataArray ParserAPI::getEntityData(Entity* e, int count) {
@@ -239,19 +248,37 @@ DataArray ParserAPI::getEntityData(Entity* e, int count) {
   }
   DataArray rows;
   seek(e->dataPointer, OPERATION);
-  for (int i = 0; (count == ALL_ROWS || i <= count) && !m_stream.eof(); ++i) {
+  for (int i = 0; (count == ALL_ROWS || i <= count) && !m_file.isAtEnd(); ++i) {
     const auto line = readLine(OPERATION);
     if (!line)
-      fail("getLine()", OPERATION);
+      fail("getLine()", OPERATION, "it ends inside of the entity " + e->name);
     TRACE(TR_GENERAL, "Line: %s\n", std::string(*line).c_str());
     if (endsRows(*line) || i == count)
       break;
     rows.push_back(split(*line));
-    e->filePointer = static_cast<std::int32_t>(m_position);
+    e->filePointer = static_cast<std::int32_t>(m_file.position());
     if (count != ALL_ROWS)
       e->dataPointer = e->filePointer;
   }
   return rows;
+}
+
+bool ParserAPI::getEntityRow(Entity& e, std::vector<std::string>& row) {
+  static constexpr const char* OPERATION = "getEntityData()";
+  if (e.dataPointer == m_endOfLastRow)
+    return false;
+  seek(e.dataPointer, OPERATION);
+  const auto line = readLine(OPERATION);
+  if (!line)
+    fail("getLine()", OPERATION, "it ends inside of the entity " + e.name);
+  TRACE(TR_GENERAL, "Line: %s\n", std::string(*line).c_str());
+  if (endsRows(*line))
+    return false;
+  row = split(*line);
+  e.filePointer = e.dataPointer = static_cast<std::int32_t>(m_file.position());
+  if (m_file.isAtEnd())
+    m_endOfLastRow = e.dataPointer;
+  return true;
 }
 
 std::vector<ParserAPI::Entity*> ParserAPI::getEntityChildren(Entity* parent) {
@@ -275,6 +302,7 @@ std::vector<ParserAPI::Entity*> ParserAPI::getEntityChildren(Entity* parent) {
     }
   } catch (const std::exception& error) {
     std::printf("ERROR%s\n", error.what());
+    m_hasLostChildren = true;
   }
   std::vector<Entity*> released;
   released.reserve(children.size());
@@ -283,41 +311,82 @@ std::vector<ParserAPI::Entity*> ParserAPI::getEntityChildren(Entity* parent) {
   return released;
 }
 
-// The next line without the blanks around it; nothing at the end of the file. The position is
-// counted along, for the stream has none to tell behind a last line without a line break.
-std::optional<std::string_view> ParserAPI::readLine(const char* operation) {
-  if (!std::getline(m_stream, m_line)) {
-    if (m_stream.bad())
-      fail("getLine()", operation);
-    return std::nullopt;
+std::string ParserAPI::imbalance() {
+  static constexpr const char* OPERATION = "imbalance()";
+  std::vector<OpenEntity> open;
+  int depth = 0;
+  seek(m_headerEnd, OPERATION);
+  for (std::int64_t begin = m_headerEnd; const auto line = readLine(OPERATION);
+       begin = m_file.position()) {
+    if (const auto tag = entityTag(*line)) {
+      // Deeper ones are counted only: no definition nests so deep, but its file may.
+      if (depth++ < MAX_NAMED_LEVELS)
+        open.push_back({tag->substr(0, tag->find(',')), begin});
+    } else if (isCloseTag(*line) && depth-- <= MAX_NAMED_LEVELS) {
+      if (open.empty() || *line != closeTagOf(open.back().name))
+        return describeClose(std::string(*line), begin, open);
+      open.pop_back();
+    }
   }
-  m_position += static_cast<std::int64_t>(m_line.size()) + (m_stream.eof() ? 0 : 1);
-  if (m_position > std::numeric_limits<std::int32_t>::max())
-    fail("getLine() beyond 2 GiB", operation);
+  if (depth == 0)
+    return {};
+  return "the entity " + open.back().name + " that opens in line " +
+         std::to_string(lineNumber(open.back().position)) + " is not closed";
+}
+
+std::string ParserAPI::describeClose(const std::string& tag, std::int64_t position,
+                                     const std::vector<OpenEntity>& open) {
+  const std::string text =
+      "the tag " + tag + " in line " + std::to_string(lineNumber(position)) + " closes nothing";
+  return open.empty() ? text
+                      : text + ", for " + open.back().name + " of line " +
+                            std::to_string(lineNumber(open.back().position)) + " is open";
+}
+
+long long ParserAPI::lineNumber(std::int64_t position) {
+  static constexpr const char* OPERATION = "lineNumber()";
+  long long number = 1;
+  seek(0, OPERATION);
+  while (m_file.position() < position && readLine(OPERATION))
+    ++number;
+  return number;
+}
+
+// The next line without the blanks around it; nothing at the end of the file.
+std::optional<std::string_view> ParserAPI::readLine(const char* operation) {
+  switch (m_file.next(m_line)) {
+    case LineFile::Read::END:
+      return std::nullopt;
+    case LineFile::Read::FAILED:
+      fail("getLine()", operation, "read it: " + errnoText(errno));
+    case LineFile::Read::TOO_LARGE:
+      fail("getLine() beyond 2 GiB", operation, "it is larger than 2 GiB");
+    case LineFile::Read::LINE:
+      break;
+  }
   TRACE(TR_GENERAL, "while(getline(raf, line)) : %s.", m_line.c_str());
   return trimmed(m_line, BLANKS);
 }
 
 void ParserAPI::seek(std::int64_t position, const char* operation) {
-  m_stream.clear();
-  if (!m_stream.seekg(position))
-    fail("seekg()", operation);
-  m_position = position;
+  if (position < 0)
+    fail("seekg()", operation, "a position in it cannot be reached");
+  m_file.seek(position);
 }
 
 // `tag` is the text between the brackets of the line that was read last.
 ParserAPI::Entity* ParserAPI::newEntity(const std::string& tag) const {
-  const auto behind = static_cast<std::int32_t>(m_position);
+  const auto behind = static_cast<std::int32_t>(m_file.position());
   const auto comma = tag.find(',');
   const std::string qualifier = comma == std::string::npos ? "" : tag.substr(comma + 1);
   return new Entity{tag.substr(0, comma), behind, behind, qualifier};
 }
 
-void ParserAPI::fail(const char* call, const char* operation) const {
+void ParserAPI::fail(const char* call, const char* operation, const std::string& reason) const {
   std::string text = std::string("ERROR on executing ") + call + " in ParserAPI::" + operation +
                      ". ERRORCODE: " + std::to_string(READ_FAILED) + " File Name: " + m_path;
   TRACE(TR_ERROR, "%s", text.c_str());
-  throw ORVParserException(READ_FAILED, std::move(text));
+  throw ORVParserException(READ_FAILED, std::move(text)).because(reason);
 }
 
 }  // namespace orv

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "Common/format/EntityToObjectMapper.h"
+#include "Common/format/LineFile.h"
 
 namespace orv {
 
@@ -25,9 +25,9 @@ namespace orv {
 //   [/Disk]
 // clang-format on
 //
-// One reader serves one file and one thread; it keeps the header in memory and reads everything
-// else again from the positions that entities remember, in any order. Positions have 32 bits: a
-// read that goes beyond 2 GiB fails. Failures are thrown as ORVParserException by value:
+// One reader serves one file and one thread; it keeps the header's lines in memory and reads
+// everything else again from the positions that entities remember, in any order. Positions have 32
+// bits: a read that goes beyond 2 GiB fails. Failures are thrown as ORVParserException by value:
 //   12   the path is empty
 //   13   the file cannot be opened or read
 //   17   a position cannot be reached, or a read failed or went beyond 2 GiB
@@ -69,6 +69,11 @@ class ParserAPI final {
   DataArray getEntityData(Entity* e, int count);
   DataArray getEntityData(Entity* e) { return getEntityData(e, ALL_ROWS); }
 
+  // The row at the `dataPointer`, behind which both positions then are; false behind the last row.
+  // All of an entity's rows are read so without keeping them; the end of the file is treated like
+  // by getEntityData for all rows.
+  [[nodiscard]] bool getEntityRow(Entity& e, std::vector<std::string>& row);
+
   // The entities directly inside `parent`, in file order; each is the caller's.
   [[nodiscard]] std::vector<Entity*> getEntityChildren(Entity* parent);
 
@@ -77,10 +82,29 @@ class ParserAPI final {
     return static_cast<int>(m_entityCount.size());
   }
 
+  // What the nesting of the entities behind the header lacks, in words: the first close tag that
+  // does not close what is open, or what the end of the file leaves open. Empty for a balanced
+  // file. Reads the file once; the entities' positions stay good.
+  [[nodiscard]] std::string imbalance();
+
+  // The number of the line that begins at a position, from 1.
+  [[nodiscard]] long long lineNumber(std::int64_t position);
+
+  // Whether the file has a line "[Header]", and one "[/Header]" behind it.
+  [[nodiscard]] bool hasHeader() const noexcept { return m_hasHeader; }
+  [[nodiscard]] bool hasHeaderEnd() const noexcept { return m_headerEnd > 0; }
+
+  // Whether getEntityChildren ever returned fewer entities than there are, for want of memory.
+  [[nodiscard]] bool hasLostChildren() const noexcept { return m_hasLostChildren; }
+
   static constexpr int ALL_ROWS = -1;
 
  private:
-  using HeaderTable = std::map<std::string, HeaderArray, std::less<>>;
+  using HeaderTable = std::map<std::string, std::string, std::less<>>;
+  struct OpenEntity {
+    std::string name;
+    std::int64_t position;  // of its open tag
+  };
 
   void initialize(bool needNumEntities);
   void open();
@@ -89,14 +113,19 @@ class ParserAPI final {
   [[nodiscard]] std::optional<std::string_view> readLine(const char* operation);
   void seek(std::int64_t position, const char* operation);
   [[nodiscard]] Entity* newEntity(const std::string& tag) const;
-  [[noreturn]] void fail(const char* call, const char* operation) const;
+  [[nodiscard]] std::string describeClose(const std::string& tag, std::int64_t position,
+                                          const std::vector<OpenEntity>& open);
+  [[noreturn]] void fail(const char* call, const char* operation, const std::string& reason) const;
 
   std::string m_path;
-  std::ifstream m_stream;
-  std::string m_line;           // the line that was read last; what readLine returns points into it
-  std::int64_t m_position = 0;  // of the stream: behind that line
+  LineFile m_file;
+  std::string m_line;  // the line that was read last; what readLine returns points into it
+  bool m_hasHeader = false;
+  bool m_hasLostChildren = false;
+  std::int64_t m_endOfLastRow = -1;          // of a row that the file's end ended; -1 without one
+  std::int64_t m_headerEnd = 0;              // behind "[/Header]"; 0 without one
   std::map<int, std::string> m_entityCount;  // ordinal to close tag
-  HeaderTable m_headerTable;
+  HeaderTable m_headerTable;                 // entity key to the line that lists its fields
   HeaderTable::const_iterator m_header = m_headerTable.end();  // the last look-up's row
 };
 

@@ -18,7 +18,8 @@ class DefinitionBuilder final {
   // Opens the file; `agentScan` receives the objects and must outlive the builder.
   DefinitionBuilder(const std::string& file, AgentScan& agentScan);
 
-  // Walks the entities to the end of the file.
+  // Walks the entities to the end of the file. A file without the job's entity, and one whose tags
+  // are not balanced, is taken for what it holds and said to the log.
   void build();
 
  private:
@@ -31,11 +32,16 @@ class DefinitionBuilder final {
   void buildDirectory(Entity& entity);
   void buildProfile(Entity& entity);
   void fill(Entity& entity, EntityToObjectMapper& object);
+  template <typename Mapper>
+  void forEachRow(Entity& entity, Mapper map);
+  void reportDoubts();
   template <typename Handler>
   void forEachChild(Entity& entity, Handler handler);
 
+  std::string m_file;
   ParserAPI m_reader;
   AgentScan& m_agentScan;
+  bool m_hasJob = false;
 };
 
 }  // namespace orv

@@ -1,11 +1,11 @@
 #include "Scan/job/ExecScan.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
+#include <new>
 
 #include "Common/JobFile.h"
 #include "Common/LogManager.h"
@@ -13,6 +13,7 @@
 #include "Common/Notify.h"
 #include "Common/format/GenericPrint.h"
 #include "Common/resource.h"
+#include "Common/unix/ProcessSetup.h"
 #include "Common/unix/psnautil.h"
 #include "Common/unix/pssignal.h"
 #include "Scan/definition/AgentScan.h"
@@ -20,6 +21,7 @@
 #include "Scan/definition/DefinitionBuilder.h"
 #include "Scan/job/FilesystemScan.h"
 #include "Scan/unix/ReadAhead.h"
+#include "runtime/thrd/StopFlag.h"
 #include "runtime/unx/Files.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
@@ -61,19 +63,61 @@ std::string timeStamp() {
 ExecScan::ExecScan() = default;
 ExecScan::~ExecScan() = default;
 
-int ExecScan::run(int argc, const char* const* argv) {
+// The stages of the job. None of them keeps a later one from its duty: whatever happened, what was
+// begun is ended, the agent learns of it, and no half result is left.
+int ExecScan::run(int argc, const char* const* argv) noexcept {
+  setUpProcess();
+  attempt("start", [&] { begin(argc, argv); });
+  if (!m_statusReported)
+    reportStatus();
+  if (m_isStarted) {
+    attempt("read its definition", [this] { readDefinition(); });
+    if (m_definitionRead) {
+      attempt("scan", [this] { scanAll(); });
+      attempt("settle its result", [this] { settleResult(); });
+    }
+    attempt("notify the agent", [this] { notify(); });
+    if (m_definitionRead)
+      attempt("remove its definition", [this] { removeDefinition(); });
+  }
+  cleanUp();
+  return m_rc;
+}
+
+template <typename Stage>
+void ExecScan::attempt(const char* doing, Stage stage) noexcept {
+  try {
+    stage();
+  } catch (const std::bad_alloc&) {
+    noteFailure(doing, "not enough memory");
+  } catch (const std::exception& error) {
+    noteFailure(doing, error.what());
+  } catch (...) {
+    noteFailure(doing, "an unexpected failure");
+  }
+}
+
+void ExecScan::noteFailure(const char* doing, const char* reason) noexcept {
+  raise(RC_SCAN_FAILED);
+  TRACE(TR_ERROR, "the job failed to %s: %s", doing, reason);
+  try {
+    issueMessage(msg::STA0557E, {doing, reason});
+  } catch (const std::exception&) {
+    // There is not even memory for the message.
+    std::fprintf(stderr, "scan: failed to %s: %s\n", doing, reason);
+  }
+}
+
+void ExecScan::raise(int rc) noexcept {
+  m_rc = std::max(m_rc, rc);
+}
+
+void ExecScan::begin(int argc, const char* const* argv) {
   m_args = std::make_unique<CmdArgs>(argc, argv, SCAN_COMMAND_NUMBER);
   openCatalog();
   parseCommandLine();
   openTrace();
-  if (start()) {
-    if (readDefinition()) {
-      scanAll();
-      finish();
-    }
-  }
-  cleanUp();
-  return m_rc;
+  start();
 }
 
 void ExecScan::openCatalog() {
@@ -90,6 +134,10 @@ void ExecScan::parseCommandLine() {
   if (m_rc != 0)
     return;
   m_rc = m_args->parse();
+  // Now, while nothing else is open: a number that names none of the agent's descriptors must not
+  // come to name one of the job's.
+  m_args->statusDescriptor =
+      takeAgentDescriptors(m_args->agentDescriptor, m_args->statusDescriptor);
   const std::string path =
       m_args->logname.empty() ? m_installLocation + "/log/scan.log" : m_args->logname;
   const bool ownLog = !m_args->logname.empty() || m_rc != 0;
@@ -114,27 +162,31 @@ void ExecScan::openTrace() {
     m_rc = RC_NO_TRACE;
 }
 
-// Steps between the trace and the definition. False when the job ends here.
-bool ExecScan::start() {
+// Steps between the trace and the definition.
+void ExecScan::start() {
   TRACE(TR_ENTER, "Enter: %s", "startScan(...)");
   installSignalHandlers();
   if (m_args->mode == CmdArgs::MODE_VERSION) {
+    m_statusReported = true;
     std::printf("%s\n", VERSION);
-    return false;
+    return;
   }
+  m_files = m_args->jobFiles();
+  m_startStamp = timeStamp();
+  m_notification = std::make_unique<Notification>(*m_args, m_installLocation, m_startStamp);
   reportStatus();
   if (m_rc != 0)
-    return false;
+    return;
+  m_isStarted = true;
+  m_earlierResult = identityOf(m_files.outputFile());
   issueMessage(msg::AGT0146I, {m_args->jobName});
-  m_startStamp = timeStamp();
-  m_files = m_args->jobFiles();
   purgeJobFiles(*m_args, m_installLocation);
   m_jobFileMade = createJobFile(m_files.jobInfoFile(), m_startStamp);
-  return true;
 }
 
-void ExecScan::reportStatus() const {
-  const int descriptor = m_args->statusDescriptor;
+void ExecScan::reportStatus() noexcept {
+  m_statusReported = true;
+  const int descriptor = m_args ? m_args->statusDescriptor : -1;
   if (descriptor < 0)
     return;
   const char status = m_rc == 0 ? '1' : '3';
@@ -144,34 +196,34 @@ void ExecScan::reportStatus() const {
     TRACE(TR_ERROR, "Failed to send status to agent: %c", status);
 }
 
-// Builds the definition objects. False, with the agent notified, when the definition is unusable.
-bool ExecScan::readDefinition() {
+// Builds the definition objects.
+void ExecScan::readDefinition() {
   const std::string file = m_files.definitionFile();
   TRACE(TR_GENERAL, "---- initializing ParserAPI ----");
   TRACE(TR_GENERAL, "fileName = %s", file.c_str());
-  std::string reason;
   try {
     m_agentScan = std::make_unique<AgentScan>();
     DefinitionBuilder(file, *m_agentScan).build();
-    return true;
+    m_definitionRead = true;
   } catch (const ORVParserException& exception) {
     TRACE(TR_ERROR, "ERROR: %s, occured during definition-file-parsing.",
           exception.message.c_str());
-    m_rc = exception.code;
-    reason = std::string(trimmed(exception.message, "\n"));
+    refuseDefinition(exception.code,
+                     exception.reason.empty() ? exception.message : exception.reason);
   } catch (const OrvObjectCreationException& exception) {
     TRACE(TR_ERROR, "ERROR: %s, occured during object creation from definition-file.",
           exception.message.c_str());
-    m_rc = exception.code;
-    reason = "an entity has other values than its header has names";
+    refuseDefinition(exception.code, exception.message);
   }
-  issueMessage(msg::STA0430E, {file, reason, std::to_string(m_rc)});
-  m_endStamp = timeStamp();
-  notify();
-  return false;
 }
 
-// Locks and scans. Every failure of these steps ends here, as a return code.
+void ExecScan::refuseDefinition(int code, const std::string& reason) {
+  m_rc = code;
+  issueMessage(msg::STA0430E, {m_files.definitionFile(), reason, std::to_string(code)});
+}
+
+// Locks and scans. The failures that the steps know end here, as a return code; after those of the
+// locks and of writing the records of the locks stay, to be found stale by the next job.
 void ExecScan::scanAll() {
   try {
     lock();
@@ -186,20 +238,29 @@ void ExecScan::scanAll() {
   } catch (ScanAbortException* thrown) {
     const std::unique_ptr<ScanAbortException> exception(thrown);
     TRACE(TR_ERROR, "%s", exception->message.c_str());
-    m_print->discard();
+    dropOutput();
     unlock();
     m_rc = RC_SCAN_FAILED;
   } catch (ORVIOException* thrown) {
     const std::unique_ptr<ORVIOException> exception(thrown);
     TRACE(TR_ERROR, "%s", exception->message.c_str());
+    // The log has no message for it: whoever runs the job by hand is told here.
+    std::fprintf(stderr, "scan: %s\n", exception->message.c_str());
     m_rc = RC_WRITE_FAILED;
-  } catch (const std::exception& error) {
-    TRACE(TR_ERROR, "scan ended by: %s", error.what());
-    issueMessage(msg::STA0028I, {error.what()});
+  } catch (...) {
+    // Out of memory, as a rule: what the scan held makes room for what is still to do.
+    m_filesystemScan.reset();
+    dropOutput();
     unlock();
-    m_rc = RC_SCAN_FAILED;
+    throw;
   }
   TRACE(TR_GENERAL, "Returncode=: %d", m_rc);
+}
+
+// Before the locks are given back: another job may then fill a file of the same name.
+void ExecScan::dropOutput() noexcept {
+  if (m_print)
+    m_print->discard();
 }
 
 void ExecScan::scanFilesystems() {
@@ -216,10 +277,19 @@ void ExecScan::scanFilesystems() {
   m_rc = m_filesystemScan->doScan(m_agentScan.get(), m_args->nfsTimeout);
   m_print->printEnd(DATA_SECTION);
   m_scanRan = true;
+  raiseForLostMessages();
   if (m_rc > RC_LARGEST_WITH_RESULT)
     m_print->discard();
   else
     m_print->close();
+}
+
+// A result of which the log could not say all is not one without remarks.
+void ExecScan::raiseForLostMessages() {
+  if (!m_messageLog->hasLostWarnings())
+    return;
+  raise(SCAN_INCOMPLETE);
+  issueMessage(msg::STA0558E);
 }
 
 std::string ExecScan::resourceName(const Filesystem& filesystem) const {
@@ -232,9 +302,15 @@ void ExecScan::lock() {
   if (filesystems == nullptr)
     return;
   for (const auto& filesystem : *filesystems) {
-    if (lockResource(m_installLocation, resourceName(*filesystem), SCAN_RESOURCE) == 0)
+    std::string reason;
+    const int code =
+        lockResource(m_installLocation, resourceName(*filesystem), SCAN_RESOURCE, &reason);
+    if (code == RESOURCE_LOCKED)
       continue;
-    issueMessage(msg::STA0531E, {filesystem->fsMountPoint});
+    throwIfStopped();
+    if (code == RESOURCE_ALREADY_HELD)
+      reason = formatText("the job names two filesystems with the fsID %d", filesystem->fsID);
+    issueMessage(msg::STA0531E, {filesystem->fsMountPoint, reason});
     throw new GenericException(msg::STA0531E, {filesystem->fsMountPoint});
   }
 }
@@ -244,11 +320,18 @@ void ExecScan::unlockFilesystem(const Filesystem& filesystem) const {
     TRACE(TR_ERROR, "unlock of %s failed", filesystem.fsMountPoint.c_str());
 }
 
+// A record that cannot be removed becomes stale when the process ends.
 void ExecScan::unlock() noexcept {
   TRACE_METHOD("unlock(...)");
-  if (const FilesystemList* filesystems = m_agentScan->getFilesystems())
-    for (const auto& filesystem : *filesystems)
+  const FilesystemList* filesystems = m_agentScan->getFilesystems();
+  if (filesystems == nullptr)
+    return;
+  for (const auto& filesystem : *filesystems)
+    try {
       unlockFilesystem(*filesystem);
+    } catch (const std::exception& error) {
+      TRACE(TR_ERROR, "unlock of %s failed: %s", filesystem->fsMountPoint.c_str(), error.what());
+    }
 }
 
 void ExecScan::logFilesystemList() const {
@@ -260,26 +343,33 @@ void ExecScan::logFilesystemList() const {
   issueMessage(msg::STA0532I, {Insert::lines(list)});
 }
 
-// Steps after the scan: the result stays or goes, the agent is told.
-void ExecScan::finish() {
-  m_endStamp = timeStamp();
+// The result of a failed job goes, and with it an earlier one of the same run. What was delivered
+// after the job began is another job's and stays.
+void ExecScan::settleResult() {
   const std::string output = m_files.outputFile();
-  if (m_rc > RC_LARGEST_WITH_RESULT)
+  if (m_rc <= RC_LARGEST_WITH_RESULT) {
+    if (m_scanRan)
+      issueMessage(msg::STA0161I, {std::to_string(m_rc), output});
+    return;
+  }
+  dropOutput();
+  if (m_earlierResult && identityOf(output) == m_earlierResult)
     psRemoveFile(output);
-  else if (m_scanRan)
-    issueMessage(msg::STA0161I, {std::to_string(m_rc), output});
-  notify();
+}
+
+void ExecScan::notify() {
+  const std::string endStamp = timeStamp();
+  if (m_notification->send(m_rc, endStamp) != 0 && m_jobFileMade)
+    updateJobFile(m_files.jobInfoFile(), m_rc, endStamp);
+}
+
+void ExecScan::removeDefinition() const {
   const std::string definition = m_files.definitionFile();
   if (!trace::isOn(TR_ENTER) && psFileExists(definition))
     psRemoveFile(definition);
 }
 
-void ExecScan::notify() {
-  if (notifyAgent(m_rc, *m_args, m_installLocation, m_startStamp, m_endStamp) != 0 && m_jobFileMade)
-    updateJobFile(m_files.jobInfoFile(), m_rc, m_endStamp);
-}
-
-void ExecScan::cleanUp() {
+void ExecScan::cleanUp() noexcept {
   m_args.reset();
   m_messageLog.reset();
   m_filesystemScan.reset();

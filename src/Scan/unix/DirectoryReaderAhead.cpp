@@ -46,7 +46,7 @@ long DirectoryReaderAhead::open(const std::string& path) {
   const int error = m_ahead.isStarted() ? openOffered() : openRoot(checked);
   if (error != 0) {
     m_ahead.discard(std::move(m_directory));
-    reportOpenFailure(path, error);
+    reportOpenFailure(m_scanner, path, error);
     return 0;
   }
   TRACE(TR_MAX, ">> opendir() succeed on %s\n", checked.c_str());

@@ -42,7 +42,7 @@ long DirectoryReaderTimed::open(const std::string& path) {
   // Without its root there is nothing of the filesystem to report.
   if (error == ETIMEDOUT && walk().isAtRoot())
     throw new GenericException(msg::STA0530E, {path, "open its root: " + errnoText(error)});
-  reportOpenFailure(path, error);
+  reportOpenFailure(m_scanner, path, error);
   return 0;
 }
 

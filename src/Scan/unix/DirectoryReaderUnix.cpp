@@ -54,7 +54,7 @@ DIR* DirectoryReaderUnix::openStream(const std::string& path) const {
   UniqueFd fd(m_scanner.openDirectory(parent < 0 ? AT_FDCWD : parent, name, parent >= 0));
   DIR* stream = fd ? ::fdopendir(fd.get()) : nullptr;
   if (stream == nullptr) {
-    reportOpenFailure(path, errno);
+    reportOpenFailure(m_scanner, path, errno);
     return nullptr;
   }
   (void)fd.release();

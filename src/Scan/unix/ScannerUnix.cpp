@@ -141,6 +141,7 @@ int ScannerUnix::examine(FileRecord& file) {
 bool ScannerUnix::Stat(FileRecord& file) {
   file.error = examine(file);
   if (file.error != 0) {
+    noteFailure(file.error);
     const std::string_view path(state().info->faName);
     issueMessage(msg::STA0063E, {path.substr(0, MAX_STAT_PATH), errnoText(file.error)});
     return false;

@@ -1,5 +1,6 @@
 #include "Scan/unix/StreamRules.h"
 
+#include "Scan/walk/Scanner.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
@@ -7,7 +8,8 @@
 
 namespace orv {
 
-void reportOpenFailure(const std::string& path, int error) {
+void reportOpenFailure(Scanner& scanner, const std::string& path, int error) {
+  scanner.noteFailure(error);
   TRACE(TR_MAX, ">> opendir() failed on %s \n", path.c_str());
   issueMessage(msg::STA0121E, {path, errnoText(error)});
 }

@@ -6,6 +6,10 @@
 
 #include "Probe/Filesystem.h"
 
+namespace orv {
+class Scanner;
+}
+
 // The rules that hold for the entries of a directory however they are read.
 namespace orv {
 
@@ -24,7 +28,7 @@ inline constexpr std::int64_t LARGE_DIRECTORY_BYTES = 65'536;
 }
 
 // Reports a directory that cannot be opened; it has no entries.
-void reportOpenFailure(const std::string& path, int error);
+void reportOpenFailure(Scanner& scanner, const std::string& path, int error);
 
 // Reports a directory whose stream failed, and throws the LocalizableException that says so.
 [[noreturn]] void throwReadFailure(const std::string& path, int error);

@@ -1,6 +1,8 @@
 #include "Scan/walk/Scanner.h"
 
+#include <cerrno>
 #include <ctime>
+#include <new>
 
 #include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/FileAction.h"
@@ -52,6 +54,10 @@ int Scanner::scan() {
         m_filesystem.fsMountPoint.c_str());
     TRACE(TR_ERROR, "Exiting with rc = 8");
     return WALK_FAILED;
+  } catch (const std::bad_alloc&) {
+    // Statistics that a directory or an entry reached in part only cannot be trusted.
+    issueMessage(msg::STA0559E, {m_filesystem.fsMountPoint, errnoText(ENOMEM)});
+    return WALK_FAILED;
   }
 }
 
@@ -100,7 +106,6 @@ void Scanner::enterRoot() {
     throw new GenericException(
         msg::STA0529E,
         {m_filesystem.fsMountPoint, "examine its root: " + errnoText(m_state.file.error)});
-  m_rc = 0;
   // Only now: the root was examined under the name that the definition gives it.
   if (m_state.path.empty() || m_state.path.back() != '/')
     m_state.path += '/';
@@ -167,7 +172,8 @@ void Scanner::advance() {
     selected.action->directoryNotEntered(m_state.info.get());
 }
 
-// Makes the current entry's directory the deepest open level. False when it is not entered.
+// Makes the current entry's directory the deepest open level. False when it is not entered. Only
+// making the reader may fail so: a directory that an action has been told of is also left.
 bool Scanner::enterNextLevel() {
   if (m_state.level >= MAX_COMPONENTS - 1) {
     TRACE(TR_ERROR, "Scanner::advance() : level >= (MAX_COMPONENTS - 1): MAX_COMPONENTS = %d.",
@@ -186,19 +192,27 @@ bool Scanner::enterNextLevel() {
       m_arrayReader[slot] = std::move(reader);
     else
       m_arrayReader.push_back(std::move(reader));
-    enterDirectory();
-    return true;
   } catch (const std::exception& error) {
     TRACE(TR_ERROR,
           "Scanner::advance() : ERROR: Caught LocalizableException in "
           "factory.newDirectoryReader()... Setting rc to 4");
     TRACE(TR_ERROR, "%s", error.what());
+    issueMessage(msg::STA0121E, {m_state.path, error.what()});
+    decrementLevel(m_state.info->faName.substr(0, parentLength));
+    return false;
   } catch (GenericException* thrown) {
     const std::unique_ptr<GenericException> exception(thrown);
     issueMessage(exception->message(), exception->inserts());
+    decrementLevel(m_state.info->faName.substr(0, parentLength));
+    return false;
   }
-  decrementLevel(m_state.info->faName.substr(0, parentLength));
-  return false;
+  enterDirectory();
+  return true;
+}
+
+void Scanner::noteFailure(int error) noexcept {
+  if (error == EMFILE || error == ENFILE || error == ENOMEM)
+    m_rc = WALK_INCOMPLETE;
 }
 
 void Scanner::enterDirectory() {

@@ -63,9 +63,9 @@ class Scanner {
   Scanner(const Scanner&) = delete;
   Scanner& operator=(const Scanner&) = delete;
 
-  // Walks the tree. 0; 4 after a directory that could not be entered or read; 8 when the filesystem
-  // could not be accessed; -1 when the first reader is missing. Throws ScanAbortException* when the
-  // scan is stopped.
+  // Walks the tree. 0; 4 after a directory that could not be entered or read, or when descriptors
+  // or memory ran out; 8 when the filesystem could not be accessed; -1 when the first reader is
+  // missing. Throws ScanAbortException* when the scan is stopped.
   [[nodiscard]] int scan();
 
   // For the accumulators.
@@ -90,6 +90,9 @@ class Scanner {
                                      std::size_t* pLength) const;
   // Copies what can be examined of a path (MAX_STAT_PATH characters) into the working record.
   void ScannerInitStat(const std::string& path, FileRecord* file) const;
+  // Told of the errno value of what could not be opened or examined: want of descriptors or memory
+  // makes the walk incomplete, anything else is the entry's own matter.
+  void noteFailure(int error) noexcept;
   // Encodes 8-bit text as UTF-8 into at most `size` bytes of `out`. The number of bytes that the
   // whole text needs; -1 for a null argument.
   static int ScannerToUTF8(const char* in, char* out, int size);

@@ -1,6 +1,9 @@
 #include "Common/format/GenericPrint.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
 
 #include "runtime/ut/ORVException.h"
 #include "support/TempDir.h"
@@ -110,18 +113,30 @@ TEST_F(GenericPrintTest, droppedOutputLeavesTheOlderResultAlone) {
   EXPECT_FALSE(fs::exists(part));
 }
 
-// On a full disk a few lines fail when the output is closed, many while they are written.
+// A limit on the file's size stands for a full disk: a few lines fail when the output is closed,
+// many while they are written; a write that works again afterwards makes up for nothing.
 TEST_F(GenericPrintTest, lostLinesAreNeverDelivered) {
-  for (const int lines : {1, 20000}) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  for (const auto& [lines, endsAgain] : {std::pair(1, false), {20000, false}, {20000, true}}) {
     fs::create_directories(fs::path(path).parent_path());
-    fs::create_symlink("/dev/full", part);
+    fs::create_symlink(dir.file("victim"), part);  // planted: it must not be followed
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &none), 0);
     GenericPrint print(path);
     for (int i = 0; i < lines; ++i)
       print.printBegin("Ab");
+    if (endsAgain) {
+      ::setrlimit(RLIMIT_FSIZE, &before);
+      print.printBegin("Ab");
+    }
     EXPECT_TRUE(closeThrows(print)) << lines;
-    EXPECT_EQ(message, "write " + part + ": No space left on device") << lines;
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(message, "write " + part + ": File too large") << lines;
     EXPECT_FALSE(fs::exists(path)) << lines;
-    EXPECT_FALSE(fs::is_symlink(part)) << lines;
+    EXPECT_FALSE(fs::exists(fs::symlink_status(part))) << lines;
+    EXPECT_FALSE(fs::exists(dir.file("victim"))) << lines;
   }
 }
 
