@@ -1,5 +1,6 @@
 #!/usr/bin/python3
 """The page in a real browser: figures, sorting, filtering, opening directories, hostile names."""
+import json
 import os
 import re
 import unittest
@@ -140,6 +141,22 @@ class Page(unittest.TestCase):
         self.assertEqual(len(backgrounds), 2)
         for picture in self.all('svg, #map button'):
             self.assertTrue(picture.get_attribute('aria-label'))
+
+    def test_growth_is_drawn(self):
+        page = self.open(self.result)
+        line = lambda name, *points: {'name': name, 'points': points}
+        day = 86400000
+        growth = {'path': str(self.tree), 'trend': 'Grows.', 'directories': [line('d', [0, 1], [day, 2], [2 * day, 3])],
+                  'total': line('Total size', [0, 5 << 30], [day, 7 << 30]), 'used': line('Used', [0, 9 << 30])}
+        page.write_text(page.read_text().replace('"growth":null', '"growth":' + json.dumps(growth)))
+        self.driver.get(f'file://{page}')
+        drawn = [[command.count('L') + 1 for command in self.driver.execute_script(
+            'return Array.from(arguments[0].querySelectorAll("path[stroke]"), (path) => path.getAttribute("d"))', svg)]
+            for svg in self.all('#growth svg')]
+        self.assertEqual([len(lines) >= 1 and lines[-1] for lines in drawn], [2, 3])
+        self.assertEqual(list(zip(*(self.column('growth', n) for n in (1, 2, 3, 4)))),
+                         [('Total size', '2', str(5 << 30), str(7 << 30)), ('d', '3', '1', '3')])
+        self.assertIn('Grows.', self.driver.find_element(By.ID, 'growth').text)
 
     def test_ten_thousand_directories_stay_below_a_megabyte(self):
         many = self.work.path / 'many'
