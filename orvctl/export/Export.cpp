@@ -27,6 +27,10 @@ namespace {
   throw CtlError(why, EXIT_USAGE);
 }
 
+[[noreturn]] void cannotWrite(const ExportRequest& request, int error) {
+  throw CtlError(fmt::format("cannot write {}: {}", utf8Text(request.output), errnoText(error)));
+}
+
 bool isDirectory(const std::string& path) {
   struct stat info {};
   return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
@@ -50,13 +54,24 @@ void checkWords(const ExportRequest& request) {
     contradicts("--format csv writes one table a file: give --output DIR, or one --section");
 }
 
+// What has to be writable so that the output can be put there: itself where it is written into,
+// else the directory in which it takes its name.
+std::string writtenPlace(const std::string& output) {
+  struct stat info {};
+  if (::stat(output.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+    return output;
+  const std::string parent = parentDirectory(std::string(withoutTrailingSlash(output)));
+  return parent.empty() ? "." : parent;
+}
+
 void checkPlace(const ExportRequest& request) {
-  if (request.output.empty() || ::access(request.output.c_str(), W_OK) == 0)
+  if (request.output.empty())
     return;
-  const std::string parent = parentDirectory(std::string(withoutTrailingSlash(request.output)));
-  // A file that may not be written to can still be replaced, and a directory is made if need be.
-  if (errno == EROFS || ::access(parent.empty() ? "." : parent.c_str(), W_OK | X_OK) != 0)
-    throw CtlError(fmt::format("cannot write {}: {}", utf8Text(request.output), errnoText(errno)));
+  if (isDirectory(request.output) && !writesTables(request))
+    cannotWrite(request, EISDIR);
+  const std::string place = writtenPlace(request.output);
+  if (::access(place.c_str(), isDirectory(place) ? W_OK | X_OK : W_OK) != 0)
+    cannotWrite(request, errno);
 }
 
 void put(const ExportRequest& request, std::string_view text, mode_t mode) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -71,12 +72,10 @@ std::vector<View> viewsOf(const Scan& scan) {
       for (const Profile& profile : subtree.profiles)
         views.push_back({root, subtree.entry.path, &profile});
   }
-  views.resize(std::min(views.size(), MAX_VIEWS));
   return views;
 }
 
-Json viewsJson(const Scan& scan, const PageOptions& options) {
-  const std::vector<View> views = viewsOf(scan);
+Json viewsJson(std::span<const View> views, const PageOptions& options) {
   Json json = Json::array();
   for (const View& view : views)
     json.push_back({{"root", view.root},
@@ -167,9 +166,15 @@ std::string renderPage(const Scan& scan, const PageOptions& options, const Growt
   Json run = jsonOf(scan.run);
   if (scan.run)
     cut(run["warnings"], static_cast<std::size_t>(options.top));
-  const Json data = {{"version", scan.version},     {"result", scan.result},
-                     {"host", scan.host},           {"run", std::move(run)},
-                     {"roots", rootsJson(scan)},    {"views", viewsJson(scan, options)},
+  const std::vector<View> views = viewsOf(scan);
+  const auto shown = std::span(views).first(std::min(views.size(), MAX_VIEWS));
+  const Json data = {{"version", scan.version},
+                     {"result", scan.result},
+                     {"host", scan.host},
+                     {"run", std::move(run)},
+                     {"roots", rootsJson(scan)},
+                     {"views", viewsJson(shown, options)},
+                     {"views_cut", views.size() - shown.size()},
                      {"growth", growthJson(growth)}};
   const std::string json = scriptJson(data);
   return filled(PAGE_HTML, {{"@STYLE@", PAGE_CSS},

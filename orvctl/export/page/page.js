@@ -64,7 +64,7 @@
       {id: 'bytes', title: 'Total size', value: totals.bytes, size: true,
        note: totals.bytes === undefined ? null : `${countText(totals.bytes)} bytes`},
       {id: 'files', title: 'Files and links', value: totals.files,
-       note: links && links.files > 0 ? `${countText(links.files)} of them are names of files with several` : null},
+       note: links && links.files > 0 ? `${countText(links.files)} are names of files with several links` : null},
       {id: 'directories', title: 'Directories', value: totals.directories},
       {id: 'others', title: 'Other entries', value: totals.others},
       {id: 'capacity', title: 'Filesystem', value: room.bytes, size: true,
@@ -332,6 +332,8 @@
       .text((view) => `${view.label} (${view.profile})`);
   section('chooser').attr('hidden', data.views.length > 1 ? null : '');
   chooser.on('change', function() { show(data.views[this.value]); });
+  if (data.views_cut > 0)
+    section('chooser').append('span').text(` ${countText(data.views_cut)} more in the result`);
   showWarnings();
   section('footer').text(`Made by orvctl ${data.version} from ${data.result}`);
   show(data.views[0]);
