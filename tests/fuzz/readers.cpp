@@ -121,9 +121,8 @@ void comparePattern(std::string_view input) {
 
 std::vector<MountEntry> mountEntries(std::string_view table) {
   test::writeFile(file("mtab"), table);
-  ::setenv(Mounts::MNTTAB_VARIABLE, file("mtab").c_str(), 1);
   std::vector<MountEntry> entries;
-  Mounts mounts;
+  Mounts mounts(file("mtab"));
   require(mounts.openMnttab(), "the table opens");
   while (mounts.nextMount())
     entries.push_back(mounts.current());
