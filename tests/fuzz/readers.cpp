@@ -52,23 +52,10 @@ void readDefinition(std::string_view text) {
   print.printEnd(AgentScan::ENTITY_NAME);
   print.close();
   const auto result = ctl::ResultFile::read(file("result"));
-  std::size_t filesystems = 0;
-  for (const ctl::Entity& entity : result.scan().children) {
-    filesystems += entity.name == Filesystem::ENTITY_NAME ? 1 : 0;
-    require(result.records(entity).size() == entity.rows.size(), "every row is a record");
-  }
+  const auto printed =
+      std::ranges::count(result.scan().children, Filesystem::ENTITY_NAME, &ctl::Entity::name);
   const FilesystemList* read = job.getFilesystems();
-  require(filesystems == (read == nullptr ? 0 : read->size()), "no filesystem is lost");
-}
-
-FileAttributes entry(std::uint8_t type, const char* name, std::int64_t size) {
-  static const UserOrGroup somebody;
-  FileAttributes result;
-  result.faType = type;
-  result.faName = name;
-  result.faOwner = result.faGroup = &somebody;
-  result.faLength = result.faModified = size;
-  return result;
+  require(printed == (read == nullptr ? 0 : std::ssize(*read)), "no filesystem is lost");
 }
 
 // A clause is refused at a place that it has, or explained, and its negation admits the others.
@@ -76,22 +63,23 @@ void readClause(std::string_view typed) {
   const NormalizedClause normalized = normalizeClause(typed);
   const std::string clause = normalized ? normalized.clause : std::string(typed);
   const ParsedClause parsed = SelectParser().parse(clause);
-  if (!parsed) {
-    const std::size_t at = parsed.error.position;
-    require(at >= 1 && at <= clause.size() + 1, "the error has a place");
-    require(!normalized || normalized.typedPosition(typed, at) <= typed.size() + 1,
-            "the error has a place in what was typed");
-    return;
-  }
-  require(!explain(*parsed.node).empty(), "it is explained");
   const ParsedClause negation = SelectParser().parse("!(" + clause + ")");
-  if (!negation)
-    return;  // nothing to negate, or nested too deeply for two more
-  for (const FileAttributes& info :
-       {entry(FT_REGULAR, "/a/b.txt", 1024), entry(FT_DIRECTORY, "/", 0),
-        entry(FT_SYMLINK, "/a b/\xff\n", 1718452800), entry(FT_FOREIGN, "/a/./%/[x]", -1)})
-    require(parsed.node->matches(info, {1718452800}) != negation.node->matches(info, {1718452800}),
-            "its negation says the opposite");
+  const std::size_t at = parsed.error.position;
+  require(parsed ? !explain(*parsed.node).empty() : at >= 1 && at <= clause.size() + 1,
+          "it is explained, or the error has a place");
+  if (!parsed || !negation)
+    return;  // there is nothing to negate, or it is nested too deeply for two more
+  static const UserOrGroup somebody;
+  FileAttributes info;
+  info.faOwner = info.faGroup = &somebody;
+  for (const std::int64_t number : {-1L, 0L, 1025L, 1718452802L})
+    for (const char* name : {"/", "/a/b.txt", "/a b/%/[x]\xff\n"}) {
+      info.faType = static_cast<std::uint8_t>(number & 7);
+      info.faName = name;
+      info.faLength = info.faModified = number;
+      require(parsed.node->matches(info, {number}) != negation.node->matches(info, {number}),
+              "its negation says the opposite");
+    }
 }
 
 bool cLibraryMatches(const std::string& expression, const std::string& text) {
