@@ -15,6 +15,7 @@ using namespace orv::faults;
 namespace {
 
 FaultPlan* plan = nullptr;
+thread_local int insideCalls = 0;
 
 [[gnu::constructor]] void mapPlan() {
   const char* path = std::getenv(PLAN_VARIABLE);
@@ -28,8 +29,9 @@ FaultPlan* plan = nullptr;
   plan = static_cast<FaultPlan*>(mapped);
 }
 
+// An allocation within one of the calls is that call's affair, which can fail itself.
 bool strikes(CallNumber number) {
-  if (plan == nullptr)
+  if (plan == nullptr || (number == CALL_malloc && insideCalls > 0))
     return false;
   const long count = ++plan->counts[number];
   if (plan->call != number || count < plan->first || (count > plan->first && !plan->on))
@@ -44,12 +46,16 @@ using Words = long(long, long, long, long, long, long);
 
 long answer(CallNumber number, Says says, Words* real, long a, long b, long c, long d, long e,
             long f) {
-  if (!strikes(number))
-    return real(a, b, c, d, e, f);
-  if (plan->error == SHORT_COUNT)
-    return real(a, b, (c + 1) / 2, d, e, f);
-  if (says == Says::LATE)
-    (void)real(a, b, c, d, e, f);
+  const bool fails = strikes(number);
+  const bool isShort = fails && plan->error == SHORT_COUNT;
+  long result = 0;
+  if (!fails || isShort || says == Says::LATE) {
+    ++insideCalls;
+    result = real(a, b, isShort ? (c + 1) / 2 : c, d, e, f);
+    --insideCalls;
+  }
+  if (!fails || isShort)
+    return result;
   errno = plan->error;
   return says == Says::CODE ? plan->error : says == Says::NOTHING ? 0 : -1;
 }
