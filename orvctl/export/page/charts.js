@@ -131,9 +131,11 @@ function treemap(parent, node, open) {
   d3.treemap().size([Math.max(box.width - 2, 1), Math.max(box.height - 2, 1)])
       .paddingTop((item) => item.depth === 1 ? 16 : 0).paddingInner(0).round(true)(data);
   parent.selectAll('*').remove();
+  // In shares of the width, because paper may be narrower than the screen.
+  const share = (x) => `${100 * x / Math.max(box.width - 2, 1)}%`;
   const place = (selection) => selection
-      .style('left', (item) => `${item.x0}px`).style('top', (item) => `${item.y0}px`)
-      .style('width', (item) => `${item.x1 - item.x0}px`)
+      .style('left', (item) => share(item.x0)).style('top', (item) => `${item.y0}px`)
+      .style('width', (item) => share(item.x1 - item.x0))
       .style('height', (item) => `${item.y1 - item.y0}px`)
       .style('--hue', (item) => 360 * ((item.depth === 1 ? item : item.parent).parent.children
           .indexOf(item.depth === 1 ? item : item.parent) * 0.381966 % 1));

@@ -4,7 +4,8 @@
 (function() {
   const data = JSON.parse(document.getElementById('data').textContent);
   const ROWS = 20;
-  const AGE_COLOURS = d3.range(5).map((index) => `var(--age-${index})`);
+  const YOUNG = 'var(--young)';
+  const OLD = d3.interpolateRgbBasis(['#e0b13c', '#d97f3a', '#b8433d', '#6f2420']);
   const section = (id) => d3.select(`#${id}`);
 
   // An emptied section with its title; null, and hidden, when there is nothing to show.
@@ -145,7 +146,7 @@
 
   function distribution(place, label, classes, text) {
     barChart(place, label, classes.map((range) => ({name: text(range), parts: [range.bytes]})),
-        AGE_COLOURS);
+        [YOUNG]);
     figures(place, label, [
       column('Class', 'text', text),
       column('Entries', 'count', (range) => range.entries),
@@ -179,13 +180,14 @@
       return [account.bytes, ...over].map((bytes, index, all) =>
         Math.max(bytes - (index + 1 < all.length ? all[index + 1] : 0), 0));
     };
+    const colours = [YOUNG, ...limits.map((limit, index) => OLD(index / Math.max(limits.length - 1, 1)))];
     if (old) {
-      legend(place, ['younger', ...limits.map(limitText)], AGE_COLOURS);
+      legend(place, ['younger', ...limits.map(limitText)], colours);
       if (byWord === 'modified')
         place.append('p').attr('class', 'faint').text('Access times are not kept there: by last modification.');
     }
     barChart(place, title, list.slice(0, ROWS).map((account) => ({name: account.name, parts: parts(account)})),
-        AGE_COLOURS);
+        colours);
     figures(place, title, [
       column('Name', 'name', (account) => account.name),
       column('Files', 'count', (account) => account.files),
