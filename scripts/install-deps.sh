@@ -6,7 +6,7 @@ set -euo pipefail
 
 declare -A packages=(
   # Compiler, build tools, libraries; gencat is in libc-dev-bin, ps (which the locks ask) in procps.
-  [build]="g++ cmake ninja-build pkg-config libc-dev-bin procps libpcre3-dev libfmt-dev
+  [build]="g++ cmake ninja-build pkg-config libc-dev-bin procps libpcre3-dev libre2-dev libfmt-dev
            libcli11-dev nlohmann-json3-dev libabsl-dev libgtest-dev libbenchmark-dev node-d3"
   # Filesystems that the tests make and mount; independent readers of what orvctl exports.
   [test]="libfuse3-dev fuse3 mount e2fsprogs dosfstools xfsprogs btrfs-progs

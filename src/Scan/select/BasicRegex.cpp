@@ -1,7 +1,10 @@
 #include "Scan/select/BasicRegex.h"
 
 #include <locale.h>
+#include <re2/re2.h>
+#include <regex.h>
 
+#include "Scan/select/RegexTranslation.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {
@@ -26,41 +29,53 @@ class ByteLocale final {
   locale_t m_previous;
 };
 
-std::string reasonOf(int code, const regex_t& regex) {
+// Why the C library does not take the expression; empty when it does.
+std::string refusal(const std::string& expression) {
+  regex_t regex;
+  const int code = ::regcomp(&regex, expression.c_str(), REG_NOSUB);
+  if (code == 0) {
+    ::regfree(&regex);
+    return {};
+  }
   std::string text(::regerror(code, &regex, nullptr, 0), '\0');
   ::regerror(code, &regex, text.data(), text.size());
   text.pop_back();  // the terminating NUL
   return text;
 }
 
+re2::RE2::Options byteOptions() {
+  re2::RE2::Options options(re2::RE2::Latin1);
+  options.set_never_capture(true);
+  options.set_log_errors(false);
+  return options;
+}
+
 }  // namespace
 
-void BasicRegex::Free::operator()(regex_t* regex) const noexcept {
-  ::regfree(regex);
-  delete regex;
-}
+BasicRegex::BasicRegex(std::unique_ptr<const re2::RE2> regex) noexcept
+    : m_regex(std::move(regex)) {}
+
+BasicRegex::~BasicRegex() = default;
 
 std::unique_ptr<BasicRegex> BasicRegex::compile(const std::string& expression, std::string& error) {
   TRACE_METHOD("BasicRegex::compile(...)");
   const ByteLocale bytes;
-  auto regex = std::make_unique<regex_t>();
-  if (const int code = ::regcomp(regex.get(), expression.c_str(), REG_NOSUB); code != 0) {
-    error = reasonOf(code, *regex);
-    TRACE(TR_MAX, "regcomp %s: %s", expression.c_str(), error.c_str());
-    return nullptr;
-  }
-  std::unique_ptr<regex_t, Free> compiled(regex.release());
-  return std::unique_ptr<BasicRegex>(new BasicRegex(std::move(compiled)));
+  std::unique_ptr<const re2::RE2> regex;
+  error = refusal(expression);
+  if (error.empty())
+    if (const std::string translated = RegexTranslation(expression).run(error); error.empty()) {
+      regex = std::make_unique<const re2::RE2>(translated, byteOptions());
+      error = regex->error();
+    }
+  if (error.empty())
+    return std::unique_ptr<BasicRegex>(new BasicRegex(std::move(regex)));
+  TRACE(TR_MAX, "compile %s: %s", expression.c_str(), error.c_str());
+  return nullptr;
 }
 
 bool BasicRegex::matches(std::string_view text) const {
-  // The bounds are handed over with the text, so that a part of a path is matched in place.
-  regmatch_t bounds{0, static_cast<regoff_t>(text.size())};
-  const int code = ::regexec(m_regex.get(), text.data(), 1, &bounds, REG_STARTEND);
-  if (code != 0 && code != REG_NOMATCH)
-    TRACE(TR_ERROR, "regexec: code %d on a text of %zu bytes; taken as no match", code,
-          text.size());
-  return code == 0;
+  return m_regex->Match({text.data(), text.size()}, 0, text.size(), re2::RE2::UNANCHORED, nullptr,
+                        0);
 }
 
 }  // namespace orv

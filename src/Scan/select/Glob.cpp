@@ -14,27 +14,6 @@ constexpr std::string_view ESCAPED_LITERALS = R"(.*[]^$\)";
 // Characters that are literal in a glob but not in a regular expression.
 constexpr std::string_view TO_ESCAPE = ".$^";
 
-// Length of the bracket expression at the start of `text`; the whole of it when it does not end.
-std::size_t bracketLength(std::string_view text) {
-  std::size_t at = 1;
-  if (at < text.size() && text[at] == '^')
-    ++at;
-  if (at < text.size() && text[at] == ']')  // in first place a "]" is a member
-    ++at;
-  while (at < text.size() && text[at] != ']') {
-    const bool named = text[at] == '[' && at + 1 < text.size() &&
-                       std::string_view(":.=").find(text[at + 1]) != std::string_view::npos;
-    if (!named) {
-      ++at;
-      continue;
-    }
-    const char close[] = {text[at + 1], ']', '\0'};
-    const std::size_t end = text.find(close, at + 2);
-    at = end == std::string_view::npos ? text.size() : end + 2;
-  }
-  return std::min(at + 1, text.size());
-}
-
 // Cuts a glob into pieces.
 class GlobReader final {
  public:
@@ -119,6 +98,26 @@ class GlobReader final {
 };
 
 }  // namespace
+
+std::size_t bracketLength(std::string_view text) {
+  std::size_t at = 1;
+  if (at < text.size() && text[at] == '^')
+    ++at;
+  if (at < text.size() && text[at] == ']')  // in first place a "]" is a member
+    ++at;
+  while (at < text.size() && text[at] != ']') {
+    const bool named = text[at] == '[' && at + 1 < text.size() &&
+                       std::string_view(":.=").find(text[at + 1]) != std::string_view::npos;
+    if (!named) {
+      ++at;
+      continue;
+    }
+    const char close[] = {text[at + 1], ']', '\0'};
+    const std::size_t end = text.find(close, at + 2);
+    at = end == std::string_view::npos ? text.size() : end + 2;
+  }
+  return std::min(at + 1, text.size());
+}
 
 std::vector<GlobPiece> globPieces(std::string_view glob) {
   return GlobReader(glob).read();

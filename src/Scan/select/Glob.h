@@ -37,6 +37,10 @@ struct GlobPiece {
 // checked: an unterminated bracket or an "&" with nothing behind it is passed on as it is.
 [[nodiscard]] std::vector<GlobPiece> globPieces(std::string_view glob);
 
+// The length of the bracket expression at the start of `text`; the whole of it when it does not
+// end.
+[[nodiscard]] std::size_t bracketLength(std::string_view text);
+
 // The POSIX basic regular expression of those pieces. That of an unterminated bracket or of an "&"
 // with nothing behind it does not compile.
 [[nodiscard]] std::string regexOf(const std::vector<GlobPiece>& pieces);

@@ -42,8 +42,11 @@ PathPattern::Literals literalsOf(const Pieces& pieces) {
   if (std::ranges::find(pieces, Kind::VERBATIM, &GlobPiece::kind) != pieces.end())
     return literals;
   for (std::size_t i = 0; i < pieces.size(); ++i) {
+    if (pieces[i].kind == Kind::ONE_BYTE)
+      ++literals.shortest;
     if (pieces[i].kind != Kind::LITERAL)
       continue;
+    literals.shortest += pieces[i].literal.size();
     if (i == 0)
       literals.prefix = pieces[i].literal;
     else if (i + 1 == pieces.size())
@@ -140,8 +143,8 @@ bool shapeMatches(const PathPattern::Shape& shape, std::string_view text) {
 }
 
 bool hasLiterals(const PathPattern::Literals& literals, std::string_view text) {
-  if (text.size() < literals.prefix.size() + literals.suffix.size() ||
-      !text.starts_with(literals.prefix) || !text.ends_with(literals.suffix))
+  if (text.size() < literals.shortest || !text.starts_with(literals.prefix) ||
+      !text.ends_with(literals.suffix))
     return false;
   text = text.substr(literals.prefix.size(),
                      text.size() - literals.prefix.size() - literals.suffix.size());

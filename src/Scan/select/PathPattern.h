@@ -47,8 +47,10 @@ class PathPattern final {
     std::string tail;
     bool subtree = false;
   };
-  // Literal parts that any match of a pattern has: at its start, in this order between, at its end.
+  // What any match of a pattern has: a number of bytes, and literal parts at its start, in this
+  // order between, at its end. A text without it never reaches the regular expression.
   struct Literals {
+    std::size_t shortest = 0;
     std::string prefix;
     std::vector<std::string> infixes;
     std::string suffix;
