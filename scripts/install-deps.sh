@@ -7,9 +7,11 @@ set -euo pipefail
 declare -A packages=(
   # Compiler, build tools, libraries; gencat is in libc-dev-bin, ps (which the locks ask) in procps.
   [build]="g++ cmake ninja-build pkg-config libc-dev-bin procps libpcre3-dev libre2-dev libfmt-dev
-           libcli11-dev nlohmann-json3-dev libabsl-dev libgtest-dev libbenchmark-dev node-d3"
-  # Filesystems that the tests make and mount; independent readers of what orvctl exports.
-  [test]="libfuse3-dev fuse3 mount e2fsprogs dosfstools xfsprogs btrfs-progs
+           libcli11-dev nlohmann-json3-dev libabsl-dev libgtest-dev libbenchmark-dev node-d3
+           libsoci-dev libboost-dev libsqlite3-dev libpq-dev"
+  # Filesystems that the tests make and mount; independent readers of what orvctl exports; a
+  # database server that they start.
+  [test]="libfuse3-dev fuse3 mount e2fsprogs dosfstools xfsprogs btrfs-progs util-linux postgresql
           python3 python3-jsonschema python3-selenium chromium-driver prometheus prometheus-node-exporter"
   [lint]="clang-format clang-tidy"
   [fuzz]="clang libclang-rt-14-dev llvm"

@@ -10,7 +10,9 @@
 #include <vector>
 
 #include "orvctl/command/CheckWhereCommand.h"
+#include "orvctl/command/GrowthCommand.h"
 #include "orvctl/command/HelpFormatter.h"
+#include "orvctl/command/HistoryCommand.h"
 #include "orvctl/command/JobsCommand.h"
 #include "orvctl/command/ReportCommand.h"
 #include "orvctl/command/ScanCommand.h"
@@ -24,7 +26,7 @@ namespace {
 
 // Every command adds itself; the order is that of the help.
 constexpr std::array COMMANDS = {addScanCommand, addReportCommand, addJobsCommand,
-                                 addCheckWhereCommand};
+                                 addHistoryCommand, addGrowthCommand, addCheckWhereCommand};
 
 constexpr const char* FOOTER =
     "\"orvctl help COMMAND\" tells more of a command. To begin with:\n"
