@@ -12,8 +12,10 @@
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
+#include "orvctl/text/PathText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
+#include "orvctl/text/Utf8.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {
@@ -72,6 +74,21 @@ std::string orDash(const std::string& text) {
   return text.empty() ? "-" : text;
 }
 
+// What the job scans: its paths where orvctl knows them, else the job's name.
+std::string whatText(const ListedJob& job, const Style& style) {
+  if (!job.record)
+    return orDash(printable(job.run.job));
+  std::string paths;
+  for (const RootFacts& root : job.record->roots)
+    paths += (paths.empty() ? "" : " ") + pathText(utf8Text(root.path), style);
+  return paths;
+}
+
+// The number that "orvctl report" takes, for orvctl's own jobs.
+std::string numberText(const ListedJob& job) {
+  return job.record ? std::to_string(job.run.jobRunNumber) : runText(job.run);
+}
+
 // The rendered table, each row in the colour of its job: a cell with escape sequences would be
 // wider than it looks.
 std::string coloured(std::string_view table, const std::vector<ListedJob>& jobs,
@@ -93,19 +110,26 @@ std::string renderJobTable(const JobList& list, std::int64_t now, const Style& s
   TextTable table({{"start", Kind::FIGURE},
                    {"time", Kind::FIGURE},
                    {"state", Kind::TEXT},
+                   {"size", Kind::FIGURE},
+                   {"result", Kind::TEXT},
                    {"server", Kind::TEXT},
-                   {"job", Kind::PATH},
+                   {"host", Kind::TEXT},
                    {"run", Kind::FIGURE},
-                   {"result", Kind::TEXT}});
+                   {"path or job", Kind::PATH}});
   for (const ListedJob& job : list.jobs)
-    table.addRow({job.start ? timeText(*job.start * 1000) : "-", durationText(job, now),
-                  stateText(job), orDash(printable(job.run.server)), orDash(printable(job.run.job)),
-                  runText(job.run), resultText(job.result)});
+    table.addRow(
+        {job.start ? timeText(*job.start * 1000) : "-", durationText(job, now), stateText(job),
+         job.record && job.record->bytes ? sizeText(*job.record->bytes) : "-",
+         resultText(job.result), orDash(printable(job.run.server)),
+         job.record ? printable(job.record->host) : "-", numberText(job), whatText(job, style)});
   return coloured(table.render(style), list.jobs, style);
 }
 
-// The fsID in the name of a lock; the whole name when the server whose name is in it is not known.
-std::string filesystemOf(const ListedLock& lock) {
+// The path, or the fsID in the name of a lock; the whole name when the server whose name is in it
+// is not known.
+std::string filesystemOf(const ListedLock& lock, const Style& style) {
+  if (!lock.path.empty())
+    return pathText(utf8Text(lock.path), style);
   const std::string prefix =
       lock.holder ? "scan_" + withoutControlCharacters(lock.holder->server) : "";
   if (lock.holder && lock.resource.starts_with(prefix))
@@ -126,9 +150,10 @@ std::string holderText(const ListedLock& lock) {
 std::string renderLocks(const JobList& list, const Style& style) {
   if (list.locks.empty())
     return {};
-  TextTable table({{"filesystem", Kind::TEXT}, {"process", Kind::FIGURE}, {"held by", Kind::PATH}});
+  TextTable table(
+      {{"process", Kind::FIGURE}, {"held by", Kind::WHOLE}, {"filesystem", Kind::PATH}});
   for (const ListedLock& lock : list.locks)
-    table.addRow({filesystemOf(lock), std::to_string(lock.pid), holderText(lock)});
+    table.addRow({std::to_string(lock.pid), holderText(lock), filesystemOf(lock, style)});
   return "\n" + emphasized("Locks", Emphasis::TITLE, style) + "\n" + table.render(style);
 }
 

@@ -3,51 +3,35 @@
 #include <memory>
 #include <string>
 
-#include "orvctl/command/ExportOption.h"
-#include "orvctl/command/Options.h"
-#include "orvctl/export/Export.h"
-#include "orvctl/job/LocalJob.h"
-#include "orvctl/model/ModelBuilder.h"
-#include "orvctl/report/Report.h"
+#include "orvctl/command/ReportOptions.h"
+#include "orvctl/report/AddRun.h"
+#include "orvctl/text/Output.h"
 
 namespace orv::ctl {
 namespace {
 
-struct ReportArguments {
+struct Arguments {
   std::string file;
-  std::string sections;
-  ExportRequest request;
+  ReportArguments report;
 };
 
-void runReport(const ReportArguments& arguments) {
-  ExportRequest request = arguments.request;
-  request.sections = parseSections(arguments.sections);
-  checkRequest(request);
-  const ResultFile result = ResultFile::read(arguments.file);
-  JobLog log(logOfResult(arguments.file));
-  log.poll();
-  exportScan(
-      request, buildModel(result),
-      [&](const Style& style) {
-        return renderReport(result, log, {request.top, style});
-      },
-      nullptr);
+void runReport(const Arguments& arguments) {
+  const ExportRequest request = requestOf(arguments.report);
+  writeReport(request, readScan(arguments.file));
 }
 
 }  // namespace
 
 void addReportCommand(CLI::App& app, int& exitCode) {
-  auto arguments = std::make_shared<ReportArguments>();
+  auto arguments = std::make_shared<Arguments>();
   CLI::App* command = app.add_subcommand("report", "Print the report of a result file");
   command->add_option("FILE", arguments->file, "The result file of a scan job")->required();
-  addTopOption(*command, arguments->request.top);
-  command
-      ->add_option("--section", arguments->sections,
-                   "Only these tables of --format csv, as \"files,owners\"")
-      ->type_name("NAMES");
-  addExportOption(*command, arguments->request);
+  addReportOptions(*command, arguments->report);
   command->callback([arguments, &exitCode] {
-    runReport(*arguments);
+    if (askedForSectionHelp(arguments->report))
+      writeOut(sectionHelp());
+    else
+      runReport(*arguments);
     exitCode = 0;
   });
 }

@@ -1,30 +1,31 @@
 #include "orvctl/command/ScanCommand.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdlib>
+#include <climits>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "orvctl/command/Options.h"
+#include "orvctl/command/ReportOptions.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/LocalJob.h"
 #include "orvctl/job/Progress.h"
 #include "orvctl/job/ScanProcess.h"
-#include "orvctl/job/WatchPath.h"
+#include "orvctl/job/ScanRoots.h"
 #include "orvctl/job/WhereClause.h"
+#include "orvctl/model/ModelBuilder.h"
+#include "orvctl/report/AddRun.h"
 #include "orvctl/report/Report.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
+#include "orvctl/text/Units.h"
 
 namespace orv::ctl {
 namespace {
@@ -39,45 +40,46 @@ constexpr unsigned MAX_THREADS = 64;
 // The code of a scan that leaves a result although some parts could not be scanned.
 constexpr int PARTLY_SCANNED = 4;
 
+constexpr int MAX_DEPTH = 5;
+constexpr int MAX_TIMEOUT = 86400;
+
+constexpr const char* FOOTER =
+    "Examples:\n"
+    "  orvctl scan /home                         what fills /home\n"
+    "  orvctl scan / --summary                   the first screen alone\n"
+    "  orvctl scan --all --strict                every local filesystem\n"
+    "  orvctl scan /var --watch log --watch 'lib/*'\n"
+    "  orvctl scan /srv --where 'type = f & accessed > 1y' --section owners,files\n"
+    "\n"
+    "Exit codes:\n"
+    "  0  the report is complete       4  some parts could not be scanned\n"
+    "  1  orvctl could not do it       2  the command line is wrong\n"
+    "  8  the scan failed, 9 its result could not be written, 12 nothing to scan\n"
+    "  128 + N  stopped by signal N (130: Ctrl-C)";
+
 struct ScanArguments {
-  std::string path;
+  RootsRequest roots;
   std::string agent;
   std::string where;
-  std::vector<std::string> watch;
-  int top = DEFAULT_TOP;
+  std::string ages = "90d,1y,2y";
+  ReportArguments report;
+  bool strict = false;
   unsigned threads = std::max(1U, std::thread::hardware_concurrency());
 };
 
-[[noreturn]] void cannotScan(const std::string& path, const std::string& why) {
-  throw CtlError(fmt::format("cannot scan {}: {}", printable(path), why));
-}
-
-// The directory as the job names it: absolute and without links.
-std::string scanRoot(const std::string& path) {
-  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
-                                                        std::free);
-  if (!resolved)
-    cannotScan(path, errnoText(errno));
-  struct stat info {};
-  if (::stat(resolved.get(), &info) != 0)
-    cannotScan(path, errnoText(errno));
-  if (!S_ISDIR(info.st_mode))
-    cannotScan(path, errnoText(ENOTDIR));
-  if (::access(resolved.get(), R_OK | X_OK) != 0)
-    cannotScan(path, errnoText(errno));
-  return resolved.get();
-}
-
 std::vector<std::string> scanArguments(const std::string& program, const AgentDirectory& agent,
-                                       const LocalJob& job) {
-  return {program,         "-scan",
-          "-installLoc",   agent.path,
-          "-serverName",   AgentDirectory::SERVER,
-          "-jobName",      LocalJob::JOB_NAME,
-          "-jobRunNumber", std::to_string(job.runNumber()),
-          "-sidRunNumber", std::to_string(LocalJob::SID_RUN_NUMBER),
-          "-logname",      job.log(),
-          "-maxNumRuns",   std::to_string(LocalJob::KEPT_RUNS)};
+                                       const LocalJob& job, int timeout) {
+  std::vector<std::string> all = {program,         "-scan",
+                                  "-installLoc",   agent.path,
+                                  "-serverName",   AgentDirectory::SERVER,
+                                  "-jobName",      LocalJob::JOB_NAME,
+                                  "-jobRunNumber", std::to_string(job.runNumber()),
+                                  "-sidRunNumber", std::to_string(LocalJob::SID_RUN_NUMBER),
+                                  "-logname",      job.log(),
+                                  "-maxNumRuns",   std::to_string(LocalJob::KEPT_RUNS)};
+  if (timeout > 0)
+    all.insert(all.end(), {"-nfstimeout", std::to_string(timeout)});
+  return all;
 }
 
 // What a scan's failure code means; the text for any other code says so.
@@ -102,8 +104,8 @@ std::string failureText(int code) {
 }
 
 // Throws CtlError unless the scan left a result.
-void requireResult(const ScanEnd& end, const std::string& root) {
-  const std::string what = "scan of " + printable(root);
+void requireResult(const ScanEnd& end, const std::string& subject) {
+  const std::string what = "scan of " + subject;
   if (end.stoppedBy != 0)
     throw CtlError(
         fmt::format("{} stopped: {}; there is no result", what, ::strsignal(end.stoppedBy)),
@@ -116,69 +118,146 @@ void requireResult(const ScanEnd& end, const std::string& root) {
     throw CtlError(fmt::format("{} failed: {}", what, failureText(end.exitCode)), end.exitCode);
 }
 
-// What the job is to scan, with all that was typed checked.
-JobRequest requestOf(const ScanArguments& arguments) {
-  JobRequest request{scanRoot(arguments.path), std::max(arguments.top, MIN_RANKING),
-                     readWhereClause(arguments.where)};
-  for (const std::string& typed : arguments.watch)
-    request.watch.push_back(watchPath(typed, request.root));
-  return request;
+std::string hostName() {
+  std::array<char, HOST_NAME_MAX + 1> name{};
+  return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
-int runScanCommand(const ScanArguments& arguments) {
-  const JobRequest request = requestOf(arguments);
-  const std::string& root = request.root;
-  const std::string staged = stagedAgentDirectory();
-  const AgentDirectory agent = prepareAgentDirectory(arguments.agent, staged);
-  const LocalJob job(agent, request);
-  const ReportOptions options{arguments.top, styleFor(STDOUT_FILENO)};
+// What the job scans, in words.
+std::string subjectOf(const std::vector<RootFacts>& roots) {
+  return roots.size() == 1 ? printable(roots.front().path)
+                           : numberOf(static_cast<std::int64_t>(roots.size()), "directory");
+}
 
-  JobLog log(job.log());
-  Progress progress(root, log);
+// Whether anything below the roots was not read.
+bool anythingLeftOut(const Scan& scan) {
+  return std::ranges::any_of(scan.roots, [](const Root& root) {
+    return !root.complete ||
+           (root.notRead &&
+            root.notRead->unreadable + root.notRead->tooDeep + root.notRead->tooLong > 0);
+  });
+}
+
+// Runs the job to its end, with its progress shown meanwhile.
+ScanEnd runJob(const ScanArguments& arguments, const std::string& staged,
+               const AgentDirectory& agent, const LocalJob& job, int timeout, JobLog& log) {
+  Progress progress(subjectOf(job.record().roots), log);
   const ScanEnd end = runScan(
-      scanArguments(staged + "/bin/scan", agent, job),
+      scanArguments(staged + "/bin/scan", agent, job, timeout),
       {"ORV_MNTTAB=" + job.mountTable(), "ORV_WALK_THREADS=" + std::to_string(arguments.threads)},
       progress.interval(), [&progress](double elapsed) { progress.show(elapsed); });
   progress.end();
   log.poll();
+  return end;
+}
+
+// The result with all that is known of its run. Without one the record tells how the run ended, and
+// the warnings of the job are shown, before CtlError is thrown.
+Scan scanOf(LocalJob& job, const ScanEnd& end, const JobLog& log) {
   try {
-    requireResult(end, root);
-  } catch (const CtlError&) {
-    writeError(renderWarnings(log, options));
+    requireResult(end, subjectOf(job.record().roots));
+  } catch (const CtlError& error) {
+    job.ended(error.exitCode(), std::nullopt, std::nullopt);
+    Scan nothing;
+    addRun(nothing, log, std::nullopt);
+    if (nothing.run)
+      writeError(renderWarnings(*nothing.run, {20, {}, styleFor(STDERR_FILENO)}));
     throw;
   }
-  writeOut(renderReport(ResultFile::read(job.result()), log, options));
-  return end.exitCode;
+  Scan scan = buildModel(ResultFile::read(job.result()));
+  const auto totals = scan.totals();
+  job.ended(end.exitCode, totals ? std::optional(totals->entries()) : std::nullopt,
+            totals ? std::optional(totals->bytes) : std::nullopt);
+  addRun(scan, log, job.record());
+  return scan;
+}
+
+int runScanCommand(const ScanArguments& arguments) {
+  const ExportRequest request = requestOf(arguments.report);
+  const WhereClause where = readWhereClause(arguments.where);
+  const std::vector<Age> ages = parseAges(arguments.ages);
+  const ScanRoots found = findRoots(arguments.roots);
+  for (const std::string& note : found.notes)
+    writeError("orvctl: " + note + "\n");
+  const std::string staged = stagedAgentDirectory();
+  const AgentDirectory agent = prepareAgentDirectory(arguments.agent, staged);
+  LocalJob job(agent, {.roots = found.roots,
+                       .rankingSize = std::max(request.top, MIN_RANKING),
+                       .where = where,
+                       .ages = ages,
+                       .watchedInFull = request.sections.contains(Section::WATCHED),
+                       .host = hostName()});
+  JobLog log(job.log());
+  const ScanEnd end = runJob(arguments, staged, agent, job, found.timeout, log);
+  const Scan scan = scanOf(job, end, log);
+  writeReport(request, scan);
+  const bool partly = !found.complete || (arguments.strict && anythingLeftOut(scan));
+  return partly ? std::max(end.exitCode, PARTLY_SCANNED) : end.exitCode;
 }
 
 }  // namespace
 
 void addScanCommand(CLI::App& app, int& exitCode) {
   auto arguments = std::make_shared<ScanArguments>();
-  CLI::App* command = app.add_subcommand("scan", "Scan a directory and print what it holds");
-  command->add_option("PATH", arguments->path, "The directory to scan")->required();
-  command
-      ->add_option("--agent", arguments->agent,
-                   "Agent directory for the job's files, made if needed; without it the one that "
-                   "orvctl was built into, or ~/.local/share/orvscan if that cannot be written to")
-      ->type_name("DIR");
+  RootsRequest& roots = arguments->roots;
+  CLI::App* command = app.add_subcommand("scan", "Scan directories and print what they hold");
+  CLI::Option* paths = command->add_option("PATH", roots.paths, "Directories to scan, in one job");
+  CLI::Option* all =
+      command->add_flag("--all", roots.all, "Scan every local filesystem of the host");
+  command->add_flag("--network", roots.network, "With --all: network filesystems, too")->needs(all);
   command
       ->add_option("--where", arguments->where,
                    "Count only entries that this where clause admits, as 'type = f & size > 1G'")
       ->type_name("CLAUSE");
   command
-      ->add_option(
-          "--watch", arguments->watch,
-          "Directories below PATH that are also reported one by one, or patterns of them, as "
-          "'/data/*/logs'; after PATH")
-      ->type_name("DIR");
+      ->add_option("--watch", roots.watch,
+                   "A directory below PATH that is also reported by itself, or a pattern of them, "
+                   "as '*/logs'; may be given again")
+      ->type_name("DIR")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->allow_extra_args(false);
+  command
+      ->add_option("--depth", roots.depth,
+                   fmt::format("Levels of directories whose sizes are measured with all that is "
+                               "below them: 0 to {}; {} if not given",
+                               MAX_DEPTH, roots.depth))
+      ->type_name("N")
+      ->check(CLI::Range(0, MAX_DEPTH));
+  command
+      ->add_option("--ages", arguments->ages,
+                   "When data counts as old: up to nine ages; 90d,1y,2y if not given")
+      ->type_name("LIST");
+  command
+      ->add_option("--timeout", roots.timeout,
+                   "Seconds that a call on a mount may take before it is given up; 0 for no limit. "
+                   "If not given 10 where a PATH lies on a network mount, else no limit")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0, MAX_TIMEOUT));
+  command->add_flag("--strict", arguments->strict,
+                    "End with code 4 when anything below PATH was not read");
   command
       ->add_option("--threads", arguments->threads,
-                   "Threads that read ahead of the scan; 1 for none. Without it as many as there "
-                   "are processors")
+                   "Threads that read ahead of the scan; 1 for none. As many as there are "
+                   "processors if not given")
+      ->type_name("N")
       ->check(CLI::Range(1U, MAX_THREADS));
-  addTopOption(*command, arguments->top);
-  command->callback([arguments, &exitCode] { exitCode = runScanCommand(*arguments); });
+  addReportOptions(*command, arguments->report);
+  command
+      ->add_option("--agent", arguments->agent,
+                   "Agent directory for the job's files, made if needed; without it the one that "
+                   "orvctl was built into, or ~/.local/share/orvscan if that cannot be written to")
+      ->type_name("DIR");
+  command->footer(FOOTER);
+  command->callback([arguments, paths, all, &exitCode] {
+    if (askedForSectionHelp(arguments->report)) {
+      writeOut(sectionHelp());
+      return;
+    }
+    if (paths->count() == 0 && all->count() == 0)
+      throw CLI::RequiredError("PATH or --all");
+    exitCode = runScanCommand(*arguments);
+  });
 }
 
 }  // namespace orv::ctl

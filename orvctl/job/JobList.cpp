@@ -13,6 +13,7 @@
 #include "Common/JobFile.h"
 #include "Common/ResourceFile.h"
 #include "Common/unix/AtomicFile.h"
+#include "orvctl/job/Definition.h"
 #include "orvctl/job/JobInfo.h"
 #include "orvctl/job/Notification.h"
 #include "orvctl/job/RunningScan.h"
@@ -52,7 +53,7 @@ class JobListReader final {
     for (const auto& [run, notification] : m_notifications)
       m_list.jobs.push_back(endedBy(notification));
     for (ListedJob& job : m_list.jobs)
-      job.result = resultOf(job);
+      addFiles(job);
     std::ranges::sort(m_list.jobs, [](const ListedJob& a, const ListedJob& b) {
       return std::tie(a.start, a.run) < std::tie(b.start, b.run);
     });
@@ -76,7 +77,8 @@ class JobListReader final {
   [[nodiscard]] ListedJob stateOf(const FoundInfo& found) const;
   void readLocks();
   void findHolder(ListedLock& lock) const;
-  [[nodiscard]] ResultState resultOf(const ListedJob& job) const;
+  void addFiles(ListedJob& job) const;
+  [[nodiscard]] std::string pathOf(const ListedLock& lock) const;
   [[nodiscard]] std::optional<std::string> textOf(const std::string& file);
   void cannotRead(const std::string& what, const std::string& why) {
     m_list.faults.push_back(fmt::format("cannot read {}: {}", printable(what), why));
@@ -210,14 +212,31 @@ ListedJob JobListReader::stateOf(const FoundInfo& found) const {
   return job;
 }
 
-ResultState JobListReader::resultOf(const ListedJob& job) const {
+// What the job's result and record tell besides. A run that the log of notifications has forgotten
+// may have its end in its record.
+void JobListReader::addFiles(ListedJob& job) const {
   const orv::JobFiles files{m_agent, job.run.server, job.run.job, job.run.jobRunNumber,
                             job.run.sidRunNumber};
-  const auto written = writtenAt(files.outputFile());
-  if (!written)
-    return ResultState::MISSING;
-  // The clock of file times may lag behind that of the job by a tick.
-  return job.start && *written + 1 < *job.start ? ResultState::OLDER : ResultState::THERE;
+  job.record = RunRecord::read(recordOfResult(files.outputFile()));
+  if (job.record && job.record->code && job.state != JobState::RUNNING &&
+      job.state != JobState::ENDED) {
+    job.state = JobState::ENDED;
+    job.code = *job.record->code;
+    job.end = job.record->ended;
+  }
+  if (const auto written = writtenAt(files.outputFile()))
+    // The clock of file times may lag behind that of the job by a tick.
+    job.result = job.start && *written + 1 < *job.start ? ResultState::OLDER : ResultState::THERE;
+}
+
+// A lock's name holds the number that orvctl made from the path.
+std::string JobListReader::pathOf(const ListedLock& lock) const {
+  for (const ListedJob& job : m_list.jobs)
+    if (job.record)
+      for (const RootFacts& root : job.record->roots)
+        if (lock.resource == fmt::format("scan_{}{}", job.run.server, filesystemIdOf(root.path)))
+          return root.path;
+  return {};
 }
 
 // A dead job's id may be that of a running one by now.
@@ -240,6 +259,7 @@ void JobListReader::readLocks() {
                             .holder = std::nullopt,
                             .processExists = processExists(record.pid)});
     findHolder(m_list.locks.back());
+    m_list.locks.back().path = pathOf(m_list.locks.back());
   }
   std::size_t lines = 0;
   for (std::size_t at = 0; at < text.size();) {

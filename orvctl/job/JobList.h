@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "orvctl/job/JobRun.h"
+#include "orvctl/job/RunRecord.h"
 
 // The jobs of an agent directory, by the files that they leave there. Reading changes nothing and
 // waits for nobody: every file is replaced or appended to as a whole.
@@ -35,6 +36,7 @@ struct ListedJob {
   std::optional<std::int64_t> start{};
   std::optional<std::int64_t> end{};  // of an ended job
   ResultState result = ResultState::MISSING;
+  std::optional<RunRecord> record{};  // of a job that orvctl started
 };
 
 // A lock of a filesystem.
@@ -44,6 +46,7 @@ struct ListedLock {
   std::optional<JobRun> holder;  // when that is a listed job, running or dead
   bool holderDied = false;
   bool processExists = false;
+  std::string path{};  // of the filesystem, when a job of orvctl's tells it
 };
 
 struct JobList {

@@ -87,11 +87,33 @@ void JobLog::takeLine(const std::string& line) {
   const std::string_view id = message.substr(0, ID_LENGTH);
   if (id == "AGT0143I" || id == "AGT0144I")
     m_entriesScanned = std::max(m_entriesScanned, firstNumber(message.substr(ID_LENGTH)));
+  if (id == "STA0025I")
+    m_leftOut.emplace_back();  // the walk of the next filesystem begins
   if (id.back() == 'I')
     return;
   ++m_warningCount;
+  countLeftOut(id);
   if (m_warnings.size() < MAX_WARNINGS)
     m_warnings.emplace_back(message);
+}
+
+void JobLog::countLeftOut(std::string_view id) {
+  struct Meaning {
+    std::string_view id;
+    std::int64_t LeftOut::*count;
+  };
+  static constexpr std::array<Meaning, 7> IDS = {{
+      {"STA0001E", &LeftOut::tooDeep},
+      {"STA0063E", &LeftOut::unreadable},
+      {"STA0069E", &LeftOut::unreadable},
+      {"STA0121E", &LeftOut::unreadable},
+      {"STA0122E", &LeftOut::unreadable},
+      {"STA0136E", &LeftOut::unreadable},
+      {"STA0140E", &LeftOut::tooLong},
+  }};
+  for (const Meaning& known : IDS)
+    if (known.id == id && !m_leftOut.empty())
+      ++(m_leftOut.back().*known.count);
 }
 
 }  // namespace orv::ctl

@@ -2,9 +2,17 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orv::ctl {
+
+// What a scan met and left out, by its messages.
+struct LeftOut {
+  std::int64_t unreadable = 0;  // entries that could not be opened, read or examined
+  std::int64_t tooDeep = 0;     // directories below the last level that is entered
+  std::int64_t tooLong = 0;     // paths beyond what a scan can name
+};
 
 // The activity log of one job, read while the job writes it: each `poll` takes what was added since
 // the last. Used on one thread.
@@ -25,6 +33,9 @@ class JobLog final {
   [[nodiscard]] const std::vector<std::string>& warnings() const noexcept { return m_warnings; }
   [[nodiscard]] std::size_t warningCount() const noexcept { return m_warningCount; }
 
+  // What was left out of each filesystem, in the order in which the job walked them.
+  [[nodiscard]] const std::vector<LeftOut>& leftOut() const noexcept { return m_leftOut; }
+
   // Seconds from the job's first message to its last; negative when the log tells no time.
   [[nodiscard]] double duration() const noexcept { return m_lastTime - m_firstTime; }
 
@@ -32,6 +43,7 @@ class JobLog final {
 
  private:
   void takeLine(const std::string& line);
+  void countLeftOut(std::string_view id);
 
   std::string m_path;
   std::int64_t m_offset = 0;  // of the first byte that was not read yet
@@ -39,6 +51,7 @@ class JobLog final {
   std::int64_t m_entriesScanned = 0;
   std::vector<std::string> m_warnings;
   std::size_t m_warningCount = 0;
+  std::vector<LeftOut> m_leftOut;
   double m_firstTime = 0;  // seconds since 1970
   double m_lastTime = -1;
 };

@@ -1,25 +1,18 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "orvctl/job/AgentDirectory.h"
-#include "orvctl/job/WhereClause.h"
+#include "orvctl/job/Definition.h"
+#include "orvctl/job/RunRecord.h"
 
 namespace orv::ctl {
 
-// What one job of orvctl scans and gathers.
-struct JobRequest {
-  std::string root;                     // absolute, without links
-  int rankingSize;                      // how many entries every ranking keeps, 1 to 32,767
-  WhereClause where = {};               // which entries count; all when empty
-  std::vector<std::string> watch = {};  // monitored directories, as `watchPath` gives them
-};
-
 // The files of one job in the agent directory, under a job run number of its own. Made by orvctl
 // for one run of the scan program; the definition and the mount table go with the object, the
-// result and the log stay.
+// result, its record and the log stay.
 class LocalJob final {
  public:
   static constexpr const char* JOB_NAME = "orvctl";
@@ -27,7 +20,8 @@ class LocalJob final {
   // Runs whose files are kept.
   static constexpr int KEPT_RUNS = 100;
 
-  // Takes the next free run number and writes the job's definition and mount table. Two orvctl that
+  // Takes the next free run number and writes the job's definition, mount table and record. What
+  // killed runs left is removed, and runs beyond the kept ones. Two orvctl that
   // run at once never get the same number. Throws CtlError when a file cannot be written or the
   // request cannot be expressed in it.
   LocalJob(const AgentDirectory& agent, const JobRequest& request);
@@ -39,8 +33,14 @@ class LocalJob final {
   [[nodiscard]] const std::string& mountTable() const noexcept { return m_mountTable; }
   [[nodiscard]] const std::string& result() const noexcept { return m_result; }
   [[nodiscard]] const std::string& log() const noexcept { return m_log; }
+  [[nodiscard]] const RunRecord& record() const noexcept { return m_record; }
+
+  // Enters into the record how the run ended, with its totals when there is a result. Throws
+  // CtlError.
+  void ended(int code, std::optional<std::int64_t> entries, std::optional<std::int64_t> bytes);
 
  private:
+  RunRecord m_record;
   int m_runNumber = 0;
   std::string m_definition;
   std::string m_mountTable;
@@ -50,18 +50,5 @@ class LocalJob final {
 
 // The log that belongs to a result of orvctl (by their names); empty for any other file.
 [[nodiscard]] std::string logOfResult(const std::string& result);
-
-// The definition of a job with one filesystem and one profile that asks for everything there is.
-// Throws CtlError for a root that a definition cannot express.
-[[nodiscard]] std::string definitionText(const JobRequest& request);
-
-// A mount table with the one entry that makes `root` a filesystem of its own. Its type is one that
-// has no device whose physical size would be read. Throws CtlError for a root that is too long.
-[[nodiscard]] std::string mountTableText(const std::string& root);
-
-// The fsID under which a directory is scanned: positive, the same in every run, so that the lock of
-// the filesystem keeps two scans of one directory apart and lets scans of different ones run at
-// once.
-[[nodiscard]] std::int32_t filesystemIdOf(const std::string& root);
 
 }  // namespace orv::ctl

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string_view>
 
@@ -57,9 +56,8 @@ std::string directoryPath(const std::string& typed, const std::string& path,
   return path;
 }
 
-std::string patternPath(const std::string& typed, const std::string& root) {
-  const std::string path =
-      typed.starts_with('/') ? typed : asPrefix(std::filesystem::current_path()) + typed;
+std::string patternPath(const std::string& typed, const std::string& path,
+                        const std::string& root) {
   if (!path.starts_with(asPrefix(root)))
     cannotWatch(typed, fmt::format("the pattern must begin with {}", printable(asPrefix(root))));
   if (path.find('\n') != std::string::npos)
@@ -73,13 +71,14 @@ std::string patternPath(const std::string& typed, const std::string& root) {
 }  // namespace
 
 std::string watchPath(const std::string& typed, const std::string& root) {
-  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(typed.c_str(), nullptr),
+  const std::string path = typed.starts_with('/') ? typed : asPrefix(root) + typed;
+  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
                                                         std::free);
   if (resolved)
     return directoryPath(typed, resolved.get(), root);
   const int error = errno;
   if (isPattern(typed))
-    return patternPath(typed, root);
+    return patternPath(typed, path, root);
   cannotWatch(typed, errnoText(error));
 }
 

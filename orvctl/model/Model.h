@@ -168,12 +168,14 @@ struct Root {
   std::int64_t scanned = 0;  // start of its scan
   bool complete = false;     // it was walked (some entries may be unreadable all the same)
   std::optional<Capacity> capacity;
-  std::int64_t inodes = 0;  // of the filesystem, 0 where it does not count them
+  std::optional<std::int64_t> dfUsed;  // bytes, without what is reserved; when the record tells
+  std::int64_t inodes = 0;             // of the filesystem, 0 where it does not count them
   std::int64_t usedInodes = 0;
   std::vector<Profile> profiles;  // as the definition lists them, without orvctl's helping ones
   std::vector<AgeLimit> ages;
   std::optional<Totals> namesWithLinks;  // names of files with several links, counted N-1 times
   int depth = 0;                  // down to this level below the path every directory is a subtree
+  std::string depthCut;           // why that is less than was asked for, when it is
   std::vector<Subtree> subtrees;  // most bytes first
   std::vector<std::string> notMet;  // monitored paths or masks that no directory fitted
   std::optional<NotRead> notRead;

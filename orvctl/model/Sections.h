@@ -38,7 +38,7 @@ struct SectionName {
 // clang-format off
 inline constexpr std::array<SectionName, 15> SECTIONS = {{
     {Section::SUMMARY,      "summary",     "the first screen: totals and the largest directories", true},
-    {Section::DIRECTORIES,  "directories", "directories with all that is below them, the largest first", true},
+    {Section::DIRECTORIES,  "directories", "directories with all that is below them, the largest first", false},
     {Section::WATCHED_LIST, "watch",       "the watched directories in one table", true},
     {Section::FILES,        "files",       "the largest files", true},
     {Section::SIZES,        "sizes",       "entries by size", true},

@@ -3,113 +3,83 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
-#include <vector>
 
+#include "orvctl/report/DirectoryTables.h"
+#include "orvctl/report/FirstScreen.h"
 #include "orvctl/report/ReportSections.h"
-#include "orvctl/report/WatchedReport.h"
-#include "orvctl/text/CtlError.h"
-#include "orvctl/text/DisplayText.h"
+#include "orvctl/text/PathText.h"
+#include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
-#include "runtime/ut/ScanPaths.h"
 
 namespace orv::ctl {
 namespace {
 
-// Capacity figures are counted in these units.
-constexpr std::int64_t CAPACITY_UNIT = 512;
+using Kind = TextTable::Kind;
 
-std::string factLine(std::string_view name, std::string_view value) {
-  return fmt::format("  {:<12}{}\n", name, value);
-}
-
-// What a filesystem's block of results was gathered on: its mount point.
-std::string subjectOf(const ResultFile& result, const Entity& resultsByFs) {
-  for (const Record& link : result.records(resultsByFs))
-    for (const Entity& entity : result.scan().children)
-      if (entity.name == "Filesystem")
-        for (const Record& filesystem : result.records(entity))
-          if (filesystem.text("fsID") == link.text("rfDirOrFS"))
-            return printable(withoutTrailingSlash(filesystem.text("fsMountPoint")));
-  return "an unnamed filesystem";
-}
-
-std::string summaryFacts(const Record& summary, const JobLog& log) {
-  std::string when = timeText(summary.number("sumScanTime"));
-  if (log.duration() >= 0)
-    when += ", took " + elapsedText(log.duration());
-  const auto capacity = [&summary](std::string_view field) {
-    return sizeText(summary.number(field) * CAPACITY_UNIT);
+// The roots of one scan side by side, and their sum.
+std::string renderRoots(const Scan& scan, const ReportOptions& options) {
+  TextTable table({{"size", Kind::FIGURE},
+                   {"files", Kind::FIGURE},
+                   {"dirs", Kind::FIGURE},
+                   {"capacity", Kind::FIGURE},
+                   {"free", Kind::FIGURE},
+                   {"path", Kind::PATH}});
+  const auto add = [&](const std::optional<Totals>& totals, const Root* root) {
+    const bool known = root != nullptr && root->capacity.has_value();
+    table.addRow({totals ? sizeText(totals->bytes) : "-", totals ? countText(totals->files) : "-",
+                  totals ? countText(totals->directories) : "-",
+                  known ? sizeText(root->capacity->bytes) : "",
+                  known ? sizeText(root->capacity->free) : "",
+                  root != nullptr ? pathText(root->path, options.style) : "in all"});
   };
-  return factLine("Scanned", when) +
-         factLine("Files", countText(summary.number("sumFileCount")) + " with symbolic links") +
-         factLine("Directories", countText(summary.number("sumDirectoryCount"))) +
-         factLine("Total size",
-                  fmt::format("{} ({} bytes)", sizeText(summary.number("sumTotalSize")),
-                              countText(summary.number("sumTotalSize")))) +
-         factLine("Filesystem", fmt::format("{} in all, {} used, {} free", capacity("sumCapacity"),
-                                            capacity("sumUsedSpace"), capacity("sumFreeSpace")));
+  for (const Root& root : scan.roots)
+    add(root.main().totals, &root);
+  add(scan.totals(), nullptr);
+  return emphasized(fmt::format("Scan of {} directories", scan.roots.size()), Emphasis::TITLE,
+                    options.style) +
+         "\n" + table.render(options.style) + "\n";
 }
 
-// The results of one profile on one filesystem.
-std::string renderResults(const ResultFile& result, const Record& profile,
-                          const Entity& resultsByFs, const JobLog& log,
-                          const ReportOptions& options) {
-  const Entity* results = resultsByFs.child("CuStatResults");
-  if (results == nullptr)
-    return {};
-  std::string out =
-      emphasized("Scan of " + subjectOf(result, resultsByFs), Emphasis::TITLE, options.style) +
-      "\n";
-  out += factLine("Profile", printable(profile.text("sdName")));
-  if (const Entity* summary = results->child("SSummary"))
-    for (const Record& record : result.records(*summary))
-      out += summaryFacts(record, log);
-  return out + renderSections(result, profile, *results, options) + "\n";
+std::string renderRoot(const Scan& scan, const Root& root, const ReportOptions& options) {
+  std::string out;
+  for (const SectionName& row : SECTIONS)
+    if (options.wants(row.section))
+      out += row.section == Section::SUMMARY ? renderFirstScreen(scan, root, options)
+                                             : renderSection(row.section, root, options);
+  return out;
 }
 
 }  // namespace
 
-std::string renderWarnings(const JobLog& log, const ReportOptions& options) {
-  if (log.warningCount() == 0)
+bool ReportOptions::wants(Section section) const {
+  if (!sections.empty())
+    return sections.contains(section);
+  return std::ranges::find(SECTIONS, section, &SectionName::section)->always;
+}
+
+std::string renderWarnings(const Run& run, const ReportOptions& options) {
+  if (run.warningCount == 0)
     return {};
-  std::string out =
-      emphasized(
-          fmt::format("Warnings ({})", countText(static_cast<std::int64_t>(log.warningCount()))),
-          Emphasis::WARNING, options.style) +
-      "\n";
-  const std::size_t shown = std::min(log.warnings().size(), static_cast<std::size_t>(options.top));
+  std::string out = emphasized(fmt::format("Warnings ({})", countText(run.warningCount)),
+                               Emphasis::WARNING, options.style) +
+                    "\n";
+  const std::size_t shown = std::min(run.warnings.size(), static_cast<std::size_t>(options.top));
   for (std::size_t i = 0; i < shown; ++i)
-    out += "  " + printable(log.warnings()[i]) + "\n";
-  if (shown < log.warningCount())
-    out += fmt::format("  ({} more in {})\n",
-                       countText(static_cast<std::int64_t>(log.warningCount() - shown)),
-                       printable(log.path()));
+    out += "  " + run.warnings[i] + "\n";
+  if (const auto more = run.warningCount - static_cast<std::int64_t>(shown); more > 0)
+    out += fmt::format("  ({} more in {})\n", countText(more), pathText(run.log, options.style));
   return out + "\n";
 }
 
-std::string renderReport(const ResultFile& result, const JobLog& log,
-                         const ReportOptions& options) {
+std::string renderReport(const Scan& scan, const ReportOptions& options) {
   std::string out;
-  std::vector<Record> specs;  // monitored directories of the filesystem at hand
-  for (const Entity& entity : result.scan().children) {
-    if (entity.name == "Filesystem")
-      specs.clear();
-    if (entity.name == "MonDirSpec")
-      std::ranges::copy(result.records(entity), std::back_inserter(specs));
-    if (entity.name != "CuStatDef")
-      continue;
-    for (const Record& profile : result.records(entity)) {
-      for (const Entity& child : entity.children)
-        if (child.name == "ResultsByFS" && child.child("SMonDir") == nullptr)
-          out += renderResults(result, profile, child, log, options);
-      out += renderWatched(result, profile, entity, specs, options);
-    }
-  }
-  if (out.empty())
-    throw CtlError(
-        fmt::format("cannot report {}: it holds no statistics", printable(result.path())));
-  return out + renderWarnings(log, options) + "Result: " + printable(result.path()) + "\n";
+  if (scan.roots.size() > 1 && options.wants(Section::SUMMARY))
+    out += renderRoots(scan, options);
+  for (const Root& root : scan.roots)
+    out += renderRoot(scan, root, options);
+  if (scan.run && options.wants(Section::WARNINGS))
+    out += renderWarnings(*scan.run, options);
+  return out + "Result: " + pathText(scan.result, options.style) + "\n";
 }
 
 }  // namespace orv::ctl

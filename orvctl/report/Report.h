@@ -1,26 +1,28 @@
 #pragma once
 
+#include <set>
 #include <string>
 
-#include "orvctl/job/JobLog.h"
-#include "orvctl/model/ResultFile.h"
+#include "orvctl/model/Model.h"
+#include "orvctl/model/Sections.h"
 #include "orvctl/text/Style.h"
 
 namespace orv::ctl {
 
 struct ReportOptions {
-  int top = 20;  // entries shown of every list
+  int top = 20;                // entries shown of every list
+  std::set<Section> sections;  // empty: those that are always part of a report
   Style style;
+
+  [[nodiscard]] bool wants(Section section) const;
 };
 
-// The readable report of a result: per filesystem (or monitored directory) and profile the totals
-// and every statistic that the result holds; then the warnings of the job's log, which is polled
-// already (a log that was not found has none), and where the result lies. Throws CtlError when the
-// result holds no statistics.
-[[nodiscard]] std::string renderReport(const ResultFile& result, const JobLog& log,
-                                       const ReportOptions& options);
+// The readable report of a scan: for several roots their totals first, then root by root its first
+// screen and the sections that the options want; then the warnings and where the result lies. Every
+// figure is one of the model.
+[[nodiscard]] std::string renderReport(const Scan& scan, const ReportOptions& options);
 
-// The warnings of a job's log alone; empty when there are none.
-[[nodiscard]] std::string renderWarnings(const JobLog& log, const ReportOptions& options);
+// The warnings of a run alone; empty when there are none.
+[[nodiscard]] std::string renderWarnings(const Run& run, const ReportOptions& options);
 
 }  // namespace orv::ctl

@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
-#include <numeric>
 #include <span>
 
-#include "orvctl/text/DisplayText.h"
+#include "orvctl/report/DirectoryTables.h"
+#include "orvctl/text/PathText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
 
@@ -17,159 +16,141 @@ namespace {
 
 using Kind = TextTable::Kind;
 
-// What every section is made from.
-struct Context {
-  const ResultFile& result;
-  const Record& profile;
-  const Entity& results;
-  const ReportOptions& options;
-
-  // The data lines in a slot; none when the slot was not filled.
-  [[nodiscard]] std::vector<Record> slot(std::string_view entity, std::string_view name) const {
-    const Entity* found = results.child(entity, name);
-    return found == nullptr ? std::vector<Record>() : result.records(*found);
-  }
-  [[nodiscard]] std::size_t shown(std::size_t count) const {
-    return std::min(count, static_cast<std::size_t>(options.top));
-  }
-};
+std::size_t shownOf(std::size_t count, const ReportOptions& options) {
+  return std::min(count, static_cast<std::size_t>(options.top));
+}
 
 // A table under its title, with a line for what the list holds beyond the rows that are shown.
-std::string titled(const Context& context, std::string_view title, const TextTable& table,
-                   std::size_t count, std::string_view note = {}) {
-  std::string out = "\n" + emphasized(title, Emphasis::TITLE, context.options.style) + "\n" +
-                    table.render(context.options.style);
-  if (const std::size_t shown = context.shown(count); shown < count)
+std::string titled(std::string_view title, const TextTable& table, std::size_t count,
+                   const ReportOptions& options, std::string_view note = {}) {
+  std::string out =
+      emphasized(title, Emphasis::TITLE, options.style) + "\n" + table.render(options.style);
+  if (const std::size_t shown = shownOf(count, options); shown < count)
     out += fmt::format("  ({} more)\n", countText(static_cast<std::int64_t>(count - shown)));
   if (!note.empty())
     out += fmt::format("  {}\n", note);
-  return out;
-}
-
-std::string emptySection(const Context& context, std::string_view title) {
-  return "\n" + emphasized(title, Emphasis::TITLE, context.options.style) + ": none\n";
+  return out + "\n";
 }
 
 // ---- Distributions, which count every entry, directories among them
 
-struct Distribution {
-  std::string_view entity;
-  std::string_view slot;
-  std::string_view title;
-  std::string_view sizes;   // field of the sums per bucket
-  std::string_view counts;  // field of the entries per bucket
-  std::span<const std::string_view> labels;
-};
-
-constexpr std::array<std::string_view, 8> SIZE_LABELS = {
-    "up to 2 B",  "3 - 20 B",     "21 - 200 B",     "201 B - 2 KiB",
-    "2 - 20 KiB", "20 - 200 KiB", "200 - 1000 KiB", "above 1000 KiB"};
-constexpr std::array<std::string_view, 10> AGE_LABELS = {
-    "up to 1 day",   "1 - 7 days",     "7 - 30 days",    "30 - 60 days", "60 - 90 days",
-    "90 - 180 days", "180 - 270 days", "270 - 365 days", "above 1 year", "in the future"};
-
-// clang-format off
-constexpr std::array<Distribution, 5> DISTRIBUTIONS = {{
-    {"SSizeDist", "srSizeDist", "Entries by size",             "szdSizes", "szdCounts", SIZE_LABELS},
-    {"STimeDist", "srAccessed", "Entries by last access",      "tdSizes",  "tdCounts",  AGE_LABELS},
-    {"STimeDist", "srModified", "Entries by last modification", "tdSizes",  "tdCounts",  AGE_LABELS},
-    {"STimeDist", "srCreated",  "Entries by creation",         "tdSizes",  "tdCounts",  AGE_LABELS},
-    {"STimeDist", "srBackup",   "Entries by age since backup",   "tdSizes",  "tdCounts",  AGE_LABELS},
-}};
-// clang-format on
-
-double sumOf(const std::vector<std::int64_t>& values) {
-  return std::accumulate(values.begin(), values.end(), 0.0);
-}
-
-std::string renderDistribution(const Context& context, const Distribution& distribution) {
-  const std::vector<Record> records = context.slot(distribution.entity, distribution.slot);
-  if (records.empty())
+std::string renderClasses(std::string_view title, std::span<const Class> classes,
+                          std::string (*label)(const Class&), const char* labelTitle,
+                          const ReportOptions& options, std::string_view note = {}) {
+  double allBytes = 0;
+  double allEntries = 0;
+  double largest = 0;  // whose bar is the longest
+  for (const Class& part : classes) {
+    allBytes += static_cast<double>(part.bytes);
+    allEntries += static_cast<double>(part.entries);
+    largest = std::max(largest, static_cast<double>(part.bytes));
+  }
+  if (allEntries == 0)
     return {};
-  std::vector<std::int64_t> sizes = records.front().list(distribution.sizes);
-  std::vector<std::int64_t> counts = records.front().list(distribution.counts);
-  sizes.resize(distribution.labels.size());
-  counts.resize(distribution.labels.size());
-  const double allSizes = sumOf(sizes);
-  const double allCounts = sumOf(counts);
-  if (allCounts == 0)
-    return {};
-
-  // The longest bar is the largest bucket.
-  const auto largest = static_cast<double>(*std::max_element(sizes.begin(), sizes.end()));
-  TextTable table({{distribution.entity == "SSizeDist" ? "size of entry" : "age", Kind::TEXT},
+  TextTable table({{labelTitle, Kind::TEXT},
                    {"entries", Kind::FIGURE},
                    {"share", Kind::FIGURE},
                    {"size", Kind::FIGURE},
                    {"share", Kind::FIGURE},
                    {"", Kind::BAR}});
-  for (std::size_t i = 0; i < distribution.labels.size(); ++i) {
-    const auto size = static_cast<double>(sizes[i]);
-    table.addRow({std::string(distribution.labels[i]), countText(counts[i]),
-                  shareText(static_cast<double>(counts[i]), allCounts), sizeText(sizes[i]),
-                  shareText(size, allSizes), ""},
-                 largest > 0 ? size / largest : 0);
+  for (const Class& part : classes) {
+    const auto bytes = static_cast<double>(part.bytes);
+    table.addRow({label(part), countText(part.entries),
+                  shareText(static_cast<double>(part.entries), allEntries), sizeText(part.bytes),
+                  shareText(bytes, allBytes), ""},
+                 largest > 0 ? bytes / largest : 0);
   }
-  std::string note;
-  if (distribution.entity == "STimeDist")
-    note = "average age " + ageText(records.front().number("tdAverageAge"));
-  return titled(context, distribution.title, table, 0, note);
+  return titled(title, table, 0, options, note);
+}
+
+std::string sizeClassText(const Class& part) {
+  return sizeRangeText(part.from.value_or(0), part.to);
+}
+
+std::string ageClassText(const Class& part) {
+  return ageRangeText(part.from, part.to);
+}
+
+std::string renderSizes(const Statistics& statistics, const ReportOptions& options) {
+  return renderClasses("Entries by size", statistics.sizes, sizeClassText, "size of entry",
+                       options);
+}
+
+std::string renderAges(const Statistics& statistics, const ReportOptions& options) {
+  static constexpr std::array<std::pair<AgeKind, std::string_view>, 4> TITLES = {
+      {{AgeKind::ACCESSED, "Entries by last access"},
+       {AgeKind::MODIFIED, "Entries by last modification"},
+       {AgeKind::CREATED, "Entries by creation"},
+       {AgeKind::BACKED_UP, "Entries by age since backup"}}};
+  std::string out;
+  for (const auto& [kind, title] : TITLES)
+    if (const AgeDistribution* age = statistics.age(kind))
+      out += renderClasses(title, age->classes, ageClassText, "age", options,
+                           "average age " + ageText(age->averageAge));
+  return out;
 }
 
 // ---- Rankings of files and directories
 
 struct FileRanking {
-  std::string_view slot;
-  std::string_view profileField;  // asks for the ranking; when empty, only a filled one is shown
+  RankingKind kind;
   std::string_view title;
-  std::string_view timeField;  // the time that tells most about these files
+  std::int64_t Entry::*time;  // the time that tells most about these files
   const char* timeTitle;
 };
 
-// No file is known not to be backed up where the filesystem keeps no archive flag; "none" would be
-// read as good news.
 // clang-format off
-constexpr std::array<FileRanking, 5> FILE_RANKINGS = {{
-    {"srLargestFiles",      "sdLargestFiles",      "Largest files",                 "faModified", "modified"},
-    {"srLeastAccessed",     "sdLeastAccessed",     "Least recently accessed files", "faAccessed", "accessed"},
-    {"srOldestNotBackedUp", "",                    "Oldest files not backed up",    "faModified", "modified"},
-    {"srLargestOrphans",    "sdLargestOrphans",    "Largest orphaned files",        "faModified", "modified"},
-    {"srOldestOrphans",     "sdOldestOrphans",     "Oldest orphaned files",         "faAccessed", "accessed"},
+constexpr FileRanking LARGEST = {RankingKind::LARGEST_FILES, "Largest files", &Entry::modified, "modified"};
+constexpr FileRanking UNUSED = {RankingKind::LEAST_ACCESSED, "Least recently accessed files", &Entry::accessed, "accessed"};
+constexpr std::array<FileRanking, 3> ORPHANS = {{
+    {RankingKind::OLDEST_NOT_BACKED_UP, "Oldest files not backed up", &Entry::modified, "modified"},
+    {RankingKind::LARGEST_ORPHANS,      "Largest orphaned files",     &Entry::modified, "modified"},
+    {RankingKind::OLDEST_ORPHANS,       "Oldest orphaned files",      &Entry::accessed, "accessed"},
 }};
 // clang-format on
 
-// The ranking of the largest files takes their sizes modulo 4 GiB, as signed numbers. The owners'
-// largest files tell whether there are files which that concerns.
-std::string largestFilesNote(const Context& context) {
-  constexpr std::int64_t FIRST_MISRANKED = 1LL << 31;
-  for (const Record& owner : context.slot("SUserOrGroup", "srOwners"))
-    if (owner.number("sugLargestSize") >= FIRST_MISRANKED)
-      return "There are files of 2 GiB and more: they can rank too low here or be missing.";
-  return {};
-}
-
-std::string renderFileRanking(const Context& context, const FileRanking& ranking) {
-  const std::vector<Record> records = context.slot("SFile", ranking.slot);
-  if (records.empty())
-    return context.profile.number(ranking.profileField) > 0 ? emptySection(context, ranking.title)
-                                                            : std::string();
+std::string renderRanking(const Statistics& statistics, const FileRanking& row,
+                          const ReportOptions& options) {
+  const Ranking* ranking = statistics.ranking(row.kind);
+  if (ranking == nullptr)
+    return {};
+  if (ranking->files.empty())
+    return emphasized(row.title, Emphasis::TITLE, options.style) + ": none\n\n";
   TextTable table({{"", Kind::FIGURE},
                    {"size", Kind::FIGURE},
-                   {ranking.timeTitle, Kind::TEXT},
+                   {"on disk", Kind::FIGURE},
+                   {row.timeTitle, Kind::TEXT},
                    {"owner", Kind::TEXT},
                    {"path", Kind::PATH}});
-  for (std::size_t i = 0; i < context.shown(records.size()); ++i)
-    table.addRow({std::to_string(i + 1), sizeText(records[i].number("faLength")),
-                  dateText(records[i].number(ranking.timeField)),
-                  printable(records[i].text("faOwner")), printable(records[i].text("faName"))});
-  return titled(context, ranking.title, table, records.size(),
-                ranking.slot == "srLargestFiles" ? largestFilesNote(context) : std::string());
+  for (std::size_t i = 0; i < shownOf(ranking->files.size(), options); ++i) {
+    const Entry& file = ranking->files[i];
+    table.addRow({std::to_string(i + 1), sizeText(file.bytes), sizeText(file.diskBytes),
+                  dateText(file.*row.time), file.owner, pathText(file.path, options.style)});
+  }
+  return titled(row.title, table, ranking->files.size(), options,
+                ranking->misranked ? "There are more files of 2 GiB and more than a ranking keeps: "
+                                     "larger ones can be missing here."
+                                   : "");
 }
 
-std::string renderDirectories(const Context& context) {
-  constexpr std::string_view TITLE = "Largest directories (by what lies directly in them)";
-  const std::vector<Record> records = context.slot("SDirectory", "srLargestDirectories");
-  if (records.empty())
+std::string renderFiles(const Statistics& statistics, const ReportOptions& options) {
+  return renderRanking(statistics, LARGEST, options);
+}
+
+std::string renderUnused(const Statistics& statistics, const ReportOptions& options) {
+  return renderRanking(statistics, UNUSED, options);
+}
+
+std::string renderOrphans(const Statistics& statistics, const ReportOptions& options) {
+  std::string out;
+  for (const FileRanking& row : ORPHANS)
+    out += renderRanking(statistics, row, options);
+  return out;
+}
+
+std::string renderDirect(const Statistics& statistics, const ReportOptions& options) {
+  const auto& directories = statistics.largestDirectories;
+  if (directories.empty())
     return {};
   TextTable table({{"", Kind::FIGURE},
                    {"size", Kind::FIGURE},
@@ -177,99 +158,144 @@ std::string renderDirectories(const Context& context) {
                    {"dirs", Kind::FIGURE},
                    {"owner", Kind::TEXT},
                    {"path", Kind::PATH}});
-  for (std::size_t i = 0; i < context.shown(records.size()); ++i) {
-    const Record& record = records[i];
-    table.addRow({std::to_string(i + 1), sizeText(record.number("dirTotalSize")),
-                  countText(record.number("dirFileCount")),
-                  countText(record.number("dirDirectoryCount")), printable(record.text("faOwner")),
-                  printable(record.text("faName"))});
+  for (std::size_t i = 0; i < shownOf(directories.size(), options); ++i) {
+    const RankedDirectory& row = directories[i];
+    table.addRow({std::to_string(i + 1), sizeText(row.direct.bytes), countText(row.direct.files),
+                  countText(row.direct.directories), row.entry.owner,
+                  pathText(row.entry.path, options.style)});
   }
-  return titled(context, TITLE, table, records.size());
+  return titled("Largest directories by what lies directly in them", table, directories.size(),
+                options);
 }
 
 // ---- Owners, groups, file types
 
-// Names of the identities that stand beside the records of a slot, by their number.
-std::map<std::int64_t, std::string> namesById(const Context& context, std::string_view entity,
-                                              std::string_view slot, std::string_view idField,
-                                              std::string_view nameField) {
-  std::map<std::int64_t, std::string> names;
-  for (const Record& record : context.slot(entity, slot))
-    names.emplace(record.number(idField), printable(record.text(nameField)));
-  return names;
-}
-
-std::string nameOf(const std::map<std::int64_t, std::string>& names, std::int64_t id) {
-  const auto found = names.find(id);
-  return found == names.end() ? std::to_string(id) : found->second;
-}
-
-std::string renderOwners(const Context& context, std::string_view slot, std::string_view idField,
-                         std::string_view title, const char* nameTitle) {
-  std::vector<Record> records = context.slot("SUserOrGroup", slot);
-  if (records.empty())
+std::string renderAccounts(const std::vector<Account>& accounts, std::string_view title,
+                           const char* nameTitle, const ReportOptions& options) {
+  if (accounts.empty())
     return {};
-  const auto names = namesById(context, "UserOrGroup", slot, idField, "ugName");
-  // The result lists them by number; whoever holds most comes first here.
-  std::vector<const Record*> bySize;
   double total = 0;
-  for (const Record& record : records) {
-    bySize.push_back(&record);
-    total += static_cast<double>(record.number("sugTotalSize"));
-  }
-  std::stable_sort(bySize.begin(), bySize.end(), [](const Record* a, const Record* b) {
-    return a->number("sugTotalSize") > b->number("sugTotalSize");
-  });
-
+  for (const Account& account : accounts)
+    total += static_cast<double>(account.totals.bytes);
   TextTable table({{nameTitle, Kind::TEXT},
                    {"files", Kind::FIGURE},
                    {"dirs", Kind::FIGURE},
                    {"size", Kind::FIGURE},
                    {"share", Kind::FIGURE},
                    {"largest file", Kind::FIGURE}});
-  for (std::size_t i = 0; i < context.shown(bySize.size()); ++i) {
-    const Record& record = *bySize[i];
-    const std::int64_t size = record.number("sugTotalSize");
-    table.addRow(
-        {nameOf(names, record.number("sugIdentity")), countText(record.number("sugFileCount")),
-         countText(record.number("sugDirectoryCount")), sizeText(size),
-         shareText(static_cast<double>(size), total), sizeText(record.number("sugLargestSize"))});
+  for (std::size_t i = 0; i < shownOf(accounts.size(), options); ++i) {
+    const Account& account = accounts[i];
+    table.addRow({account.name, countText(account.totals.files),
+                  countText(account.totals.directories), sizeText(account.totals.bytes),
+                  shareText(static_cast<double>(account.totals.bytes), total),
+                  sizeText(account.largestFile)});
   }
-  return titled(context, title, table, records.size());
+  return titled(title, table, accounts.size(), options);
 }
 
-std::string renderFileTypes(const Context& context) {
-  const std::vector<Record> records = context.slot("FileTypeSummary", "srFileTypes");
-  if (records.empty())
+std::string renderOwners(const Statistics& statistics, const ReportOptions& options) {
+  return renderAccounts(statistics.owners, "Owners", "owner", options);
+}
+
+std::string renderGroups(const Statistics& statistics, const ReportOptions& options) {
+  return renderAccounts(statistics.groups, "Groups", "group", options);
+}
+
+// Who has how much that was not used for so long: whoever has most of the oldest stands first.
+std::string renderOldOf(const Root& root, const std::vector<Account>& accounts,
+                        std::string_view title, const char* nameTitle,
+                        const ReportOptions& options) {
+  std::vector<TextTable::Column> columns = {{nameTitle, Kind::TEXT}, {"all", Kind::FIGURE}};
+  for (const AgeLimit& age : root.ages)
+    columns.push_back({"over " + ageLimitText(age.seconds), Kind::FIGURE});
+  TextTable table(columns);
+  std::vector<const Account*> byOldest;
+  for (const Account& account : accounts)
+    if (account.unused.size() == root.ages.size())
+      byOldest.push_back(&account);
+  std::ranges::stable_sort(byOldest, std::ranges::greater{},
+                           [](const Account* account) { return account->unused.back().bytes; });
+  for (std::size_t i = 0; i < shownOf(byOldest.size(), options); ++i) {
+    std::vector<std::string> cells = {byOldest[i]->name, sizeText(byOldest[i]->totals.bytes)};
+    for (const Unused& unused : byOldest[i]->unused)
+      cells.push_back(sizeText(unused.bytes));
+    table.addRow(std::move(cells));
+  }
+  return byOldest.empty() ? "" : titled(title, table, byOldest.size(), options);
+}
+
+std::string renderOld(const Root& root, const ReportOptions& options) {
+  if (root.ages.empty())
     return {};
-  const auto names = namesById(context, "FileType", "srFileTypes", "fptID", "ftpFileExtension");
+  const bool byAccess = root.ages.front().kind == AgeKind::ACCESSED;
+  const std::string by = byAccess ? " by time since last access"
+                                  : " by time since last modification (mounted with noatime)";
+  return renderOldOf(root, root.main().owners, "Owners" + by, "owner", options) +
+         renderOldOf(root, root.main().groups, "Groups" + by, "group", options);
+}
+
+std::string renderTypes(const Statistics& statistics, const ReportOptions& options) {
+  if (statistics.types.empty())
+    return {};
   TextTable table({{"extension", Kind::TEXT},
                    {"files", Kind::FIGURE},
                    {"size", Kind::FIGURE},
                    {"average", Kind::FIGURE}});
-  for (std::size_t i = 0; i < context.shown(records.size()); ++i) {
-    const std::int64_t files = records[i].number("fileCount");
-    const std::int64_t size = records[i].number("spaceUsed");
-    table.addRow({nameOf(names, records[i].number("fileType")), countText(files), sizeText(size),
-                  sizeText(size / std::max<std::int64_t>(files, 1))});
+  for (std::size_t i = 0; i < shownOf(statistics.types.size(), options); ++i) {
+    const FileType& type = statistics.types[i];
+    table.addRow({type.extension, countText(type.files), sizeText(type.bytes),
+                  sizeText(type.bytes / std::max<std::int64_t>(type.files, 1))});
   }
-  return titled(context, "File types", table, records.size());
+  return titled("File types", table, statistics.types.size(), options);
 }
+
+// The sections of one profile's statistics, in the order of the report.
+struct StatisticsSection {
+  Section section;
+  std::string (*render)(const Statistics&, const ReportOptions&);
+};
+constexpr std::array<StatisticsSection, 9> STATISTICS = {{{Section::FILES, renderFiles},
+                                                          {Section::SIZES, renderSizes},
+                                                          {Section::AGES, renderAges},
+                                                          {Section::OWNERS, renderOwners},
+                                                          {Section::GROUPS, renderGroups},
+                                                          {Section::UNUSED, renderUnused},
+                                                          {Section::ORPHANS, renderOrphans},
+                                                          {Section::TYPES, renderTypes},
+                                                          {Section::DIRECT, renderDirect}}};
+
+// Those that are about a root.
+struct RootSection {
+  Section section;
+  std::string (*render)(const Root&, const ReportOptions&);
+};
+constexpr std::array<RootSection, 4> ROOT = {{{Section::DIRECTORIES, renderDirectories},
+                                              {Section::WATCHED_LIST, renderWatchedList},
+                                              {Section::OLD, renderOld},
+                                              {Section::WATCHED, renderWatched}}};
 
 }  // namespace
 
-std::string renderSections(const ResultFile& result, const Record& profile, const Entity& results,
-                           const ReportOptions& options) {
-  const Context context{result, profile, results, options};
+std::string renderStatistics(const Statistics& statistics, const ReportOptions& options) {
   std::string out;
-  for (const Distribution& distribution : DISTRIBUTIONS)
-    out += renderDistribution(context, distribution);
-  out += renderDirectories(context);
-  for (const FileRanking& ranking : FILE_RANKINGS)
-    out += renderFileRanking(context, ranking);
-  out += renderOwners(context, "srOwners", "ugID", "Owners", "owner");
-  out += renderOwners(context, "srGroups", "ugGroupID", "Groups", "group");
-  return out + renderFileTypes(context);
+  for (const StatisticsSection& row : STATISTICS)
+    out += row.render(statistics, options);
+  return out;
+}
+
+std::string renderSection(Section section, const Root& root, const ReportOptions& options) {
+  for (const RootSection& row : ROOT)
+    if (row.section == section)
+      return row.render(root, options);
+  std::string out;
+  for (const StatisticsSection& row : STATISTICS)
+    if (row.section == section)
+      for (const Profile& profile : root.profiles) {
+        if (root.profiles.size() > 1)
+          out += fmt::format("Profile {}: ", profile.name);
+        out += row.render(profile.statistics, options);
+      }
+  return out;
 }
 
 }  // namespace orv::ctl

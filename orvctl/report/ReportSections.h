@@ -2,15 +2,18 @@
 
 #include <string>
 
-#include "orvctl/model/ResultFile.h"
+#include "orvctl/model/Model.h"
 #include "orvctl/report/Report.h"
 
 namespace orv::ctl {
 
-// The statistics of one CuStatResults entity but its summary, as titled tables: distributions,
-// rankings, owners, groups, file types. A ranking that the profile asked for and that is empty is
-// said to be; one that it did not ask for is left out.
-[[nodiscard]] std::string renderSections(const ResultFile& result, const Record& profile,
-                                         const Entity& results, const ReportOptions& options);
+// One section of a root's report but the first screen, ended by an empty line; empty when the
+// result holds nothing of it.
+[[nodiscard]] std::string renderSection(Section section, const Root& root,
+                                        const ReportOptions& options);
+
+// Every table of one profile's statistics.
+[[nodiscard]] std::string renderStatistics(const Statistics& statistics,
+                                           const ReportOptions& options);
 
 }  // namespace orv::ctl

@@ -37,7 +37,8 @@ Style styleFor(int fd) {
   std::setlocale(LC_CTYPE, "");
   Style style;
   style.width = std::clamp(terminalWidth(fd), Style::MIN_WIDTH, MAX_WIDTH);
-  style.colour = ::isatty(fd) == 1 && !isSet("NO_COLOR") && terminal != nullptr &&
+  style.terminal = ::isatty(fd) == 1;
+  style.colour = style.terminal && !isSet("NO_COLOR") && terminal != nullptr &&
                  std::string_view(terminal) != "dumb";
   style.unicode = std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
   return style;

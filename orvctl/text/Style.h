@@ -7,9 +7,10 @@ namespace orv::ctl {
 
 // How output is to look where it goes. A value, passed to whatever prints.
 struct Style {
-  int width = 80;        // terminal columns, at least MIN_WIDTH
-  bool colour = false;   // escape sequences for emphasis
-  bool unicode = false;  // block characters and the one-column ellipsis
+  int width = 80;         // terminal columns, at least MIN_WIDTH
+  bool colour = false;    // escape sequences for emphasis
+  bool terminal = false;  // somebody may copy a path from it into a shell
+  bool unicode = false;   // block characters and the one-column ellipsis
 
   static constexpr int MIN_WIDTH = 60;
 

@@ -12,7 +12,6 @@ namespace {
 
 constexpr int INDENT = 2;
 constexpr int GAP = 2;
-constexpr int MIN_PATH = 16;
 constexpr int MAX_BAR = 40;
 
 // A bar in eighths of a column where the style knows block characters, else in whole columns. What
@@ -57,13 +56,11 @@ std::vector<int> TextTable::widths(const Style& style) const {
     result.push_back(width);
     used += width + (column > 0 ? GAP : 0);
   }
-  for (std::size_t column = 0; column < m_columns.size(); ++column) {
-    const int room = style.width - (used - result[column]);
-    if (m_columns[column].kind == Kind::PATH)
-      result[column] = std::min(result[column], std::max(room, MIN_PATH));
-    else if (m_columns[column].kind == Kind::BAR)
-      result[column] = std::clamp(room, 0, MAX_BAR);
-  }
+  for (std::size_t column = 0; column < m_columns.size(); ++column)
+    if (m_columns[column].kind == Kind::BAR)
+      result[column] = column + 1 == m_columns.size()
+                           ? std::clamp(style.width - (used - result[column]), 0, MAX_BAR)
+                           : BAR_WIDTH;
   return result;
 }
 
@@ -71,6 +68,10 @@ std::string TextTable::renderCell(std::size_t column, const std::string& text, i
                                   const Style& style) const {
   if (m_columns[column].kind == Kind::FIGURE)
     return padLeft(text, width);
+  if (m_columns[column].kind == Kind::PATH)
+    return text;
+  if (m_columns[column].kind == Kind::WHOLE)
+    return padRight(text, width);
   return padRight(shortened(text, width, style.ellipsis()), width);
 }
 
@@ -91,9 +92,12 @@ std::string TextTable::render(const Style& style) const {
     line.clear();
     for (std::size_t column = 0; column < m_columns.size(); ++column) {
       begin(column);
-      if (m_columns[column].kind == Kind::BAR)
-        line += emphasized(bar(row.fraction, width[column], style), Emphasis::BAR, style);
-      else
+      if (m_columns[column].kind == Kind::BAR) {
+        const std::string drawn = bar(row.fraction, width[column], style);
+        line += emphasized(drawn, Emphasis::BAR, style);
+        if (column + 1 < m_columns.size())
+          line.append(static_cast<std::size_t>(width[column] - displayWidth(drawn)), ' ');
+      } else
         line += renderCell(column, row.cells[column], width[column], style);
     }
     endLine(line);

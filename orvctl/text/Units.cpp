@@ -67,8 +67,69 @@ std::string ageText(std::int64_t seconds) {
   return fmt::format("{} seconds", seconds);
 }
 
+std::string numberOf(std::int64_t count, const std::string& singular) {
+  std::string noun = singular;
+  if (count != 1 && noun.ends_with('y') && !noun.ends_with("ay"))
+    noun.replace(noun.size() - 1, 1, "ies");
+  else if (count != 1)
+    noun += 's';
+  return countText(count) + " " + noun;
+}
+
+std::string filesText(std::int64_t count) {
+  return count == 1 ? "1 file or link" : countText(count) + " files and links";
+}
+
+namespace {
+
+// A size that is a whole number of its unit, as the bounds of classes are.
+std::string boundText(std::int64_t bytes) {
+  static constexpr std::array<const char*, 5> UNITS = {"B", "KiB", "MiB", "GiB", "TiB"};
+  std::size_t unit = 0;
+  for (; unit + 1 < UNITS.size() && bytes >= 1024 && bytes % 1024 == 0; ++unit)
+    bytes /= 1024;
+  return fmt::format("{} {}", bytes, UNITS[unit]);
+}
+
+}  // namespace
+
+std::string sizeRangeText(std::int64_t from, std::optional<std::int64_t> to) {
+  // From a kilobyte on nobody minds the one byte by which a class begins behind the last one.
+  const std::int64_t shown = from > 1024 ? from - 1 : from;
+  if (!to)
+    return "above " + boundText(shown);
+  if (from == 0)
+    return "up to " + boundText(*to);
+  const std::string begin = boundText(shown);
+  const std::string end = boundText(*to);
+  const std::size_t blank = begin.find(' ');
+  const bool sameUnit = begin.substr(blank) == end.substr(end.find(' '));
+  return (sameUnit ? begin.substr(0, blank) : begin) + " - " + end;
+}
+
+std::string ageRangeText(std::optional<std::int64_t> from, std::optional<std::int64_t> to) {
+  if (!from)
+    return "in the future";
+  if (!to)
+    return "above " + ageLimitText(*from);
+  if (*from <= 0)
+    return "up to " + ageLimitText(*to);
+  return fmt::format("{} - {} days", *from / 86400, *to / 86400);
+}
+
+std::string ageLimitText(std::int64_t seconds) {
+  static constexpr std::array<std::pair<std::int64_t, const char*>, 5> UNITS = {
+      {{31557600, "year"}, {86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}}};
+  for (const auto& [unit, name] : UNITS)
+    if (seconds % unit == 0)
+      return numberOf(seconds / unit, name);
+  return numberOf(seconds, "second");
+}
+
 std::string elapsedText(double seconds) {
   const auto whole = static_cast<std::int64_t>(seconds);
+  if (seconds < 0.1)
+    return fmt::format("{:.0f} ms", seconds * 1000);
   if (whole < 60)
     return fmt::format("{:.1f} s", seconds);
   if (whole < 3600)

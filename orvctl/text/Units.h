@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 // Figures as people read them.
@@ -25,7 +26,23 @@ namespace orv::ctl {
 // An age in its largest fitting unit: "45 seconds", "3.2 hours", "12.0 days", "2.5 years".
 [[nodiscard]] std::string ageText(std::int64_t seconds);
 
-// Elapsed time: "0.4 s", "3 min 20 s", "2 h 5 min".
+// A number of things: "1 directory", "1,205 directories", "3 entries".
+[[nodiscard]] std::string numberOf(std::int64_t count, const std::string& singular);
+
+// What counts as a file: "1 file or link", "1,205 files and links".
+[[nodiscard]] std::string filesText(std::int64_t count);
+
+// A class of sizes, both ends included: "up to 2 B", "201 B - 2 KiB", "above 10 GiB".
+[[nodiscard]] std::string sizeRangeText(std::int64_t from, std::optional<std::int64_t> to);
+
+// A class of ages in seconds: "up to 1 day", "30 - 60 days", "above 1 year", "in the future".
+[[nodiscard]] std::string ageRangeText(std::optional<std::int64_t> from,
+                                       std::optional<std::int64_t> to);
+
+// An age that is a limit, in the largest unit that it is a whole number of: "90 days", "1 year".
+[[nodiscard]] std::string ageLimitText(std::int64_t seconds);
+
+// Elapsed time: "4 ms", "0.4 s", "3 min 20 s", "2 h 5 min".
 [[nodiscard]] std::string elapsedText(double seconds);
 
 }  // namespace orv::ctl

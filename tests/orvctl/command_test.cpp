@@ -24,8 +24,8 @@ TEST_F(OrvctlTest, scansAnyDirectoryAndReportsItAgain) {
 
   ASSERT_EQ(run({"scan", root, "--agent", agent}), 0) << text;
   // The second name of the hard link counts, the first does not.
-  at("\n  Files       4 with symbolic links\n");
-  at("\n  Directories 3\n");
+  at("\n  Entries       4 files and links, 3 directories\n");
+  at("\n  Hard links    1 name with several links counted, 70 B: ");
   off_t bytes = 1000 + 500 + 70;
   for (const char* name : {"", "/link", "/sub", "/empty"}) {
     struct stat info {};
@@ -59,25 +59,76 @@ TEST_F(OrvctlTest, scanCountsWhatTheClauseAdmitsAndReportsWatchedDirectories) {
   writeFile(root + "/a/log/first", std::string(6000, 'x'));
   writeFile(root + "/b/log/second", std::string(7000, 'x'));
   writeFile(root + "/b/log/third", std::string(4000, 'x'));
-  ASSERT_EQ(run({"scan", root, "--agent", agent, "--where", "type = f & size >= 4000", "--watch",
-                 root + "/a", root + "/*/log", root + "/x*"}),
-            0)
-      << text;
-  at("  Profile     entries where type = f & size >= 4000\n  Scanned ");
-  at("  Files       4");
-  // The largest first; what fitted nothing is named.
-  const std::size_t table = at("Watched directories (profile: entries where ");
-  EXPECT_LT(table, at("  10.7 KiB      2     0  " + root + "/b/log\n"));
-  at("   5.9 KiB      1     0  " + root + "/a\n");
-  at("   5.9 KiB      1     0  " + root + "/a/log\n");
+  const std::vector<std::string> scan = {
+      "scan",    "--watch", "a",   "--watch", root + "/*/log",
+      root,      "--agent", agent, "--where", "type = f & size >= 4000",
+      "--watch", "x*"};
+  ASSERT_EQ(run(scan), 0) << text;
+  at("  Counted       entries where type = f & size >= 4000\n  Scanned ");
+  at("  Entries       4 files and links, 0 directories\n");
+  // The largest first; what fitted nothing is named. Each directory counts all that is below it.
+  at("2 levels down\n      size  share                files  dirs  path\n"
+     "  10.7 KiB  50.0%  ██████            2     0  " +
+     root + "/b\n");
+  const std::size_t table =
+      at("\nWatched directories\n      size  share                files  dirs  path\n"
+         "  10.7 KiB  50.0%  ██████            2     0  " +
+         root + "/b/log\n");
   at("  no directory was met for " + root + "/x*\n");
-  const std::size_t largest = at("\nWatched directory " + root +
-                                 "/b/log\n  2 files, 0 directories, 10.7 KiB (11,000 bytes)\n");
-  EXPECT_LT(largest, at("\nWatched directory " + root + "/a/log\n"));
-
+  EXPECT_FALSE(holds(text, "Watched directory "));
   const std::string scanned = text.substr(table);
   ASSERT_EQ(run({"report", resultFile(1)}), 0);
-  EXPECT_EQ(text.substr(at("Watched directories")), scanned);
+  EXPECT_EQ(text.substr(at("\nWatched directories")), scanned);
+
+  std::vector<std::string> inFull = scan;
+  inFull.insert(inFull.end(), {"--section", "watched"});
+  ASSERT_EQ(run(inFull), 0) << text;
+  at("Watched directory " + root +
+     "/b/log\n  2 files and links, 0 directories, 10.7 KiB (11,000 bytes)\n\nLargest files\n");
+}
+
+TEST_F(OrvctlTest, severalPathsAreOneJob) {
+  const std::string inner = directory.file("one/inner");
+  writeFile(inner + "/file", std::string(100, 'x'));
+  writeFile(directory.file("two/file"), std::string(200, 'x'));
+  ASSERT_EQ(run({"scan", inner, directory.file("two"), directory.file("one"), "--agent", agent,
+                 "--where", "type = f"}),
+            0)
+      << text;
+  at("orvctl: " + inner + " lies in " + directory.file("one") + " and is scanned with it\n");
+  at("\nScan of 2 directories\n");
+  at("  300 B      2     0                       in all\n");
+  at("\nScan of " + directory.file("one") + " on ");
+  at("\nScan of " + directory.file("two") + " on ");
+}
+
+// A rule that only root is free of is tried as another user.
+TEST_F(OrvctlTest, strictFailsForWhatCannotBeRead) {
+  if (::getuid() != 0)
+    GTEST_SKIP() << "needs root to become another user";
+  const std::string root = directory.file("tree");
+  writeFile(root + "/shut/file", "x");
+  ::chmod((root + "/shut").c_str(), 0);
+  ::chmod(directory.path().c_str(), 0755);
+  for (const std::string& made : {agent, directory.file("copy")})
+    std::filesystem::create_directory(made);
+  ASSERT_EQ(::chown(agent.c_str(), 65534, 65534), 0);
+  const std::string orvctl = std::string(ORV_BUILT_AGENT_DIR) + "/bin/orvctl";
+  for (const bool strict : {false, true}) {
+    std::vector<std::string> command = {"/usr/bin/setpriv",
+                                        "--reuid=65534",
+                                        "--clear-groups",
+                                        orvctl,
+                                        "scan",
+                                        root,
+                                        "--agent",
+                                        agent};
+    if (strict)
+      command.emplace_back("--strict");
+    EXPECT_EQ(Process(command, {}, directory.file("out")).wait(), strict ? 4 : 0);
+    text = readFile(directory.file("out"));
+    at("  Not read      1 entry unreadable (see --section warnings)\n");
+  }
 }
 
 TEST_F(OrvctlTest, badInputGivesItsCodeAndReasonAndRunsNothing) {
@@ -98,7 +149,9 @@ TEST_F(OrvctlTest, badInputGivesItsCodeAndReasonAndRunsNothing) {
        2,
        "orvctl: scan has no option --wach (did you mean --watch?)"},
       {{"jobs", "x"}, 2, "orvctl: jobs takes no further argument: x; see orvctl help jobs\n"},
-      {{"scan"}, 2, "orvctl: PATH is required; see orvctl help scan\n"},
+      {{"scan"}, 2, "orvctl: PATH or --all is required; see orvctl help scan\n"},
+      {{"scan", "/", "--section", "x"}, 2, "orvctl: there is no section x; --section help"},
+      {{"scan", "/", "--ages", "1q"}, 2, "orvctl: cannot use the ages: 1q is none (as 90d or 1y)"},
       {{"scan", "/", "--top", "0"}, 2, "orvctl: --top: Value 0 not in range"},
       {{"scan", "/", "--threads", "0"}, 2, "orvctl: --threads: Value 0 not in range"},
       {{"scan", "/no/such"}, 1, "orvctl: cannot scan /no/such: No such file or directory\n"},

@@ -2,8 +2,10 @@
 #include <stdlib.h>
 
 #include "orvctl/text/DisplayText.h"
+#include "orvctl/text/PathText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
+#include "orvctl/text/Utf8.h"
 
 namespace orv::ctl {
 namespace {
@@ -79,26 +81,41 @@ int columnOf(const std::string& line, const std::string& text) {
   return at == std::string::npos ? -1 : displayWidth(line.substr(0, at));
 }
 
-TEST(TextTableTest, columnsLineUpAtEveryWidth) {
+TEST(TextTableTest, columnsLineUpAndPathsStayWhole) {
   using Kind = TextTable::Kind;
+  const std::string longPath = "/" + std::string(300, 'p') + "/END";
   TextTable table({{"size", Kind::FIGURE}, {"owner", Kind::TEXT}, {"path", Kind::PATH}});
-  table.addRow({"1.0 KiB", "root", "/" + std::string(300, 'p') + "/END"});
+  table.addRow({"1.0 KiB", "root", longPath});
   table.addRow({"900 B", "\xe6\x97\xa5\xe6\x9c\xac", "/\xe6\x97\xa5/END"});
-  table.addRow({"1023.9 MiB", "a-very-long-owner-name-beyond-16", "/short/END"});
-  for (const int width : {60, 80, 200}) {
-    std::istringstream lines(table.render({.width = width, .colour = false, .unicode = true}));
-    std::string header;
-    std::getline(lines, header);
-    // Indent 2, size 10, gap 2, owner 16, gap 2.
-    EXPECT_EQ(columnOf(header, "path"), 32);
-    int rows = 0;
-    for (std::string line; std::getline(lines, line); ++rows) {
-      EXPECT_EQ(columnOf(line, "/"), 32) << line;
-      EXPECT_TRUE(line.ends_with("END")) << line;
-      EXPECT_LE(displayWidth(line), width) << line;
-      EXPECT_EQ(rows == 0, displayWidth(line) == width) << line;
-    }
-    EXPECT_EQ(rows, 3);
+  table.addRow({"1023.9 MiB", "a-very-long-owner-name-beyond-18", "/short/END"});
+  const std::string text = table.render({.width = 80, .unicode = true});
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);)
+    // Indent 2, size 10, gap 2, owner 18, gap 2.
+    EXPECT_EQ(columnOf(line, line.ends_with("END") ? "/" : "path"), 34) << line;
+  EXPECT_NE(text.find(longPath + "\n"), std::string::npos);
+}
+
+TEST(PathTextTest, canBeCopiedFromWhereItIsPrinted) {
+  const struct {
+    const char* bytes;
+    const char* onTerminal;
+    const char* elsewhere;
+    const char* inLatin1;  // on a terminal whose charset is not known
+  } rows[] = {
+      {"/plain/a-b_c.d", "/plain/a-b_c.d", "/plain/a-b_c.d", "/plain/a-b_c.d"},
+      {"/a b", "'/a b'", "/a b", "'/a b'"},
+      {"/a'b$", "'/a'\\''b$'", "/a'b$", "'/a'\\''b$'"},
+      {"/gr\xc3\xbc", "/gr\xc3\xbc", "/gr\xc3\xbc", "$'/gr\\xC3\\xBC'"},
+      {"/l\nf'", "$'/l\\x0Af\\''", "/l\\x0Af'", "$'/l\\x0Af\\''"},
+      {"/\xff\\x41\\", "$'/\\xFF\\x5Cx41\\\\'", "/\\xFF\\x5Cx41\\", "$'/\\xFF\\x5Cx41\\\\'"},
+      {"/\xc2\x9b", "$'/\\xC2\\x9B'", "/\\xC2\\x9B", "$'/\\xC2\\x9B'"},
+  };
+  for (const auto& row : rows) {
+    const std::string text = utf8Text(row.bytes);
+    EXPECT_EQ(pathText(text, {.terminal = true, .unicode = true}), row.onTerminal);
+    EXPECT_EQ(pathText(text, {.terminal = false, .unicode = true}), row.elsewhere);
+    EXPECT_EQ(pathText(text, {.terminal = true, .unicode = false}), row.inLatin1);
   }
 }
 

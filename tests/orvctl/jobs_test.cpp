@@ -163,18 +163,31 @@ TEST(JobsCommandTest, columnsLineUpAndNamesAreSafe) {
                        .start = 1704067260,
                        .result = ResultState::OLDER});
   list.jobs.push_back({.run = {"s", std::string(200, 'j'), 1, 1}, .state = JobState::DIED});
+  RootFacts root;
+  root.path = "/data/a b";
+  list.jobs.push_back({.run = {"local", "orvctl", 12, 1},
+                       .state = JobState::ENDED,
+                       .record = RunRecord{.host = "box", .roots = {root, root}, .bytes = 2048}});
   list.locks.push_back({"scan_-5", 4711, list.jobs[1].run, false, true});
   list.locks.push_back({"scan_s2", 99, std::nullopt, false, false});
-  EXPECT_EQ(renderJobs(list, 1704067265, {.width = 80}),
-            "             start       time  state      server  job                   run  result\n"
-            "  2024-01-01 00:00  2 h 5 min  ended: 12  \\xFFa   back\\x1B[31m up       7.1  no\n"
-            "  2024-01-01 00:01      5.0 s  running    -       \xe6\x97\xa5                1234.56"
-            "  older\n"
-            "                 -          -  died       s       jjjj...jjjjjjjjj      1.1  no\n"
-            "\nLocks\n"
-            "  filesystem  process  held by\n"
-            "  -5             4711  \xe6\x97\xa5 1234.56 of -\n"
-            "  scan_s2          99  no listed job, gone: the next scan takes it\n");
+  const Style style{.width = 80, .terminal = true, .unicode = true};
+  const std::string longJob(200, 'j');
+  EXPECT_EQ(renderJobs(list, 1704067265, style),
+            "             start       time  state         size  result  server  host      run  "
+            "path or job\n"
+            "  2024-01-01 00:00  2 h 5 min  ended: 12        -  no      \\xFFa   -         7.1  "
+            "back\\x1B[31m up\n"
+            "  2024-01-01 00:01      5.0 s  running          -  older   -       -     1234.56  "
+            "\xe6\x97\xa5\n"
+            "                 -          -  died             -  no      s       -         1.1  " +
+                longJob +
+                "\n"
+                "                 -          -  ended: 0   2.0 KiB  no      local   box        12  "
+                "'/data/a b' '/data/a b'\n"
+                "\nLocks\n"
+                "  process  held by                                      filesystem\n"
+                "     4711  \xe6\x97\xa5 1234.56 of -                              -5\n"
+                "       99  no listed job, gone: the next scan takes it  scan_s2\n");
   const std::string coloured = renderJobs(list, 0, {.width = 80, .colour = true});
   EXPECT_NE(coloured.find("\x1b[33m  2024"), std::string::npos) << "failed";
   EXPECT_NE(coloured.find("\x1b[36m  2024"), std::string::npos) << "running";
@@ -199,7 +212,7 @@ TEST_F(RunningJob, isListedWithItsLockUntilItDies) {
   EXPECT_EQ(list.jobs[0].state, JobState::RUNNING);
   EXPECT_EQ(list.jobs[0].result, ResultState::MISSING);
   const std::string shown = renderJobs(list, std::time(nullptr), {});
-  EXPECT_TRUE(std::regex_search(shown, std::regex(R"(\n  -17 +\d+  J 12\.3 of s1\n)"))) << shown;
+  EXPECT_TRUE(std::regex_search(shown, std::regex(R"(\n +\d+  J 12\.3 of s1  -17\n)"))) << shown;
   EXPECT_FALSE(isRunningScan(scan.pid(), {"s1", "J", 13, 3})) << "another run's process";
 
   scan.signal(SIGKILL);

@@ -1,6 +1,6 @@
 // Where clauses and watched directories: what people type, what the job is told, what it reports.
 #include "orvctl/Orvctl.h"
-#include "orvctl/job/LocalJob.h"
+#include "orvctl/job/Definition.h"
 #include "orvctl/job/WatchPath.h"
 #include "orvctl/job/WhereClause.h"
 
@@ -45,7 +45,6 @@ TEST(WatchPathTest, directoriesAndPatternsInsideTheRootAreTaken) {
   std::filesystem::create_directory(root + "/[x]");
   writeFile(root + "/file", "");
   std::filesystem::create_directory_symlink("d/e", root + "/link");
-  const std::string below = std::filesystem::relative(root + "/d");
   const struct {
     std::string typed;
     std::string path;   // empty: refused
@@ -53,7 +52,8 @@ TEST(WatchPathTest, directoriesAndPatternsInsideTheRootAreTaken) {
   } rows[] = {
       {root + "/d", root + "/d", ""},
       {root + "/d//e/../e/", root + "/d/e", ""},
-      {below, root + "/d", ""},
+      {"d/../d", root + "/d", ""},
+      {"*/e", root + "/*/e", ""},
       {root + "/link", root + "/d/e", ""},
       {root, root + "/", ""},
       {root + "/*/e", root + "/*/e", ""},
@@ -62,7 +62,6 @@ TEST(WatchPathTest, directoriesAndPatternsInsideTheRootAreTaken) {
       {root + "/file", "", "Not a directory"},
       {root + "y", "", root + "y is not inside " + root},
       {"/*", "", "the pattern must begin with " + root + "/"},
-      {"*", "", "the pattern must begin with " + root + "/"},
       {root + "/[", "", "Unmatched [, [^, [:, [., or [="},
       {root + "/[x]", "", "cannot be named literally in a scan definition"},
   };
@@ -79,15 +78,46 @@ TEST(WatchPathTest, directoriesAndPatternsInsideTheRootAreTaken) {
             std::string::npos);
 }
 
-TEST(LocalJobTest, definitionCarriesTheClauseAndTheDirectories) {
-  const std::string plain = definitionText({"/data", 50});
-  EXPECT_EQ(plain.find("\"/data/"), std::string::npos);
-  const std::string text =
-      definitionText({"/data", 50, readWhereClause("name ~ '\"'"), {"/data/a,b", "/data/"}});
-  for (const char* line :
-       {"[MonDirSpec]\n1,0,\"/data/a,b\"\n[/MonDirSpec]\n[MonDirSpec]\n2,0,\"/data/\"\n",
-        ",\"entries where name ~ '\"\"'\",3,", ",\"n a m e ~ ' \"\" '\"\n[/CuStatDef]"})
-    EXPECT_NE(text.find(line), std::string::npos) << line << "\nin\n" << text;
+RootFacts rootAt(const std::string& path, std::vector<std::string> watch = {}, int depth = 0) {
+  RootFacts facts;
+  facts.path = path;
+  facts.watch = std::move(watch);
+  facts.depth = depth;
+  return facts;
+}
+
+TEST(DefinitionTest, carriesWhatIsAskedFor) {
+  RootFacts noatime = rootAt("/data", {"/data/a,b", "/data/"}, 2);
+  noatime.accessTimesKept = false;
+  JobRequest request{.roots = {noatime, rootAt("/a,\"b\"")},
+                     .rankingSize = 50,
+                     .where = readWhereClause("name ~ '\"'"),
+                     .ages = parseAges("1y,90d")};
+  std::string text = definitionText(request);
+  const std::string other = std::to_string(filesystemIdOf("/a,\"b\""));
+  const std::string data = std::to_string(filesystemIdOf("/data"));
+  for (const std::string& line : std::vector<std::string>{
+           // The roots in the order of their numbers, in which the job locks them.
+           filesystemIdOf("/data") < filesystemIdOf("/a,\"b\"")
+               ? "\"/data\"\n[/Filesystem]\n[Filesystem]\n" + other
+               : "\"/a,\"\"b\"\"\"\n[/Filesystem]\n[Filesystem]\n" + data,
+           "[MonDirSpec]\n1,0,\"/data/*\"\n[/MonDirSpec]\n[MonDirSpec]\n2,0,\"/data/*/*\"\n",
+           "3,0,\"/data/a,b\"\n[/MonDirSpec]\n[MonDirSpec]\n4,0,\"/data/\"\n",
+           "1,\"orvctl\",\"entries where name ~ '\"\"'\",1,50,",
+           ",\"n a m e ~ ' \"\" '\"\n[/CuStatDef]", "2,\"orvctl\",\"orvctl:subtrees\",0,0,",
+           // Ages ascend; a root that keeps no access times is asked by modification.
+           "\"orvctl:accessed-over 7776000\",4,", "a c c e s s e d > 1 y\"\n",
+           "& m o d i f i e d > 9 0 d\"\n[ResultsByFS]\nnull," + data + "\n[/ResultsByFS]",
+           "\"orvctl:files-from 2147483648\",1,0,32767,", "\"orvctl:size-over 10737418240\",1,",
+           ",\"( n a m e ~ ' \"\" ' ) & t y p e ! = d & l i n k s > 1\"\n[/CuStatDef]"})
+    EXPECT_TRUE(holds(text, line)) << line << "\nin\n" << text;
+  request.watchedInFull = true;
+  text = definitionText(request);
+  EXPECT_TRUE(holds(text, "'\",3,50,") && !holds(text, "/*") && !holds(text, "subtrees")) << text;
+  request.roots = {rootAt("/a\nb")};
+  EXPECT_THROW((void)definitionText(request), CtlError);
+  for (const char* ages : {"90", "0d", "1q", "d", "1d,2d,3d,4d,5d,6d,7d,8d,9d,10d"})
+    EXPECT_NE(errorOf([&] { return parseAges(ages).size(); }), "") << ages;
 }
 
 }  // namespace
