@@ -55,7 +55,7 @@ class Work:
             os.mkdir(base + b'/d%d ' % i + name)
             for place in [base, base + b'/d%d ' % i + name]:
                 with open(place + b'/' + name, 'wb') as file:
-                    file.truncate(1000 * (i + 1))
+                    file.write(b'x' * 1000 * (i + 1))
                 then = time.time() - 30 * DAY * i
                 os.utime(place + b'/' + name, (then, then))
         for gib in [1, 3, 5, 9]:
