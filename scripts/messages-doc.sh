@@ -1,6 +1,7 @@
 #!/bin/bash
 # Makes docs/messages.md from the catalog source:   scripts/messages-doc.sh
-# With --check it only says whether the file is current.
+# With --check it only says whether the file is current, and whether code and catalog name the same
+# messages, each with its cause and remedy.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -31,6 +32,14 @@ HEAD
 if [[ ${1:-} == --check ]]; then
   document | cmp -s - docs/messages.md || {
     echo "docs/messages.md is not current: run scripts/messages-doc.sh" >&2
+    exit 1
+  }
+  diff <(sed -nE 's/.*\{([0-9]+),[[:space:]]+"([A-Z]{3}[0-9]{4}[A-Z])"\}.*/\2 \1/p' \
+           src/runtime/nls/Messages.h | sort) \
+       <(awk '/^\$ @id /              { id = $3; said = 0 }
+              /^\$ @(cause|remedy) ./ { ++said }
+              /^[0-9]+ "[^"]+"$/     { if (said == 2) print id, $1; id = "" }' nls/xrmna.msg | sort) || {
+    echo "the messages of the code (<) are not those of the catalog (>)" >&2
     exit 1
   }
 else

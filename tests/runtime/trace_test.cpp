@@ -11,24 +11,6 @@ namespace {
 using test::readFile;
 using test::TempDir;
 
-TEST(Trace, levelsSwitchClassesOn) {
-  struct Row {
-    const char* level;
-    std::uint8_t on;
-    std::uint8_t off;
-  };
-  const Row rows[] = {
-      {"MIN", TR_ERROR, TR_MAX | TR_GENERAL | TR_ENTER | TR_EXIT},
-      {"MID", TR_ERROR | TR_MAX | TR_GENERAL, TR_ENTER | TR_EXIT},
-      {"MAX", TR_ERROR | TR_MAX | TR_GENERAL | TR_ENTER | TR_EXIT, 0},
-      {"", 0, 0xFF},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(trace::classesOfLevel(row.level) & row.on, row.on) << row.level;
-    EXPECT_EQ(trace::classesOfLevel(row.level) & row.off, 0) << row.level;
-  }
-}
-
 TEST(Trace, argumentsOfASwitchedOffPointAreNotEvaluated) {
   trace::close();
   int evaluated = 0;

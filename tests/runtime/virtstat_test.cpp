@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
+#include <sys/wait.h>
 
 #include <cerrno>
 #include <cstring>
@@ -52,10 +53,11 @@ std::vector<pid_t> children() {
   return found;
 }
 
-// Helpers that were killed and may end are reaped in passing; waits until that has come about.
+// Helpers are killed at the end of their owner; waits for those of the tests before.
 void reapAll() {
-  for (statThread->cleanUp(); !children().empty(); statThread->cleanUp())
-    ::usleep(10'000);
+  statThread->cleanUp();
+  while (::waitpid(-1, nullptr, 0) > 0) {
+  }
 }
 
 std::string statusLine(pid_t process, const std::string& name) {
