@@ -55,15 +55,12 @@ TEST(ChildProcess, howItEndedIsTold) {
   }
   EXPECT_EQ(readFile(dir.file("err")),
             "cannot execute " + dir.file("missing") + ": No such file or directory\n");
-  EXPECT_EQ(SpawnExternalProgram({}), PROGRAM_NOT_STARTED);
   const Process another([] { return ::pause(); });
   EXPECT_EQ(WaitForExternalProgram(-1, 0), PROGRAM_WAIT_FAILED) << "waits for any child";
-  EXPECT_EQ(WaitForExternalProgram(::getpid(), 0), PROGRAM_WAIT_FAILED);
 }
 
 TEST(ChildProcess, timeOutKillsTheWholeGroup) {
   const TempDir dir;
-  const CapturedTrace trace;
   sigset_t alarmOnly;
   ::sigemptyset(&alarmOnly);
   ::sigaddset(&alarmOnly, SIGALRM);
@@ -79,7 +76,6 @@ TEST(ChildProcess, timeOutKillsTheWholeGroup) {
   EXPECT_TRUE(eventually([&] { return !test::isRunning(grandchild); }));
   EXPECT_FALSE(test::isRunning(pid));
   EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1) << "left unreaped";
-  EXPECT_TRUE(trace.contains("SIGKILL sent"));
 
   sigset_t mask;
   ASSERT_EQ(::sigprocmask(SIG_UNBLOCK, &alarmOnly, &mask), 0);
@@ -128,7 +124,6 @@ TEST(ProcessCheck, tellsRunningFromEnded) {
   Process zombie([] { return 0; });
   ASSERT_TRUE(eventually([&] { return !test::isRunning(zombie.pid()); }));
   const pid_t runningPid = running.pid();
-  const CapturedTrace trace;
   EXPECT_TRUE(psProcessIsRunning(::getpid()));
   EXPECT_TRUE(psProcessIsRunning(runningPid));
   EXPECT_FALSE(psProcessIsRunning(zombie.pid())) << "ended, though ps still lists it";
@@ -136,14 +131,10 @@ TEST(ProcessCheck, tellsRunningFromEnded) {
   EXPECT_FALSE(psProcessIsRunning(runningPid));
   EXPECT_FALSE(psProcessIsRunning(0)) << "would be this process group";
   EXPECT_FALSE(psProcessIsRunning(-1)) << "would be every process";
-  const std::string subject = "process with pid: " + std::to_string(runningPid);
-  EXPECT_TRUE(trace.contains(subject + " is running"));
-  EXPECT_TRUE(trace.contains(subject + " is not running"));
 }
 
 TEST(CmdExecer, appendsBothOutputsAndReturnsTheStatus) {
   const TempDir dir;
-  const CapturedTrace trace;
   const std::string out = dir.file("o"), err = dir.file("it's err");
   test::writeFile(out, "old\n");
   CmdExecer command({"sh", "-c", "'echo new; echo bad >&2; exit 2'"}, out, err);
@@ -154,13 +145,7 @@ TEST(CmdExecer, appendsBothOutputsAndReturnsTheStatus) {
   EXPECT_EQ(WEXITSTATUS(status), 2);
   EXPECT_EQ(readFile(out), "old\nnew\n");
   EXPECT_EQ(readFile(err), "bad\n");
-  EXPECT_TRUE(trace.contains("sysOut: old\\x0Anew"));
-  EXPECT_TRUE(trace.contains("sysErr: bad"));
-
-  CmdExecer nothing({}, out, err);
-  EXPECT_EQ(nothing.getCommand(), "");
-  EXPECT_EQ(nothing.runCommand(), -1);
-  EXPECT_TRUE(trace.contains("Nothing to execute; cmdArgs is empty."));
+  EXPECT_EQ(CmdExecer({}, out, err).runCommand(), -1);
 }
 
 TEST(Signals, stopFlagOnlyForInterruptAndTermination) {
@@ -168,6 +153,7 @@ TEST(Signals, stopFlagOnlyForInterruptAndTermination) {
     const CapturedTrace trace;
     Process job([signal] {
       ::signal(SIGCHLD, SIG_IGN);  // as an agent may leave it: children could not be waited for
+      ::signal(SIGINT, SIG_DFL);   // whoever runs the tests may ignore it
       installSignalHandlers();
       ::raise(SIGPIPE);
       ::raise(SIGHUP);

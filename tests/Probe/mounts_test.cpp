@@ -11,7 +11,6 @@
 #include "Probe/Filesystem.h"
 #include "runtime/unx/virtstat.h"
 #include "support/CapturedMessages.h"
-#include "support/HangFs.h"
 #include "support/PrivateMounts.h"
 #include "support/TempDir.h"
 
@@ -55,7 +54,6 @@ TEST_F(MountsTest, passesOverTheExcludedTypesOnly) {
       "c /c vxodmfs rw 0 0\n"
       "d /d proc rw 0 0\n"
       "gvfs /g fuse.gvfs-fuse-daemon rw 0 0\n"
-      "sysfs /sys sysfs rw 0 0\n"
       "tmpfs /tmp tmpfs rw 0 0\n"
       "host:/export /n nfs rw 0 0\n"
       "\n"
@@ -63,8 +61,8 @@ TEST_F(MountsTest, passesOverTheExcludedTypesOnly) {
       "f /f aut rw 0 0\n"
       "last /last ext4");
   EXPECT_EQ(readTable(table),
-            (std::vector<std::string>{"sysfs|/sys|sysfs", "tmpfs|/tmp|tmpfs", "host:/export|/n|nfs",
-                                      "e|/e|autofs2", "f|/f|aut", "last|/last|ext4"}));
+            (std::vector<std::string>{"tmpfs|/tmp|tmpfs", "host:/export|/n|nfs", "e|/e|autofs2",
+                                      "f|/f|aut", "last|/last|ext4"}));
 }
 
 TEST_F(MountsTest, decodesEscapes) {
@@ -87,11 +85,6 @@ TEST_F(MountsTest, passesOverEntriesThatDoNotFit) {
            "lonely\nonly /two\nafter /after ext4 rw 0 0\n");
   EXPECT_EQ(readTable(table), (std::vector<std::string>{"dev|/" + std::string(1013, 'm') + "|ext4",
                                                         "after|/after|ext4"}));
-}
-
-TEST_F(MountsTest, reportsATableThatIsMissing) {
-  EXPECT_FALSE(Mounts(dir.file("none")).openMnttab());
-  EXPECT_EQ(messages.of("STA0094E").size(), 1U);
 }
 
 TEST_F(MountsTest, endsAtAFilesetWhoseClusterIsUnknown) {
@@ -126,30 +119,31 @@ TEST_F(MountsTest, readsWhatTheKernelSays) {
     GTEST_SKIP() << "needs a private mount namespace (root)";
   const std::string place = dir.file("a b\t#c\\d\n\\040e");
   std::filesystem::create_directory(place);
-  EXPECT_EQ("", test::inPrivateMounts([&]() -> std::string {
-              // 1 GiB in pages of 4,096 bytes: 262,144 blocks, of which an empty tmpfs uses none.
-              for (const char* options : {"size=4k", "size=1g,nr_inodes=1000"})
-                if (::mount("h:/e #1", place.c_str(), "tmpfs", 0, options) != 0)
-                  return "cannot mount a tmpfs";
-              const std::vector<std::string> entries = readTable(table);
-              const std::string expected = "h:/e #1|" + place + "|tmpfs";
-              if (std::count(entries.begin(), entries.end(), expected) != 2)
-                return "the table lacks " + expected;
-              Filesystem fs;
-              if (Mounts::statFS({"h:/e #1", place, "tmpfs"}, fs, 0, statThread) != 0)
-                return "statFS failed";
-              const std::vector<std::int64_t> figures{fs.fsCapacity,
-                                                      fs.fsFreeSpace,
-                                                      fs.fsUsedSpace,
-                                                      fs.fsPhysicalSize,
-                                                      static_cast<std::int64_t>(fs.fsMaxFiles),
-                                                      fs.fsUsedInodes,
-                                                      fs.fsFreeInodes};
-              // The root directory is the one inode in use.
-              if (figures != std::vector<std::int64_t>{2097152, 2097152, 0, 2097152, 1000, 1, 999})
-                return "wrong figures";
-              return "";
-            }));
+  EXPECT_EQ(
+      "", test::inPrivateMounts([&]() -> std::string {
+        // 1 GiB in pages of 4,096 bytes: 262,144 blocks, of which an empty tmpfs uses none.
+        for (const char* options : {"size=4k", "size=1g,nr_inodes=1000"})
+          if (::mount("h:/e #1", place.c_str(), "tmpfs", 0, options) != 0)
+            return "cannot mount a tmpfs";
+        const std::vector<std::string> entries = readTable(table);
+        const std::string expected = "h:/e #1|" + place + "|tmpfs";
+        if (std::count(entries.begin(), entries.end(), expected) != 2)
+          return "the table lacks " + expected;
+        Filesystem fs;
+        if (Mounts::statFS({"h:/e #1", place, "tmpfs"}, fs, 0, statThread) != 0)
+          return "statFS failed";
+        // The root directory is the one inode in use.
+        for (const auto& [figure, wanted] : {std::pair(fs.fsCapacity, 2097152),
+                                               {fs.fsFreeSpace, 2097152},
+                                               {fs.fsUsedSpace, 0},
+                                               {fs.fsPhysicalSize, 2097152},
+                                               {static_cast<std::int64_t>(fs.fsMaxFiles), 1000},
+                                               {std::int64_t{fs.fsUsedInodes}, 1},
+                                               {std::int64_t{fs.fsFreeInodes}, 999}})
+          if (figure != wanted)
+            return "wrong figure " + std::to_string(figure);
+        return "";
+      }));
 }
 
 TEST_F(MountsTest, statFSReportsWhatDoesNotAnswer) {
@@ -162,29 +156,6 @@ TEST_F(MountsTest, statFSReportsWhatDoesNotAnswer) {
   ASSERT_EQ(messages.of("STA0096E").size(), 2U);
   EXPECT_NE(messages.lines[0].find(gone + " - No such file or directory"), std::string::npos);
   EXPECT_EQ(messages.lines[0], messages.lines[1]);
-}
-
-TEST_F(MountsTest, statFSLeavesAServerThatDoesNotAnswer) {
-  if (!test::canMount() || !test::HangFs::isPossible())
-    GTEST_SKIP() << "needs a private mount namespace (root) and /dev/fuse";
-  std::filesystem::create_directory(dir.file("source"));
-  std::filesystem::create_directory(dir.file("mounted"));
-  const MountEntry entry{"host:/export", dir.file("mounted"), "nfs"};
-  EXPECT_EQ(
-      "", test::inPrivateMounts([&]() -> std::string {
-        const test::HangFs server(dir.file("source"), entry.mountPoint, true);
-        Filesystem fs;
-        if (const int code = Mounts::statFS(entry, fs, 1, statThread); code != 12)
-          return "statFS gave " + std::to_string(code);
-        const auto reports = messages.of("STA0096E");
-        if (reports.size() != 1 || reports[0].find(" - Connection timed out") == std::string::npos)
-          return "no report of the time-out";
-        // What does answer is asked by a fresh helper.
-        if (Mounts::statFS({"tmpfs", "/", "tmpfs"}, fs, 1000, statThread) != 0 ||
-            fs.fsCapacity == 0)
-          return "the root does not answer";
-        return "";
-      }));
 }
 
 TEST(MountsCapacity, countsInFragmentsOrElseInBlocks) {
