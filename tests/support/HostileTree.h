@@ -89,6 +89,7 @@ class HostileTree final {
     ::symlink("../sizes", at("links/to-directory").c_str());
     ::symlink("/nowhere/at/all", at("links/dangling").c_str());
     ::symlink(".", at("links/loop").c_str());
+    ::symlink("once", at("links/named.link").c_str());
   }
 
   void makeNames() const {
@@ -106,6 +107,7 @@ class HostileTree final {
                                  ".profile",
                                  "x.",
                                  "data.abcdef",
+                                 "data.abcdefg",
                                  "photo.jpeg2000",
                                  "UPPER.TXT",
                                  "lower.txt",
@@ -152,14 +154,22 @@ class HostileTree final {
       off_t size;
     };
     const Owned rows[] = {
-        {"owners/orphan1", 54321, 0, 777},      {"owners/orphan2.old", 54322, 54323, 5L << 30},
-        {"owners/group-only", 0, 54324, 888},   {"owners/high", 4294967294U, 4294967294U, 99},
-        {"owners/daemon", 1, 1, 1000},          {"owners/nobody", 65534, 65534, 50},
-        {"owners/orphan3.mid", 54321, 0, 40000}};
+        {"owners/orphan1", 54321, 0, 777},       {"owners/orphan2.old", 54322, 54323, 5L << 30},
+        {"owners/group-only", 0, 54324, 888},    {"owners/high", 4294967294U, 4294967294U, 99},
+        {"owners/daemon", 1, 1, 1000},           {"owners/nobody", 65534, 65534, 50},
+        {"owners/orphan3.mid", 54321, 0, 40000}, {"owners/orphan4.big", 54325, 0, 3L << 30}};
     for (const Owned& row : rows) {
       file(row.name, row.size);
       (void)::lchown(at(row.name).c_str(), row.uid, row.gid);
     }
+    // Of each owner two files: the larger one comes first for some of them.
+    for (uid_t uid = 56000; uid < 56010; ++uid)
+      for (const char* name : {"/a", "/bb"}) {
+        const std::string path = "owners/pairs" + std::to_string(uid) + name;
+        directory(path.substr(0, path.rfind('/')));
+        file(path, static_cast<off_t>(1000 * std::strlen(name)));
+        (void)::lchown(at(path).c_str(), uid, 0);
+      }
     (void)::lchown(at("owners/orphaned-dir").c_str(), 60001, 60002);
     ::symlink("orphan1", at("owners/orphan-link").c_str());
     (void)::lchown(at("owners/orphan-link").c_str(), 54321, 54323);

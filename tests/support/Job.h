@@ -67,26 +67,14 @@ class Definition final {
 
  private:
   static const std::vector<std::string>& columns() {
-    static const std::vector<std::string> names = {"sdID",
-                                                   "sdName",
-                                                   "sdType",
-                                                   "sdSummary",
-                                                   "sdWhereClause",
-                                                   "sdSizeDistribution",
-                                                   "sdGroupByOwner",
-                                                   "sdGroupByGroup",
-                                                   "sdGroupByAccess",
-                                                   "sdGroupByMod",
-                                                   "sdGroupByCreation",
-                                                   "sdGroupByBackup",
-                                                   "sdLargestDirectories",
-                                                   "sdLargestFiles",
-                                                   "sdLeastAccessed",
-                                                   "sdOldestNotBackedUp",
-                                                   "sdLargestOrphans",
-                                                   "sdOldestOrphans",
-                                                   "sdLargestFileTypes",
-                                                   "sdWinOnlyFileType"};
+    // clang-format off
+    static const std::vector<std::string> names = {
+        "sdID", "sdName", "sdType", "sdSummary", "sdWhereClause", "sdSizeDistribution",
+        "sdGroupByOwner", "sdGroupByGroup", "sdGroupByAccess", "sdGroupByMod", "sdGroupByCreation",
+        "sdGroupByBackup", "sdLargestDirectories", "sdLargestFiles", "sdLeastAccessed",
+        "sdOldestNotBackedUp", "sdLargestOrphans", "sdOldestOrphans", "sdLargestFileTypes",
+        "sdWinOnlyFileType"};
+    // clang-format on
     return names;
   }
   std::string m_body;
@@ -126,18 +114,11 @@ class Job : public ::testing::Test {
   void define(const Definition& definition) { writeFile(definitionFile(), definition.text()); }
 
   [[nodiscard]] std::vector<std::string> command(const std::vector<std::string>& more = {}) const {
-    std::vector<std::string> all = {std::string(ORV_BUILT_AGENT_DIR) + "/bin/scan",
-                                    "-scan",
-                                    "-installLoc",
-                                    agent(),
-                                    "-serverName",
-                                    "s1",
-                                    "-jobName",
-                                    "J",
-                                    "-jobRunNumber",
-                                    "12",
-                                    "-sidRunNumber",
-                                    "3"};
+    const std::string program = std::string(ORV_BUILT_AGENT_DIR) + "/bin/scan";
+    std::vector<std::string> all = {program, "-scan", "-installLoc", agent()};
+    for (const char* word :
+         {"-serverName", "s1", "-jobName", "J", "-jobRunNumber", "12", "-sidRunNumber", "3"})
+      all.emplace_back(word);
     all.insert(all.end(), more.begin(), more.end());
     return all;
   }

@@ -8,9 +8,11 @@
 #include "Probe/Filesystem.h"
 #include "Scan/entry/FileType.h"
 #include "Scan/entry/UserTable.h"
+#include "Scan/results/CuStatResults.h"
 #include "Scan/results/RecordChain.h"
 #include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/Scanner.h"
+#include "support/Printed.h"
 
 namespace orv::test {
 
@@ -51,6 +53,28 @@ class AccumulatorTest : public ::testing::Test {
   };
   StillScanner scanner{filesystem, {}, users, types};
 };
+
+// The names or values of a printed line.
+inline std::vector<std::string> valuesOf(const std::string& line) {
+  std::vector<std::string> values(1);
+  for (const char c : line.substr(0, line.find('\n')))
+    if (c == ',')
+      values.emplace_back();
+    else if (c != '"')
+      values.back() += c;
+  return values;
+}
+
+// The slots of the results that hold records, each with a blank behind it.
+inline std::string filledSlots(const CuStatResults& results) {
+  const std::string text = printed([&](GenericPrint& print) { results.printData(print); });
+  const auto names = valuesOf(printed(CuStatResults::printHeader));
+  const auto counts = valuesOf(text.substr(text.find('\n') + 1));
+  std::string filled;
+  for (std::size_t i = 1; i < names.size(); ++i)
+    filled += counts.at(i) == "0" ? "" : names[i] + " ";
+  return filled;
+}
 
 // What `get` says of each record of the chain, from its head.
 template <typename Record, typename Get>

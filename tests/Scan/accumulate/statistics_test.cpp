@@ -1,95 +1,103 @@
 #include "Scan/accumulate/Statistics.h"
 
-#include <set>
+#include <map>
 
 #include "Common/ORVCommon/CommonAgentFactory.h"
 #include "Scan/accumulate/AccumulatorFixture.h"
 #include "Scan/accumulate/CuStatAccum.h"
 #include "Scan/definition/AgentScan.h"
 #include "Scan/definition/CuStatDef.h"
-#include "support/Printed.h"
 
 namespace orv {
 namespace {
 
+using test::filledSlots;
 using test::printed;
+using test::valuesOf;
 
-std::vector<std::string> valuesOf(const std::string& line) {
-  std::vector<std::string> values;
-  for (std::size_t at = 0; at < line.size();) {
-    const std::size_t end = std::min(line.find_first_of(",\n", at), line.size());
-    std::string value = line.substr(at, end - at);
-    std::erase(value, '"');
-    values.push_back(value);
-    at = end + 1;
+// clang-format off
+const std::map<std::string, std::string> SLOT_OF_FIELD = {
+    {"sdLargestDirectories", "srLargestDirectories"}, {"sdLargestFiles", "srLargestFiles"},
+    {"sdLeastAccessed", "srLeastAccessed"}, {"sdOldestNotBackedUp", "srOldestNotBackedUp"},
+    {"sdLargestOrphans", "srLargestOrphans"}, {"sdOldestOrphans", "srOldestOrphans"},
+    {"sdLargestFileTypes", "srFileTypes"}, {"sdSummary", "srSummary"},
+    {"sdSizeDistribution", "srSizeDist"}, {"sdGroupByOwner", "srOwners"},
+    {"sdGroupByGroup", "srGroups"}, {"sdGroupByAccess", "srAccessed"},
+    {"sdGroupByMod", "srModified"}, {"sdGroupByCreation", "srCreated"},
+    {"sdGroupByBackup", "srBackup"}};
+// clang-format on
+
+class Statistics : public test::AccumulatorTest {
+ protected:
+  Statistics() {
+    file.faOwner = file.faGroup = &identity;
+    file.faAttributes = FA_ORPHAN | FA_ARCHIVE;
   }
-  return values;
-}
+  ~Statistics() override { CommonAgentFactory::getCommonAgent()->isWindows = false; }
 
-using Statistics = test::AccumulatorTest;
-
-// Each switch and count of a profile fills one slot, every slot is filled by one, and what is
-// printed for it is announced in the result's header section.
-TEST_F(Statistics, everyOneIsWired) {
-  const std::set<std::string> noStatistic = {"sdID",
-                                             "sdAlertID",
-                                             "sdMinSize",
-                                             "sdMinAge",
-                                             "sdAgeFactor",
-                                             "sdSizeFactor",
-                                             "sdCandidatesToCollect",
-                                             "sdHSMScoring",
-                                             "sdCreator",
-                                             "sdName",
-                                             "sdDescription",
-                                             "sdType",
-                                             "sdShare",
-                                             "sdWhereClause",
-                                             "sdWinOnlyFileType",
-                                             "sdDailyRetention",
-                                             "sdWeeklyRetention",
-                                             "sdMonthlyRetention"};
-  CommonAgentFactory::getCommonAgent()->isWindows = true;  // the other platform has creation times
-  UserOrGroup identity;
-  FileAttributes file = entry(FT_REGULAR, 10, "/a.b");
-  file.faOwner = file.faGroup = &identity;
-  file.faAttributes = FA_ORPHAN | FA_ARCHIVE;
-  const std::string header = printed([](GenericPrint& print) { AgentScan::printHeader(print); });
-  const auto slots = valuesOf(printed(CuStatResults::printHeader));
-  std::set<std::string> unfilled(slots.begin() + 1, slots.end());
-  for (const std::string& name : valuesOf(printed(CuStatDef::printHeader))) {
-    CuStatDef profile;
-    if (!noStatistic.contains(name)) {
-      profile.inititializeObject({name}, {{"1"}});  // a count
-      const std::string number = profile.toString();
-      profile.inititializeObject({name}, {{"Y"}});  // a switch: any other text leaves it alone
-      if (number != CuStatDef().toString())
-        profile.inititializeObject({name}, {{"1"}});
-    }
+  // What a directory with one file, which has everything a statistic may look for, leaves.
+  std::unique_ptr<CuStatResults> resultsOf(CuStatDef& profile) {
     CuStatAccum accum;
     accum.buildAccum(profile, filesystem);
     accum.directoryEntered(&file);
     accum.actUpon(&scanner, &file);
     accum.directoryLeft();
-    const std::unique_ptr<CuStatResults> results = accum.takeResults();
-    const std::string text = printed([&](GenericPrint& print) { results->printData(print); });
-    const auto counts = valuesOf(text.substr(text.find('\n') + 1));
-    int filled = 0;
-    for (std::size_t i = 1; i < slots.size(); ++i) {
-      if (counts[i] == "0")
-        continue;
-      ++filled;
-      unfilled.erase(slots[i]);
-      const std::size_t tag = text.rfind('[', text.find("," + slots[i] + "]"));
-      const std::string entity = text.substr(tag, text.find(',', tag) - tag) + "]";
-      EXPECT_NE(header.find(entity), std::string::npos) << entity;
-    }
-    EXPECT_EQ(filled, noStatistic.contains(name) ? 0 : 1) << name;
+    return accum.takeResults();
+  }
+
+  UserOrGroup identity;
+  FileAttributes file = entry(FT_REGULAR, 10, "/a.b");
+};
+
+// Each switch and count of a profile fills its slot, every slot has one, and what is printed for it
+// is announced in the result's header section.
+TEST_F(Statistics, everyOneIsWired) {
+  CommonAgentFactory::getCommonAgent()->isWindows = true;  // the other platform has creation times
+  const std::string header = printed([](GenericPrint& print) { AgentScan::printHeader(print); });
+  std::string unfilled = printed(CuStatResults::printHeader);
+  for (const std::string& name : valuesOf(printed(CuStatDef::printHeader))) {
+    CuStatDef profile;
+    const auto wired = SLOT_OF_FIELD.find(name);
+    for (const char* value : {"1", "Y"})  // a count, or a switch, which is left alone by "1"
+      if (wired != SLOT_OF_FIELD.end() && filledSlots(*resultsOf(profile)).empty())
+        profile.inititializeObject({name}, {{value}});
+    const auto results = resultsOf(profile);
+    EXPECT_EQ(filledSlots(*results), wired == SLOT_OF_FIELD.end() ? "" : wired->second + " ");
     for (const auto& made : makeAccumulators({profile, filesystem, *results, 0, true}))
       EXPECT_TRUE(isStatistic(*made)) << made->objectName();
+    if (wired == SLOT_OF_FIELD.end())
+      continue;
+    unfilled.erase(unfilled.find("," + wired->second), wired->second.size() + 1);
+    const std::string text = printed([&](GenericPrint& print) { results->printData(print); });
+    const std::size_t tag = text.rfind('[', text.find("," + wired->second + "]"));
+    const std::string entity = text.substr(tag, text.find(',', tag) - tag) + "]";
+    EXPECT_NE(header.find(entity), std::string::npos) << entity;
   }
-  CommonAgentFactory::getCommonAgent()->isWindows = false;
-  EXPECT_EQ(unfilled, std::set<std::string>{"srHSMScoring"}) << "scoring is the server's";
+  EXPECT_EQ(unfilled, "srID,srHSMScoring\n") << "scoring is the server's";
+}
+
+TEST_F(Statistics, conditionsOfTheSwitches) {
+  using Def = CuStatDef;
+  const struct {
+    const char* slots;
+    void (*set)(Def&);
+    bool isWindows = false;
+  } rows[] = {
+      {"", [](Def& d) { d.sdLargestFiles = d.sdLargestDirectories = -1; }},
+      {"srOwners srGroups ", [](Def& d) { d.sdGroupByOwner = d.sdGroupByGroup = true; }},
+      {"", [](Def& d) { d.sdGroupByOwner = d.sdGroupByGroup = true; }, true},  // FAT
+      {"", [](Def& d) { d.sdSummary = 2; }},
+      {"", [](Def& d) { d.sdGroupByCreation = true; }},
+      {"", [](Def& d) { d.sdLargestFileTypes = 1, d.sdWinOnlyFileType = true; }},
+      {"srFileTypes ", [](Def& d) { d.sdLargestFileTypes = 1, d.sdWinOnlyFileType = true; }, true},
+  };
+  filesystem.fsType = Filesystem::TYPE_FAT;
+  for (const auto& row : rows) {
+    CommonAgentFactory::getCommonAgent()->isWindows = row.isWindows;
+    CuStatDef profile;
+    row.set(profile);
+    EXPECT_EQ(filledSlots(*resultsOf(profile)), row.slots) << "row " << &row - rows;
+  }
 }
 
 }  // namespace

@@ -3,71 +3,27 @@
 
 #include "Scan/unix/ReadAhead.h"
 
-#include <gtest/gtest.h>
+#include <dirent.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <functional>
-
-#include "Scan/entry/FileType.h"
-#include "Scan/entry/UserTable.h"
-#include "Scan/unix/ScannerUnix.h"
-#include "Scan/unix/UnixUserTable.h"
-#include "Scan/walk/FileAction.h"
+#include "Scan/walk/WalkFixture.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/ORVException.h"
-#include "support/CapturedMessages.h"
 #include "support/HostileTree.h"
-#include "support/TempDir.h"
 
-namespace orv {
+namespace orv::test {
 namespace {
 
-// Writes down all that the walk shows, entry by entry.
-class Diary final : public FileAction {
- public:
-  Diary() : FileAction("Diary") {}
-  void actUpon(Scanner* scanner, FileAttributes* info) override {
-    std::string line = info->faName;
-    for (const std::int64_t figure :
-         {std::int64_t{info->faType}, info->faLength, info->faBlocks, info->faModified,
-          std::int64_t{info->faAttributes}, std::int64_t{info->faLinkCount},
-          static_cast<std::int64_t>(info->faInodeNumber)})
-      line += " " + std::to_string(figure);
-    lines.push_back(line + " " + info->faOwner->ugName + " " + info->faGroup->ugName);
-    if (atEntry)
-      atEntry(*static_cast<ScannerUnix*>(scanner), lines.size());
-  }
-  void directoryEntered(FileAttributes* info) override { lines.push_back("in " + info->faName); }
-  void directoryLeft() override { lines.emplace_back("out"); }
-
-  std::vector<std::string> lines;
-  std::function<void(ScannerUnix&, std::size_t)> atEntry;  // with the number of lines so far
-};
-
-class ReadAheadTest : public ::testing::Test {
+class ReadAheadTest : public WalkTest {
  protected:
-  // The whole diary of a walk, its code and its messages.
+  // All that a walk shows, its code and its messages.
   std::vector<std::string> walk(int threads, const std::string& root) {
-    test::CapturedMessages messages;
-    Filesystem filesystem;
-    filesystem.fsMountPoint = root;
-    filesystem.fsType = 11;
-    UberTable uberTable;
-    UnixUserTable users{uberTable};
-    FileTypeTable fileTypes;
-    Diary diary;
-    diary.atEntry = atEntry;
-    WalkOptions options;
-    options.helpers = threads;
-    ScannerUnix scanner(filesystem, {{&diary, nullptr}}, users, fileTypes, options);
-    EXPECT_EQ(scanner.readAhead() != nullptr, threads > 1);
-    diary.lines.push_back("code " + std::to_string(scanner.scan()));
-    EXPECT_EQ(threads > 1 ? scanner.readAhead()->entriesAhead() : 0, 0) << threads;
-    diary.lines.insert(diary.lines.end(), messages.lines.begin(), messages.lines.end());
-    return diary.lines;
+    messages.lines.clear();
+    recorder.lines.clear();
+    recorder.names.clear();
+    recorder.lines.push_back("code " + std::to_string(scan(root, threads)));
+    recorder.lines.insert(recorder.lines.end(), messages.lines.begin(), messages.lines.end());
+    return recorder.lines;
   }
 
   void expectSameWalks(const std::string& root, std::size_t atLeast) {
@@ -97,23 +53,10 @@ class ReadAheadTest : public ::testing::Test {
       }
     }
   }
-
-  // `levels` nested directories named `name`, however long their path grows.
-  void makeChain(const std::string& top, const std::string& name, int levels) {
-    std::filesystem::create_directories(dir.file(top));
-    UniqueFd parent(::open(dir.file(top).c_str(), O_DIRECTORY | O_CLOEXEC));
-    for (int level = 0; level < levels; ++level) {
-      ASSERT_EQ(::mkdirat(parent.get(), name.c_str(), 0755), 0);
-      parent.reset(::openat(parent.get(), name.c_str(), O_DIRECTORY | O_CLOEXEC));
-    }
-  }
-
-  test::TempDir dir;
-  std::function<void(ScannerUnix&, std::size_t)> atEntry;
 };
 
 TEST_F(ReadAheadTest, hostileTreeDepthAndLengthAreMetAlike) {
-  const test::HostileTree hostile(dir.file("hostile"));
+  const HostileTree hostile(dir.file("hostile"));
   makeChain("deep", "d", 205);
   // Read ahead, then found to be beyond what can be examined: the walk gives it up.
   makeChain("long", std::string(255, 'n'), 18);
@@ -135,6 +78,18 @@ TEST_F(ReadAheadTest, largeDirectoriesAreMetAlike) {
   }
   ASSERT_EQ(::truncate(dir.file("windows/f66000").c_str(), 123), 0);
   expectSameWalks(dir.path(), 90'000);
+  // In whatever order they are examined, entries come in the order of the stream.
+  std::vector<std::string> files;
+  DIR* stream = ::opendir(dir.file("windows").c_str());
+  while (const dirent* entry = ::readdir(stream))
+    if (entry->d_name[0] == 'f')
+      files.push_back(dir.file("windows/") + entry->d_name);
+  ::closedir(stream);
+  (void)walk(1, dir.path());
+  std::erase_if(recorder.names, [this](const std::string& name) {
+    return !name.starts_with(dir.file("windows/f"));
+  });
+  EXPECT_TRUE(recorder.names == files);
 }
 
 TEST_F(ReadAheadTest, directoriesThatCannotBeOpenedAreReportedInTurn) {
@@ -153,12 +108,8 @@ TEST_F(ReadAheadTest, directoriesThatCannotBeOpenedAreReportedInTurn) {
   ASSERT_EQ(::seteuid(user), 0);
 }
 
-TEST_F(ReadAheadTest, aRootThatCannotBeOpenedIsReported) {
-  expectSameWalks(dir.file("missing"), 3);
-}
-
 TEST_F(ReadAheadTest, fewDescriptorsAreEnough) {
-  const test::HostileTree hostile(dir.file("hostile"));
+  const HostileTree hostile(dir.file("hostile"));
   makeFiles("steps", 5'000);
   rlimit limit{};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -175,7 +126,7 @@ TEST_F(ReadAheadTest, helpersStopAtTheBudget) {
   for (int i = 0; i < 60; ++i)
     makeFiles("d" + std::to_string(i), 1'000);
   std::int64_t most = 0;
-  atEntry = [&most](ScannerUnix& scanner, std::size_t line) {
+  recorder.atEntry = [&most](ScannerUnix& scanner, std::size_t line) {
     if (scanner.readAhead() == nullptr)
       return;
     // The first entry below the root: the walk rests until the helpers have filled the budget.
@@ -194,20 +145,19 @@ TEST_F(ReadAheadTest, stopFlagEndsWalkAndHelpers) {
   for (int i = 0; i < 20; ++i)
     makeFiles("d" + std::to_string(i), 1'000);
   std::size_t shown = 0;
-  atEntry = [&shown](ScannerUnix&, std::size_t line) {
+  recorder.atEntry = [&shown](ScannerUnix&, std::size_t line) {
     shown = line;
     if (line > 500)
       agentStop = true;
   };
-  ScanAbortException* thrown = nullptr;
+  std::unique_ptr<ScanAbortException> thrown;
   try {
     (void)walk(8, dir.path());
   } catch (ScanAbortException* exception) {
-    thrown = exception;
+    thrown.reset(exception);
   }
   agentStop = false;
-  ASSERT_NE(thrown, nullptr);
-  delete thrown;
+  EXPECT_NE(thrown, nullptr);
   EXPECT_EQ(shown, 501U);
 }
 
@@ -218,21 +168,18 @@ TEST(WalkThreads, onlyPositiveNumbersAskForHelpers) {
   };
   const Row rows[] = {{nullptr, 1},
                       {"", 1},
-                      {"1", 1},
                       {"0", 1},
                       {"-4", 1},
                       {"2", 2},
-                      {"8", 8},
                       {"64", 64},
                       {"65", 64},
                       {"99999999999999", 64},
                       {"-99999999999999", 1},
                       {"4x", 1},
-                      {" 4", 1},
-                      {"four", 1}};
+                      {" 4", 1}};
   for (const Row& row : rows)
     EXPECT_EQ(walkThreads(row.text), row.threads) << (row.text == nullptr ? "unset" : row.text);
 }
 
 }  // namespace
-}  // namespace orv
+}  // namespace orv::test

@@ -54,20 +54,6 @@ TEST(UnixUserTable, KeepsUsersAndGroupsOfOneNumberApart) {
   EXPECT_EQ(table.find(Sid(0), false), user) << "the records outlive the caches";
 }
 
-TEST(UberTable, KeepsTheFirstRecordOfAName) {
-  UberTable uber;
-  const auto named = [](const char* name) {
-    auto record = std::make_unique<UserOrGroup>();
-    record->ugName = name;
-    return record;
-  };
-  UserOrGroup* first = uber.stashOnUnix(named("ann"), false);
-  EXPECT_EQ(uber.stashOnUnix(named("ann"), false), first);
-  EXPECT_NE(uber.stashOnUnix(named("ann"), true), first);
-  EXPECT_NE(uber.stashOnUnix(named("Ann"), false), first);
-  EXPECT_EQ(uber.stashOnUnix(nullptr, false), nullptr);
-}
-
 // A look-up that fails finds nothing out: the id is no orphan, shares no record, and is asked
 // again.
 TEST(UnixUserTable, AFailedLookupIsNoAnswer) {
