@@ -21,17 +21,17 @@ class MountJob : public Job {
       GTEST_SKIP() << "SKIPPED: needs the right to mount in a private mount namespace";
   }
 
-  // Mounts a filesystem of that type below the area; what went wrong, empty for nothing.
-  std::string mountAt(const std::string& name, const std::string& type, const std::string& source) {
+  // Mounts a filesystem of that type below the area; throws when that fails.
+  void mountAt(const std::string& name, const std::string& type = "tmpfs",
+               const std::string& source = "none", unsigned long flags = 0) const {
     const std::string target = area.file(name);
     std::filesystem::create_directories(target);
-    if (::mount(source.c_str(), target.c_str(), type.c_str(), 0, nullptr) != 0)
-      return "mount " + target + ": " + std::strerror(errno);
-    return {};
+    if (::mount(source.c_str(), target.c_str(), type.c_str(), flags, nullptr) != 0)
+      throw std::runtime_error("mount " + target + ": " + std::strerror(errno));
   }
 
   // Makes an image with mkfs and mounts it through a loop device.
-  std::string mountImage(const std::string& name, const std::string& type, int megabytes) {
+  void mountImage(const std::string& name, const std::string& type, int megabytes) const {
     const std::string image = area.file(name + ".img");
     writeFile(image, "");
     std::filesystem::resize_file(image, static_cast<std::uintmax_t>(megabytes) << 20);
@@ -39,7 +39,8 @@ class MountJob : public Job {
     const std::string command = "mkfs." + type + " -q " + image +
                                 " >/dev/null 2>&1 && mount -o loop " + image + " " +
                                 area.file(name);
-    return std::system(command.c_str()) == 0 ? "" : command + " failed";
+    if (std::system(command.c_str()) != 0)
+      throw std::runtime_error(command + " failed");
   }
 
   static std::string commandOutput(const std::string& command) {
@@ -61,16 +62,15 @@ class MountJob : public Job {
     return {};
   }
 
-  // Runs `body` with mounts of its own. It returns what went wrong; failed expectations of its own
-  // count as well.
-  static void inMounts(const std::function<std::string()>& body, const std::string& what = {}) {
-    const std::string error = inPrivateMounts([&body] {
+  // Runs `body` with mounts of its own; what it throws, and failed expectations of its own, count.
+  template <typename Body>
+  static void inMounts(const Body& body, const std::string& what = {}) {
+    static_assert(std::is_void_v<decltype(body())>, "failures are thrown or expected");
+    const std::string error = inPrivateMounts([&body]() -> std::string {
       const bool hadFailed = ::testing::Test::HasFailure();
-      std::string answer = body();
-      if (::testing::Test::HasFailure() && !hadFailed)
-        answer += " expectations failed";
+      body();
       std::fflush(stdout);
-      return answer;
+      return ::testing::Test::HasFailure() && !hadFailed ? "expectations failed" : "";
     });
     EXPECT_EQ(error, "") << what;
   }

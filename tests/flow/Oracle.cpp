@@ -102,7 +102,7 @@ void addAge(OracleAges& ages, std::int64_t& sum, std::int64_t& count, std::int64
   ++ages.counts[bucket];
 }
 
-void addOwner(OracleOwner& owner, const OracleEntry& e) {
+void addOwner(OracleTotals& owner, const OracleEntry& e) {
   owner.total += e.size;
   owner.directories += e.type == 3 ? 1 : 0;
   if (e.type != 1 && e.type != 2)
@@ -116,7 +116,7 @@ void addOwner(OracleOwner& owner, const OracleEntry& e) {
   ++owner.counts[Oracle::sizeBucket(e.size)];
 }
 
-void addToDirectory(OracleDirectory& d, const OracleEntry& e) {
+void addToDirectory(OracleTotals& d, const OracleEntry& e) {
   d.files += e.type == 1 || e.type == 2 ? 1 : 0;
   d.directories += e.type == 3 ? 1 : 0;
   d.total += e.size;
@@ -151,7 +151,7 @@ std::string Oracle::extensionOf(const std::string& path) {
 
 Oracle::Oracle(const std::string& root, std::size_t keep, std::int64_t scanStart, Filter admits) {
   Best<OracleEntry> files1(keep), files2(keep), files3(keep), files4(keep);
-  Best<OracleDirectory> dirs(keep);
+  Best<OracleTotals> dirs(keep);
   std::set<std::uint64_t> inodes;
   std::map<std::string, Extension> byExtension;
   std::int64_t accessedSum = 0, accessedCount = 0, modifiedSum = 0, modifiedCount = 0;
@@ -190,7 +190,7 @@ Oracle::Oracle(const std::string& root, std::size_t keep, std::int64_t scanStart
   };
 
   const std::function<void(const OracleEntry&)> walk = [&](const OracleEntry& directory) {
-    OracleDirectory record;
+    OracleTotals record;
     record.entry = directory;
     DIR* stream = ::opendir(directory.path.c_str());
     while (const dirent* name = ::readdir(stream)) {

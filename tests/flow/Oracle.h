@@ -25,18 +25,9 @@ struct OracleEntry {
   std::uint32_t flags = 0;
 };
 
-struct OracleDirectory {
-  OracleEntry entry;
-  std::int64_t files = 0;
-  std::int64_t directories = 0;
-  std::int64_t total = 0;
-  std::int64_t largest = 0;
-  std::int64_t second = 0;
-  std::array<std::int64_t, 8> sizes{};
-  std::array<std::int64_t, 8> counts{};
-};
-
-struct OracleOwner {
+// What a directory holds directly, or what an owner owns.
+struct OracleTotals {
+  OracleEntry entry;  // of a directory
   std::int64_t files = 0;
   std::int64_t directories = 0;
   std::int64_t total = 0;
@@ -67,13 +58,13 @@ class Oracle final {
   std::array<std::int64_t, 8> counts{};
   OracleAges accessed;
   OracleAges modified;
-  std::map<std::uint32_t, OracleOwner> owners;
-  std::map<std::uint32_t, OracleOwner> groups;
+  std::map<std::uint32_t, OracleTotals> owners;
+  std::map<std::uint32_t, OracleTotals> groups;
   std::vector<OracleEntry> largestFiles;
   std::vector<OracleEntry> leastAccessed;
   std::vector<OracleEntry> largestOrphans;
   std::vector<OracleEntry> oldestOrphans;
-  std::vector<OracleDirectory> largestDirectories;
+  std::vector<OracleTotals> largestDirectories;
   struct Extension {
     std::string name;
     std::int64_t files = 0;

@@ -11,97 +11,71 @@ namespace {
 using MountsFlow = MountJob;
 
 TEST_F(MountsFlow, tmpfsAndExt4ImageAreScannedThroughTheRealMountTable) {
-  EXPECT_EQ(
-      inPrivateMounts([this]() -> std::string {
-        std::string error = mountAt("tmp", "tmpfs", "tmpfs");
-        if (error.empty())
-          error = mountImage("ext", "ext4", 16);
-        if (!error.empty())
-          return error;
-        writeFile(area.file("tmp/one"), "1");
-        writeFile(area.file("ext/a/two"), "22");
-        define(Definition()
-                   .filesystem(1, area.file("tmp"))
-                   .filesystem(2, area.file("ext"))
-                   .profile(1, "1", SUMMARY));
-        if (const int code = run(); code != 0)
-          return "code " + std::to_string(code) + "\n" + log();
-        const ResultTree tree = result();
-        if (summaryOf(tree, "1").at("sumFileCount") != "1" ||
-            summaryOf(tree, "2").at("sumFileCount") != "1" ||
-            summaryOf(tree, "2").at("sumDirectoryCount") != "3")
-          return "wrong counts";
-        // The physical size is that of the filesystem, in 512-byte blocks.
-        const std::string blocks = commandOutput(
-            "dumpe2fs -h " + area.file("ext.img") +
-            " 2>/dev/null | awk '/^Block count/{n=$3} /^Block size/{s=$3} END{print n*s/512}'");
-        const Row& ext = tree.root().all("Filesystem").at(1)->row();
-        if (ext.at("fsPhysicalSize") + "\n" != blocks)
-          return "physical size " + ext.at("fsPhysicalSize") + " against " + blocks;
-        return ext.at("fsCapacity") < ext.at("fsPhysicalSize") ? "" : "capacity not smaller";
-      }),
-      "");
+  inMounts([this] {
+    mountAt("tmp");
+    mountImage("ext", "ext4", 16);
+    writeFile(area.file("tmp/one"), "1");
+    writeFile(area.file("ext/a/two"), "22");
+    define(Definition()
+               .filesystem(1, area.file("tmp"))
+               .filesystem(2, area.file("ext"))
+               .profile(1, "1", SUMMARY));
+    ASSERT_EQ(run(), 0) << log();
+    const ResultTree tree = result();
+    EXPECT_EQ(summaryOf(tree, "1").at("sumFileCount"), "1");
+    EXPECT_EQ(summaryOf(tree, "2").at("sumFileCount"), "1");
+    EXPECT_EQ(summaryOf(tree, "2").at("sumDirectoryCount"), "3");
+    // The physical size is that of the filesystem, in 512-byte blocks.
+    const std::string blocks = commandOutput(
+        "dumpe2fs -h " + area.file("ext.img") +
+        " 2>/dev/null | awk '/^Block count/{n=$3} /^Block size/{s=$3} END{print n*s/512}'");
+    const Row& ext = tree.root().all("Filesystem").at(1)->row();
+    EXPECT_EQ(ext.at("fsPhysicalSize") + "\n", blocks);
+    EXPECT_LT(std::stol(ext.at("fsCapacity")), std::stol(ext.at("fsPhysicalSize")));
+  });
 }
 
 TEST_F(MountsFlow, otherFilesystemsInsideAreCountedButNotEntered) {
-  EXPECT_EQ(inPrivateMounts([this]() -> std::string {
-              std::string error = mountAt("outer", "tmpfs", "tmpfs");
-              if (error.empty())
-                error = mountAt("outer/inner", "tmpfs", "tmpfs");
-              if (!error.empty())
-                return error;
-              writeFile(area.file("outer/inner/hidden"), "x");
-              writeFile(area.file("outer/seen"), "x");
-              define(Definition().filesystem(1, area.file("outer")).profile(1, "1", SUMMARY));
-              if (const int code = run(); code != 0)
-                return "code " + std::to_string(code) + "\n" + log();
-              const Row summary = summaryOf(result(), "1");
-              if (summary.at("sumFileCount") != "1" || summary.at("sumDirectoryCount") != "1")
-                return "entered " + summary.at("sumFileCount");
-              // The root, the file and the mount point.
-              return log().find("walk is complete: 3 entries") != std::string::npos ? "" : log();
-            }),
-            "");
+  inMounts([this] {
+    mountAt("outer");
+    mountAt("outer/inner");
+    writeFile(area.file("outer/inner/hidden"), "x");
+    writeFile(area.file("outer/seen"), "x");
+    define(Definition().filesystem(1, area.file("outer")).profile(1, "1", SUMMARY));
+    ASSERT_EQ(run(), 0) << log();
+    const Row summary = summaryOf(result(), "1");
+    EXPECT_EQ(summary.at("sumFileCount"), "1");
+    EXPECT_EQ(summary.at("sumDirectoryCount"), "1");
+    // The root, the file and the mount point.
+    EXPECT_NE(log().find("walk is complete: 3 entries"), std::string::npos) << log();
+  });
 }
 
 TEST_F(MountsFlow, mountPointsWithBlanksAndOvermountsAreFound) {
-  EXPECT_EQ(inPrivateMounts([this]() -> std::string {
-              const std::string name = "with blank\tand\\slash";
-              std::string error = mountAt(name, "tmpfs", "tmpfs");
-              if (!error.empty())
-                return error;
-              writeFile(area.file(name + "/below"), "x");
-              writeFile(area.file(name + "/below2"), "x");
-              error = mountAt(name, "tmpfs", "tmpfs");
-              if (!error.empty())
-                return error;
-              writeFile(area.file(name + "/above"), "x");
-              define(Definition().filesystem(1, area.file(name)).profile(1, "1", SUMMARY));
-              if (const int code = run(); code != 0)
-                return "code " + std::to_string(code) + "\n" + log();
-              return summaryOf(result(), "1").at("sumFileCount") == "1" ? "" : "wrong mount";
-            }),
-            "");
+  inMounts([this] {
+    const std::string name = "with blank\tand\\slash";
+    mountAt(name);
+    writeFile(area.file(name + "/below"), "x");
+    writeFile(area.file(name + "/below2"), "x");
+    mountAt(name);
+    writeFile(area.file(name + "/above"), "x");
+    define(Definition().filesystem(1, area.file(name)).profile(1, "1", SUMMARY));
+    ASSERT_EQ(run(), 0) << log();
+    EXPECT_EQ(summaryOf(result(), "1").at("sumFileCount"), "1");
+  });
 }
 
 // Where nothing tells the size of the filesystem itself, it is what the filesystem offers.
 TEST_F(MountsFlow, diskFilesystemsHaveTheFiguresOfTheSystem) {
-  const struct {
-    const char* type;
-    int megabytes;  // about the smallest that mkfs accepts
-  } rows[] = {{"xfs", 320}, {"btrfs", 120}};
-  for (const auto& row : rows)
+  // About the smallest that each mkfs accepts.
+  for (const auto& [type, megabytes] : {std::pair<std::string, int>("xfs", 320), {"btrfs", 120}}) {
+    if (readFile("/proc/filesystems").find("\t" + type + "\n") == std::string::npos ||
+        std::system(("command -v mkfs." + type + " >/dev/null").c_str()) != 0)
+      continue;
     inMounts(
-        [this, &row]() -> std::string {
-          const std::string known = readFile("/proc/filesystems");
-          if (known.find(std::string("\t") + row.type + "\n") == std::string::npos ||
-              std::system((std::string("command -v mkfs.") + row.type + " >/dev/null").c_str()) !=
-                  0)
-            return "";
-          const std::string error = mountImage(row.type, row.type, row.megabytes);
-          if (!error.empty())
-            return error;
-          const std::string root = area.file(row.type);
+        [this, &name = type, &size = megabytes] {
+          mountImage(name, name, size);
+          const std::string root = area.file(name);
           writeFile(root + "/a/one", "1");
           writeFile(root + "/a/b/two", std::string(100'000, '2'));
           std::filesystem::create_hard_link(root + "/a/one", root + "/again");
@@ -116,24 +90,19 @@ TEST_F(MountsFlow, diskFilesystemsHaveTheFiguresOfTheSystem) {
           EXPECT_EQ(filesystem.at("fsCapacity"), units);
           EXPECT_EQ(filesystem.at("fsPhysicalSize"), units);
           EXPECT_EQ(filesystem.at("fsMaxFiles"), std::to_string(st.f_files));
-          return "";
         },
-        row.type);
+        type);
+  }
 }
 
 // A bind mount shows the same device: as a scan root it is a filesystem of its own, inside another
 // one it is entered like a directory.
 TEST_F(MountsFlow, bindMountsAreScannedLikeWhatTheyShow) {
-  inMounts([this]() -> std::string {
-    if (const std::string error = mountAt("tmp", "tmpfs", "tmpfs"); !error.empty())
-      return error;
+  inMounts([this] {
+    mountAt("tmp");
     writeFile(area.file("tmp/a/one"), "1");
-    std::filesystem::create_directories(area.file("tmp/b"));
-    std::filesystem::create_directories(area.file("bound"));
     for (const char* target : {"tmp/b", "bound"})
-      if (::mount(area.file("tmp/a").c_str(), area.file(target).c_str(), nullptr, MS_BIND,
-                  nullptr) != 0)
-        return std::string("bind: ") + std::strerror(errno);
+      mountAt(target, "none", area.file("tmp/a"), MS_BIND);
     define(Definition()
                .filesystem(1, area.file("tmp"))
                .filesystem(2, area.file("bound"))
@@ -141,7 +110,6 @@ TEST_F(MountsFlow, bindMountsAreScannedLikeWhatTheyShow) {
     EXPECT_EQ(run(), 0) << log();
     EXPECT_EQ(summaryOf(result(), "1").at("sumFileCount"), "2");
     EXPECT_EQ(summaryOf(result(), "2").at("sumFileCount"), "1");
-    return "";
   });
 }
 
@@ -151,12 +119,9 @@ TEST_F(MountsFlow, aMountThatDisappearsDuringTheWalkDoesNotHoldUpTheJob) {
   constexpr int FILES = 50;
   for (const char* timeout : {"0", "1000"})
     inMounts(
-        [this, timeout]() -> std::string {
-          std::string error = mountAt("gone", "tmpfs", "tmpfs");
-          if (error.empty())
-            error = mountAt("tmp", "tmpfs", "tmpfs");
-          if (!error.empty())
-            return error;
+        [this, timeout] {
+          mountAt("gone");
+          mountAt("tmp");
           for (int i = 0; i < DIRECTORIES * FILES; ++i)
             writeFile(
                 area.file("gone/d" + std::to_string(i % DIRECTORIES)) + "/" + std::to_string(i),
@@ -175,8 +140,7 @@ TEST_F(MountsFlow, aMountThatDisappearsDuringTheWalkDoesNotHoldUpTheJob) {
           const bool isOpen =
               commandOutput("ls -l /proc/" + std::to_string(job.pid()) + "/fd").find("/gone") !=
               std::string::npos;
-          if (::umount2(area.file("gone").c_str(), MNT_DETACH) != 0)
-            return std::string("umount: ") + std::strerror(errno);
+          EXPECT_EQ(::umount2(area.file("gone").c_str(), MNT_DETACH), 0);
           job.signal(SIGCONT);
           // A root that was not open yet is missed.
           const int code = job.wait();
@@ -186,7 +150,6 @@ TEST_F(MountsFlow, aMountThatDisappearsDuringTheWalkDoesNotHoldUpTheJob) {
                       std::to_string(DIRECTORIES * FILES));
           }
           EXPECT_EQ(summaryOf(result(), "2").at("sumFileCount"), "1");
-          return "";
         },
         timeout);
 }
@@ -197,13 +160,12 @@ TEST_F(MountsFlow, aFilesystemThatIsGoneOrHiddenIsNotScanned) {
     GTEST_SKIP() << "SKIPPED: needs /dev/fuse";
   for (const char* timeout : {"0", "1000"})
     inMounts(
-        [this, timeout]() -> std::string {
+        [this, timeout] {
           writeFile(area.file("source/hang-stat"), "");
           std::filesystem::create_directories(area.file("first"));
           HangFs first(area.file("source"), area.file("first"));
           for (const char* name : {"gone", "above/hidden", "above"})
-            if (const std::string error = mountAt(name, "tmpfs", "tmpfs"); !error.empty())
-              return error;
+            mountAt(name);
           writeFile(area.file("above/hidden/file"), "1");
           Definition definition;
           definition.filesystem(1, area.file("first"));
@@ -214,8 +176,7 @@ TEST_F(MountsFlow, aFilesystemThatIsGoneOrHiddenIsNotScanned) {
           Process job = start({"-nfstimeout", timeout});
           while (log().find("STA0025I") == std::string::npos)
             ::usleep(10'000);
-          if (::umount2(area.file("gone").c_str(), MNT_DETACH) != 0)
-            return std::string("umount: ") + std::strerror(errno);
+          EXPECT_EQ(::umount2(area.file("gone").c_str(), MNT_DETACH), 0);
           writeFile(area.file("gone/beneath"), "1");
           first.kill();
           EXPECT_EQ(job.wait(), 4) << log();
@@ -223,17 +184,15 @@ TEST_F(MountsFlow, aFilesystemThatIsGoneOrHiddenIsNotScanned) {
           for (const std::string said : {"gone cannot be accessed: it was unmounted",
                                          "above/hidden cannot be accessed: the filesystem mounted"})
             EXPECT_NE(log().find(area.file(said)), std::string::npos) << log();
-          return "";
         },
         timeout);
 }
 
 // An overlay's files may show the devices of its layers.
 TEST_F(MountsFlow, overlaysAreScannedWhole) {
-  inMounts([this]() -> std::string {
+  inMounts([this] {
     for (const char* name : {"low", "up"})
-      if (const std::string error = mountAt(name, "tmpfs", "tmpfs"); !error.empty())
-        return error;
+      mountAt(name);
     for (const char* name : {"up/work", "up/data", "all"})
       std::filesystem::create_directories(area.file(name));
     for (const char* name : {"low/a/one", "low/two", "up/data/a/three", "up/data/two"})
@@ -243,10 +202,9 @@ TEST_F(MountsFlow, overlaysAreScannedWhole) {
                                ",workdir=" + area.file("up/work");
     if (::mount("o", area.file("all").c_str(), "overlay", 0, layers.c_str()) != 0) {
       std::puts("SKIPPED: this system mounts no overlay here");
-      return "";
+      return;
     }
-    if (const std::string error = mountAt("all/inner", "tmpfs", "tmpfs"); !error.empty())
-      return error;
+    mountAt("all/inner");
     writeFile(area.file("all/inner/other"), "");
     for (const char* threads : {"1", "3"}) {
       env["ORV_WALK_THREADS"] = threads;
@@ -255,7 +213,6 @@ TEST_F(MountsFlow, overlaysAreScannedWhole) {
       EXPECT_EQ(summaryOf(result(), "1").at("sumFileCount"), "3") << threads;
       EXPECT_EQ(summaryOf(result(), "1").at("sumDirectoryCount"), "2") << threads;
     }
-    return "";
   });
 }
 

@@ -37,9 +37,6 @@ std::string name(const Entry& e) {
 bool ends(const Entry& e, const std::string& part) {
   return name(e).ends_with(part);
 }
-bool starts(const Entry& e, const std::string& part) {
-  return name(e).starts_with(part);
-}
 // The directory's own path or any below it.
 bool below(const Entry& e, const std::string& directory) {
   return (e.path + "/").starts_with(directory + "/");
@@ -48,8 +45,7 @@ bool isFile(const Entry& e) {
   return e.type == 1;
 }
 
-constexpr std::uint32_t ORPHAN = 0x20000, EXEC = 0x80000, STICKY = 0x100000, SGID = 0x200000,
-                        SUID = 0x400000;
+constexpr std::uint32_t ORPHAN = 0x20000, EXEC = 0x80000, SGID = 0x200000;
 
 struct ClauseRow {
   const char* clause;  // ROOT stands for the tree's root
@@ -61,66 +57,20 @@ struct ClauseRow {
 
 // clang-format off
 const ClauseRow CLAUSES[] = {
-    {"size<2",                              ADMITS(e.size < 2)},
-    {"size<=2",                             ADMITS(e.size <= 2)},
-    {"size>1G",                             ADMITS(e.size > GIB)},
-    {"size>=3g",                            ADMITS(e.size >= 3 * GIB)},
-    {"SIZE=0",                              ADMITS(e.size == 0)},
-    {"size!=5000",                          ADMITS(e.size != 5000)},
     {"size=2..2K",                          ADMITS(e.size >= 2 && e.size <= 2048)},
-    {"size=4G..5G",                         ADMITS(e.size >= 4 * GIB && e.size <= 5 * GIB)},
-    {"size>4T",                             ADMITS(e.size > 4096 * GIB)},
-    {"accessed>30d",                        ADMITS(accessedAge(e, p) > 30 * DAY)},
     {"accessed>=30d",                       ADMITS(accessedAge(e, p) >= 30 * DAY)},
-    {"accessed<1d",                         ADMITS(accessedAge(e, p) < DAY)},
-    {"accessed<=1440m",                     ADMITS(accessedAge(e, p) <= DAY)},
-    {"accessed=1w..30d",                    ADMITS(accessedAge(e, p) >= 7 * DAY && accessedAge(e, p) <= 30 * DAY)},
     {"type=f&accessed<0s",                  ADMITS(isFile(e) && accessedAge(e, p) < 0)},
     {"modified>1y",                         ADMITS(modifiedAge(e, p) > YEAR)},
-    {"modified!=24h",                       ADMITS(modifiedAge(e, p) != DAY)},
-    {"modified=60d..90d",                   ADMITS(modifiedAge(e, p) >= 60 * DAY && modifiedAge(e, p) <= 90 * DAY)},
-    {"modified<2000-01-01",                 ADMITS(e.modified < YEAR_2000)},
-    {"modified>2000-01-01",                 ADMITS(e.modified >= YEAR_2000 + DAY)},
     {"modified=1970-01-01..1999-12-31",     ADMITS(e.modified >= 0 && e.modified < YEAR_2000)},
-    {"modified<1970-01-01",                 ADMITS(e.modified < 0)},
     {"accessed=1970-01-12T13:46:40",        ADMITS(e.accessed == 1000000)},
-    {"created=1970-01-01",                  ADMITS(true)},
     {"created<1d",                          ADMITS(false)},
-    {"owner='root'",                        ADMITS(e.uid == 0)},
-    {"owner!=0",                            ADMITS(e.uid != 0)},
     {"owner='nobody'|owner=54321",          ADMITS(e.uid == 65534 || e.uid == 54321)},
-    {"owner='54322'",                       ADMITS(e.uid == 54322)},
-    {"owner=4294967294",                    ADMITS(e.uid == 4294967294U)},
     {"group=54323",                         ADMITS(e.gid == 54323)},
-    {"group!='root'",                       ADMITS(e.gid != 0)},
-    {"name~'*.txt'",                        ADMITS(ends(e, ".txt"))},
-    {"name!~'*.*'",                         ADMITS(name(e).find('.') == std::string::npos)},
-    {"name~'s2?.bin'",                      ADMITS(name(e).size() == 7 && starts(e, "s2") && ends(e, ".bin"))},
-    {"name~'[A-Z]*'",                       ADMITS(name(e)[0] >= 'A' && name(e)[0] <= 'Z')},
     {"name~'line?break?.txt'",              ADMITS(name(e) == "line\nbreak\r.txt")},
-    {"name~'&[Tag&]'",                      ADMITS(name(e) == "[Tag]")},
-    {"name~'back&&slash*'",                 ADMITS(starts(e, "back\\slash"))},
-    {"name~'invalid??.utf8'",               ADMITS(name(e) == "invalid\xff\xfe.utf8")},
-    {"name~'n*n'",                          ADMITS(name(e).size() > 1 && starts(e, "n") && ends(e, "n"))},
-    {"name~'README'",                       ADMITS(name(e) == "README")},
-    {"path~'ROOT/*'",                       ADMITS(e.path.rfind('/') == p.root.size())},
     {"path~'ROOT/names/%/'",                ADMITS(below(e, p.root + "/names"))},
-    {"path~'links/%/'",                     ADMITS(below(e, p.root + "/links"))},
-    {"path~'%/a/*'",                        ADMITS(e.path.starts_with(p.root + "/links/a/"))},
-    {"path~'/%/dir.with.dots/%/*.deep'",    ADMITS(ends(e, ".deep"))},
-    {"path!~'times/*'",                     ADMITS(!e.path.starts_with(p.root + "/times/"))},
-    {"path~'ROOT/sizes/tie[0-2]'",          ADMITS(e.path >= p.root + "/sizes/tie0" && e.path <= p.root + "/sizes/tie2")},
-    {"type=f",                              ADMITS(isFile(e))},
-    {"type!=fd",                            ADMITS(e.type != 1 && e.type != 3)},
-    {"type=lpsb",                           ADMITS(e.type == 2 || e.type >= 4)},
-    {"perm:suid",                           ADMITS((e.flags & SUID) != 0)},
     {"perm:exec+sgid",                      ADMITS((e.flags & EXEC) != 0 && (e.flags & SGID) != 0)},
-    {"perm:sticky",                         ADMITS((e.flags & STICKY) != 0)},
     {"perm:orphan&type=f",                  ADMITS((e.flags & ORPHAN) != 0 && isFile(e))},
-    {"type=d|type=f&size>1G",               ADMITS(e.type == 3 || (isFile(e) && e.size > GIB))},
     {"(type=d|type=f)&size>1G",             ADMITS((e.type == 3 || isFile(e)) && e.size > GIB)},
-    {"!(size<1K|type=d)",                   ADMITS(e.size >= 1024 && e.type != 3)},
-    {"!!type=l",                            ADMITS(e.type == 2)},
     {"name~'*.time'&accessed=1d..1y&!modified<=7d",
      ADMITS(ends(e, ".time") && accessedAge(e, p) >= DAY && accessedAge(e, p) <= YEAR && modifiedAge(e, p) > 7 * DAY)},
 };
