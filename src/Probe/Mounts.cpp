@@ -6,14 +6,17 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <fstream>
 #include <string_view>
+#include <thread>
 
 #include "Probe/Filesystem.h"
 #include "Probe/PhysicalSize.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
+#include "runtime/unx/Files.h"
 #include "runtime/unx/virtstat.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
@@ -37,15 +40,20 @@ static_assert(std::is_sorted(EXCLUDED_TYPES.begin(), EXCLUDED_TYPES.end()));
 // Types whose inode figures mean nothing.
 constexpr std::array<std::string_view, 2> TYPES_WITHOUT_INODES = {"vxfs", "reiserfs"};
 
+constexpr std::chrono::milliseconds LOCK_INTERVAL{50};
+
+// Asks again and again for a lock that another process holds, so that a job that is stopped ends.
 bool setLock(std::FILE* table, short kind) {
   struct flock64 lock {};
   lock.l_type = kind;
   lock.l_whence = SEEK_SET;
-  int result;
-  do {
-    result = ::fcntl(::fileno(table), F_SETLKW64, &lock);
-  } while (result != 0 && errno == EINTR && !agentStop);
-  return result == 0;
+  while (::fcntl(::fileno(table), F_SETLK64, &lock) != 0) {
+    if (errno != EAGAIN && errno != EACCES && errno != EINTR)
+      return false;
+    throwIfStopped();
+    std::this_thread::sleep_for(LOCK_INTERVAL);
+  }
+  return true;
 }
 
 // Whether `entry`, read into `buffer`, ended before its line did, so that its last field is cut or
@@ -95,8 +103,11 @@ void traceFigures(const struct statvfs64& st) {
 
 bool Mounts::openMnttab() {
   TRACE_METHOD("openMnttab()");
-  m_table.reset(std::fopen(m_path.c_str(), "re"));
-  if (!m_table) {
+  UniqueFd fd = openRegularFile(m_path);
+  m_table.reset(fd ? ::fdopen(fd.get(), "r") : nullptr);
+  if (m_table)
+    (void)fd.release();
+  else {
     issueMessage(msg::STA0094E, {m_path + " - " + errnoText(errno)});
     return false;
   }
@@ -123,14 +134,19 @@ bool Mounts::readEntry() {
     if (isCut(entry, buffer)) {
       TRACE(TR_ERROR, "WARNING: The mount table entry of %s has no mount type or is too long.",
             entry.mnt_dir);
+      issueMessage(msg::STA0562W, {entry.mnt_dir});
       continue;
     }
     if (std::binary_search(EXCLUDED_TYPES.begin(), EXCLUDED_TYPES.end(),
-                           std::string_view(entry.mnt_type)))
+                           std::string_view(entry.mnt_type))) {
+      m_excluded[entry.mnt_dir] = entry.mnt_type;
       continue;
+    }
     m_current = {withNumberSigns(entry.mnt_fsname), entry.mnt_dir, entry.mnt_type};
     return true;
   }
+  if (std::ferror(m_table.get()) != 0)
+    issueMessage(msg::STA0563E, {m_path, errnoText(errno)});
   return false;
 }
 

@@ -3,6 +3,7 @@
 #include <sys/statvfs.h>
 
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -37,15 +38,21 @@ class Mounts final {
   Mounts(const Mounts&) = delete;
   Mounts& operator=(const Mounts&) = delete;
 
-  // Opens the table and waits for a read lock on it; both failures are reported in the log.
+  // Opens the table, a regular file, and waits for a read lock on it; both failures are reported in
+  // the log. Throws ScanAbortException* when the job is stopped meanwhile.
   [[nodiscard]] bool openMnttab();
 
   // Goes to the next entry of a type that can be scanned, in table order: of two with one mount
   // point the later one is in force. False at the end, and at a fileset whose cluster is unknown
   // (reported); the table is then unlocked and closed. Entries whose fields do not fit into the
-  // buffer of 1,024 characters are traced and passed over, since their mount point is not known
-  // whole.
+  // buffer of 1,024 characters are reported and passed over, since their mount point is not known
+  // whole; so is a table that cannot be read to its end.
   [[nodiscard]] bool nextMount();
+
+  // The types of the entries passed over because their type is never scanned, by mount point.
+  [[nodiscard]] const std::map<std::string, std::string>& excluded() const noexcept {
+    return m_excluded;
+  }
 
   // The entry that nextMount found.
   [[nodiscard]] const MountEntry& current() const noexcept { return m_current; }
@@ -73,6 +80,7 @@ class Mounts final {
   std::string m_path;
   std::unique_ptr<std::FILE, Close> m_table;
   MountEntry m_current;
+  std::map<std::string, std::string> m_excluded;
 };
 
 // The name under which the cluster knows the fileset of a ZENFS mount entry: "<cluster>/<source>".

@@ -181,7 +181,7 @@ TEST_F(MountsFlow, aFilesystemThatIsGoneOrHiddenIsNotScanned) {
           first.kill();
           EXPECT_EQ(job.wait(), 4) << log();
           EXPECT_TRUE(summaryOf(result(), "2").empty() && summaryOf(result(), "3").empty());
-          for (const std::string said : {"gone cannot be accessed: it was unmounted",
+          for (const std::string said : {"gone/ cannot be accessed: it was unmounted",
                                          "above/hidden cannot be accessed: the filesystem mounted"})
             EXPECT_NE(log().find(area.file(said)), std::string::npos) << log();
         },

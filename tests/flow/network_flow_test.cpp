@@ -49,7 +49,7 @@ TEST_F(NetworkFlow, anExportIsScannedUnderItsServersNames) {
     writeFile(definitionFile(), definitionOf(row));
     ASSERT_EQ(run(), 0) << row.names << log();
     const ResultTree results = result();
-    EXPECT_EQ(results.root().one("Filesystem").row().at("fsMountPoint"), row.exportPath);
+    EXPECT_EQ(results.root().one("Filesystem").row().at("fsMountPoint"), row.exportPath + "/");
     const ResultNode& figures =
         results.root().one("CuStatDef").one("ResultsByFS").one("CuStatResults");
     EXPECT_EQ(figures.one("SFile").row().at("faName"), row.exportPath + "/sub/file") << row.names;

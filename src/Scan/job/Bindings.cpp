@@ -208,6 +208,11 @@ void bindDirectory(FSRef& ref, MonDirSpec& dirSpec,
 }  // namespace
 
 int bindDirectories(MonDirSpec* directories, Bindings& bindings) {
+  // Also without a directory: what a result calls a filesystem does not depend on what else the job
+  // asks for.
+  for (const auto& ref : bindings.refs)
+    if (ref->filesystem != nullptr)
+      ref->filesystem->fsMountPoint = withTrailingSlash(ref->filesystem->fsMountPoint);
   TRACE(TR_GENERAL, "while ( dirSpec != NULL )...");
   int rc = 0;
   for (MonDirSpec* dirSpec = directories; dirSpec != nullptr; dirSpec = dirSpec->getMdsNext()) {

@@ -17,8 +17,13 @@ constexpr const char* ROOT_VOLUME = "vol/vol0";
 // The domain of the filers that name none; it sorts before every real one.
 constexpr std::int32_t DEFAULT_DOMAIN_ID = -1;
 
-const std::string& exportOf(const Filesystem& filesystem) {
-  return filesystem.fsExportName.empty() ? filesystem.fsMountPoint : filesystem.fsExportName;
+// The mount table has no "/" at the ends of its mount points, definitions may.
+std::string mountPointOf(const Filesystem& filesystem) {
+  return std::string(withoutTrailingSlash(filesystem.fsMountPoint));
+}
+
+std::string exportOf(const Filesystem& filesystem) {
+  return filesystem.fsExportName.empty() ? mountPointOf(filesystem) : filesystem.fsExportName;
 }
 
 void addOnce(std::vector<std::string>& names, std::string name) {
@@ -44,7 +49,7 @@ std::vector<std::string> hostNames(const NasFiler& filer) {
 
 std::vector<std::string> filerCandidates(const Filesystem& filesystem, const NasFiler& filer) {
   std::vector<std::string> candidates;
-  const std::string& exportName = exportOf(filesystem);
+  const std::string exportName = exportOf(filesystem);
   for (const std::string& host : hostNames(filer)) {
     addOnce(candidates, host + ":" + exportName);
     if (exportName == ROOT_VOLUME)
@@ -57,7 +62,7 @@ std::vector<std::string> plainExportCandidates(const Filesystem& filesystem,
                                                const NasFiler& filer) {
   std::vector<std::string> candidates;
   addOnce(candidates, filer.nasName);
-  if (!filer.nasHostName.empty() && filesystem.fsMountPoint != std::string("/") + ROOT_VOLUME)
+  if (!filer.nasHostName.empty() && mountPointOf(filesystem) != std::string("/") + ROOT_VOLUME)
     addOnce(candidates, filer.nasHostName + ":/" + exportOf(filesystem));
   return candidates;
 }
@@ -66,7 +71,7 @@ std::vector<std::string> plainExportCandidates(const Filesystem& filesystem,
 
 std::vector<std::string> mountCandidates(const Filesystem& filesystem) {
   if (!filesystem.nasFiler)
-    return {filesystem.fsMountPoint};
+    return {mountPointOf(filesystem)};
   const NasFiler& filer = *filesystem.nasFiler;
   return filer.nasOsType == FILER_OS_PLAIN_EXPORTS ? plainExportCandidates(filesystem, filer)
                                                    : filerCandidates(filesystem, filer);

@@ -14,6 +14,7 @@
 #include "Scan/unix/ScannerUnix.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/ScanPaths.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 
@@ -102,7 +103,7 @@ void FilesystemScan::raise(int rc) noexcept {
   m_rc = std::max(m_rc, rc);
 }
 
-int FilesystemScan::makeMountsMap(MountsMap& map) const {
+int FilesystemScan::makeMountsMap(MountsMap& map) {
   TRACE_METHOD("makeMountsMap(...)");
   map.clear();
   if (handleMounts(map))
@@ -111,7 +112,7 @@ int FilesystemScan::makeMountsMap(MountsMap& map) const {
   return SCAN_INCOMPLETE;
 }
 
-bool FilesystemScan::handleMounts(MountsMap& map) const {
+bool FilesystemScan::handleMounts(MountsMap& map) {
   TRACE_METHOD("handleMounts(...)");
   Mounts mounts(m_options.mountTable);
   if (!mounts.openMnttab()) {
@@ -124,6 +125,9 @@ bool FilesystemScan::handleMounts(MountsMap& map) const {
     if (isNetworkSource(entry.source))
       map[entry.source] = entry;
   }
+  m_excluded = mounts.excluded();
+  if (map.empty())
+    issueMessage(msg::STA0563E, {m_options.mountTable, "it lists nothing that can be scanned"});
   return true;
 }
 
@@ -141,7 +145,12 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
     TRACE(TR_GENERAL, "NFS Timeout enabled, timeout %d seconds\n", m_nfsTimeout);
   const MountEntry* entry = findMount(filesystem);
   if (entry == nullptr) {
-    issueMessage(msg::STA0103W, {filesystem.fsMountPoint});
+    const auto excluded =
+        m_excluded.find(std::string(withoutTrailingSlash(filesystem.fsMountPoint)));
+    issueMessage(msg::STA0103W,
+                 {filesystem.fsMountPoint, excluded == m_excluded.end()
+                                               ? "it is not mounted"
+                                               : "its type " + excluded->second + " never is"});
     filesystem.fsScanned = false;
     raise(SCAN_INCOMPLETE);
     return;

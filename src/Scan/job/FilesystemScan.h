@@ -56,7 +56,7 @@ class FilesystemScan {
   void printData(GenericPrint* print, const FSRef& ref) const;
 
   // Reads the whole mount table into `map`, which is emptied first. 0, or 4 when it cannot be read.
-  [[nodiscard]] int makeMountsMap(MountsMap& map) const;
+  [[nodiscard]] int makeMountsMap(MountsMap& map);
 
   // Locking within the scan: nothing to do here, the driver locks the filesystems. 0.
   static int lock(const AgentScan* job);
@@ -64,7 +64,7 @@ class FilesystemScan {
   void unlockOne(const Filesystem* pFilesystem) const;
 
  private:
-  [[nodiscard]] bool handleMounts(MountsMap& map) const;
+  [[nodiscard]] bool handleMounts(MountsMap& map);
 
   void matchFilesystems(AgentScan& job);
   void matchFilesystem(Filesystem& filesystem);
@@ -90,6 +90,7 @@ class FilesystemScan {
   int m_nfsTimeout = 0;
   StatThread m_statThread;
   MountsMap m_mounts;
+  std::map<std::string, std::string> m_excluded;  // types that are never scanned, by mount point
   MountTree m_mountTree;
   Bindings m_bindings;
   std::vector<Filesystem*> m_fakes;

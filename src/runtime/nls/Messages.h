@@ -70,6 +70,8 @@ inline constexpr Message STA0558E{2398, "STA0558E"};
 inline constexpr Message STA0559E{2399, "STA0559E"};
 inline constexpr Message STA0560E{2400, "STA0560E"};
 inline constexpr Message STA0561W{2401, "STA0561W"};
+inline constexpr Message STA0562W{2402, "STA0562W"};
+inline constexpr Message STA0563E{2403, "STA0563E"};
 inline constexpr Message GEN7001E{7001, "GEN7001E"};
 // clang-format on
 }  // namespace msg
