@@ -77,10 +77,12 @@ TEST_F(ReadAheadFlow, aTreeThatKeepsChangingDoesNoHarm) {
   const std::string elsewhere = area.file("elsewhere");
   makeFiles(elsewhere, 50);
   Process changer([&]() -> int { keepChanging(root, elsewhere); });
-  for (const char* threads : {"1", "2", "8", "8", "8"}) {
-    env["ORV_WALK_THREADS"] = threads;
+  for (const char* threads : {"1", "2", "8", "8", "8", "-1", "-8"}) {
+    // With a minus: lanes, with a time-out that nothing comes near.
+    const bool isTimed = *threads == '-';
+    env["ORV_WALK_THREADS"] = isTimed ? threads + 1 : threads;
     define(Definition().filesystem(5, root).directory(6, root + "/d*").profile(42, "3", SUMMARY));
-    const int code = run();
+    const int code = run({"-nfstimeout", isTimed ? "1000" : "0"});
     // 4 tells of a directory whose reading failed.
     EXPECT_TRUE(code == 0 || code == 4) << code << "\n" << log();
     const ResultTree file = result();

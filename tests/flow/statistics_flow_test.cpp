@@ -34,17 +34,23 @@ std::string shown(std::string path) {
   return path;
 }
 
-// With one thread, and reading ahead of the walk.
-class StatisticsFlow : public Job, public ::testing::WithParamInterface<const char*> {
+// Threads that read, and a time-out that nothing comes near.
+struct Reading {
+  const char* threads;
+  const char* timeout;
+};
+
+// With one thread, and reading ahead of the walk: with threads, and with lanes.
+class StatisticsFlow : public Job, public ::testing::WithParamInterface<Reading> {
  protected:
   void SetUp() override {
     root = area.file("root");
     std::filesystem::create_directories(root);
     const HostileTree tree(root);
-    env["ORV_WALK_THREADS"] = GetParam();
+    env["ORV_WALK_THREADS"] = GetParam().threads;
     mountEntry(root);
     define(Definition().filesystem(5, root).profile(42, "1", EVERYTHING));
-    ASSERT_EQ(run(), 0) << log();
+    ASSERT_EQ(run({"-nfstimeout", GetParam().timeout}), 0) << log();
     file = std::make_unique<ResultTree>(outputFile());
     results = &file->root().one("CuStatDef").one("ResultsByFS").one("CuStatResults");
     scanTime = file->root().one("Filesystem").row().at("fsScanTime");
@@ -200,8 +206,13 @@ TEST_P(StatisticsFlow, everyRecordEqualsTheOracle) {
             "STimeDist,srModified STimeDist,srBackup ");
 }
 
-INSTANTIATE_TEST_SUITE_P(Threads, StatisticsFlow, ::testing::Values("1", "8"),
-                         [](const auto& parameter) { return std::string(parameter.param); });
+INSTANTIATE_TEST_SUITE_P(Threads, StatisticsFlow,
+                         ::testing::Values(Reading{"1", "0"}, Reading{"8", "0"},
+                                           Reading{"1", "1000"}, Reading{"8", "1000"}),
+                         [](const auto& parameter) {
+                           return std::string(parameter.param.threads) + "_" +
+                                  parameter.param.timeout;
+                         });
 
 }  // namespace
 }  // namespace orv::test

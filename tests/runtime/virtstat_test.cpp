@@ -37,10 +37,9 @@ int errorOf(int operation, const std::string& path, int timeout = LONG) {
     struct statvfs64 statvfs;
     struct stat stat;
   } buffer;
-  DirectoryBlock block;
-  void* filled = operation == VS_READDIR ? static_cast<void*>(&block) : &buffer;
   int error = -1;
-  const int result = statThread->zplNFSsyscalls(path.c_str(), 0, filled, operation, timeout, error);
+  const int result =
+      statThread->zplNFSsyscalls(path.c_str(), 0, &buffer, operation, timeout, error);
   return result == (error == 0 ? 0 : -1) ? error : -1;
 }
 
@@ -108,34 +107,6 @@ TEST_F(VirtStat, givesWhatTheSystemCallsGive) {
   EXPECT_EQ(vfsGot.f_files, vfs.f_files);
 }
 
-// Enough names for several stretches, in the order of the directory's own stream.
-TEST_F(VirtStat, readsDirectoriesInStretches) {
-  for (int i = 0; i < 1000; ++i)
-    test::writeFile(dir.file(std::string(100, 'n') + std::to_string(i)), "");
-  std::vector<std::string> expected;
-  DIR* stream = ::opendir(dir.path().c_str());
-  while (const dirent64* entry = ::readdir64(stream))
-    expected.emplace_back(entry->d_name);
-  ::closedir(stream);
-
-  std::vector<std::string> names;
-  int calls = 0;
-  for (DirectoryBlock block; !block.isAtEnd; ++calls) {
-    int error = 0;
-    ASSERT_EQ(
-        statThread->zplNFSsyscalls(dir.path().c_str(), O_NOATIME, &block, VS_READDIR, LONG, error),
-        0);
-    for (std::size_t at = 0; at < block.size;) {
-      const auto* entry = reinterpret_cast<const dirent64*>(block.entries + at);
-      names.emplace_back(entry->d_name);
-      at += entry->d_reclen;
-    }
-  }
-  EXPECT_EQ(names, expected);
-  EXPECT_GT(calls, 3);
-  EXPECT_EQ(expected.size(), 1002U);
-}
-
 TEST_F(VirtStat, givesTheErrorsOfTheSystemCalls) {
   test::writeFile(dir.file("file"), "");
   // As long as a path may be, and one longer: the helper's limit never hides the system's.
@@ -150,14 +121,12 @@ TEST_F(VirtStat, givesTheErrorsOfTheSystemCalls) {
   } rows[] = {
       {VS_LSTAT, dir.file("none"), ENOENT},
       {VS_STATVFS, dir.file("none"), ENOENT},
-      {VS_READDIR, dir.file("none"), ENOENT},
-      {VS_READDIR, dir.file("file"), ENOTDIR},
       {VS_LSTAT, dir.file("file") + "/x", ENOTDIR},
       {VS_LSTAT, longest, 0},
       {VS_LSTAT, longest + "/", ENAMETOOLONG},
       {VS_LSTAT, longest + "//", ENAMETOOLONG},
       {VS_LSTAT, "", ENOENT},
-      {5, "/", EINVAL},
+      {4, "/", EINVAL},
       {-1, "/", EINVAL},
   };
   for (const auto& row : rows)

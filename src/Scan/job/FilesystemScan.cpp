@@ -74,6 +74,8 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
   if (m_mounts.empty())
     return RC_NOTHING_TO_SCAN;
   matchFilesystems(*job);
+  // The walks have helpers of their own.
+  m_statThread.cleanUp();
   if (m_bindings.refs.empty()) {
     TRACE(TR_MAX, "no filesystems.");
     issueMessage(msg::STA0647E);

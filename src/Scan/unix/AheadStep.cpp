@@ -1,11 +1,27 @@
 #include "Scan/unix/AheadStep.h"
 
+#include <cstring>
+#include <utility>
+
 namespace orv {
 
 AheadDirectory::~AheadDirectory() {
   // One after the other: a large directory has too many steps for a chain of destructors.
   while (firstStep)
     firstStep = std::move(firstStep->next);
+}
+
+void AheadStep::keep(std::unique_ptr<char[]> text, std::uint32_t total, std::uint32_t length) {
+  entries = std::make_unique_for_overwrite<Entry[]>(total);
+  names = std::move(text);
+  count = total;
+  textLength = length;
+  std::uint32_t offset = 0;
+  for (std::uint32_t i = 0; i < total; ++i) {
+    entries[i].nameOffset = offset;
+    entries[i].error = PENDING;
+    offset += static_cast<std::uint32_t>(std::strlen(names.get() + offset)) + 1;
+  }
 }
 
 void AheadPlan::insert(AheadStep& step, AheadStep* after) noexcept {

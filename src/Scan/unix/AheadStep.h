@@ -1,15 +1,19 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
+#include "Scan/unix/LaneChannel.h"
 #include "Scan/walk/FileRecord.h"
 #include "runtime/ut/UniqueFd.h"
 
 // What the read-ahead keeps of the tree between the walk and the farthest directory read. Who may
-// touch which member when is said in ReadAhead.h; "the lock" is that of the ReadAhead.
+// touch which member when is said in ThreadAhead.h; "the lock" is its own. Lanes work on the walk's
+// thread alone.
 namespace orv {
 
 // An open directory, shared by the steps that examine in it and the subdirectories that are still
@@ -33,6 +37,7 @@ class OpenDirectory final {
 };
 
 struct AheadStep;
+class Lane;
 
 // A directory that the walk will come to. Owned by the step that holds its entry until the walk
 // enters it, then by the reader of its level.
@@ -42,10 +47,17 @@ struct AheadDirectory {
   AheadDirectory& operator=(const AheadDirectory&) = delete;
   ~AheadDirectory();
 
+  // With threads: where it is to be opened.
   std::shared_ptr<const OpenDirectory> parent;  // until it is opened
   const char* name = nullptr;                   // below `parent`, in the step that owns this
-  std::int64_t size = 0;                        // of the directory itself, in bytes
-  int level = 0;                                // 0 for the scan root
+  // With lanes.
+  std::string path;          // below the scan root
+  std::uint64_t number = 0;  // once it was asked for
+  lane::Identity identity;   // once it was opened
+  Lane* lane = nullptr;      // that opened it, to read it to its end
+
+  std::int64_t size = 0;     // of the directory itself, in bytes
+  int level = 0;             // 0 for the scan root
   bool isLarge = false;      // worth examining in inode order, once it has been read so far
   bool isDiscarded = false;  // the walk does not enter it; with the lock
   int openError = 0;         // errno of opening it
@@ -63,8 +75,9 @@ struct AheadStep {
   struct Entry {
     EntryStat st;              // valid when error is 0
     std::uint32_t nameOffset;  // in `names`
-    int error;                 // errno of the examination
+    int error;                 // errno of the examination; PENDING until it was examined
   };
+  static constexpr int PENDING = -1;
   struct Subdirectory {
     std::uint32_t index;  // of its entry
     std::unique_ptr<AheadDirectory> directory;
@@ -77,6 +90,13 @@ struct AheadStep {
   [[nodiscard]] const char* nameOf(std::uint32_t index) const noexcept {
     return names.get() + entries[index].nameOffset;
   }
+  // Bytes of the names from the `begin`th to before the `end`th, which lie one behind the other.
+  [[nodiscard]] std::size_t namesLength(std::uint32_t begin, std::uint32_t end) const noexcept {
+    return (end == count ? textLength : entries[end].nameOffset) - entries[begin].nameOffset;
+  }
+  // Takes the names over, `total` of them, each with its zero; none is examined yet.
+  void keep(std::unique_ptr<char[]> text, std::uint32_t total, std::uint32_t length);
+
   // Whether the walk may use the step; everything below is then at rest.
   [[nodiscard]] bool isDone() const noexcept { return done.load(std::memory_order_acquire); }
 
@@ -85,9 +105,12 @@ struct AheadStep {
   std::uint32_t count = 0;
   std::unique_ptr<Entry[]> entries;
   std::unique_ptr<char[]> names;
+  std::uint32_t textLength = 0;              // of `names`, with lanes
   std::unique_ptr<std::uint32_t[]> order;    // of examination; null for stream order
   std::vector<Subdirectory> subdirectories;  // those that the walk may enter, by index
   std::unique_ptr<AheadStep> next;           // null after the last step of the directory
+  bool isContinuation = false;               // with lanes: not the first of its directory
+  std::int64_t position = 0;                 // likewise: where it begins in the stream
   std::uint32_t givenBack = 0;               // room that the walk gave back; the consumer's own
 
   // With the lock.
@@ -111,6 +134,7 @@ class AheadPlan final {
   [[nodiscard]] AheadStep* front() const noexcept { return m_front; }
   // `after` null puts `step` to the front.
   void insert(AheadStep& step, AheadStep* after) noexcept;
+  void insertBefore(AheadStep& step, AheadStep& planned) noexcept { insert(step, planned.earlier); }
   // Does nothing for a step that is not planned.
   void remove(AheadStep& step) noexcept;
 

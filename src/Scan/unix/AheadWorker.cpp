@@ -8,7 +8,6 @@
 
 #include "Scan/unix/DirectoryWindow.h"
 #include "Scan/unix/StreamRules.h"
-#include "Scan/walk/Scanner.h"
 #include "runtime/thrd/StopFlag.h"
 
 namespace orv {
@@ -46,7 +45,7 @@ void AheadWorker::read(AheadStep& step) noexcept {
 
 int AheadWorker::open(AheadStep& step) const {
   const AheadDirectory& directory = step.directory;
-  UniqueFd fd(m_rules.open(directory.parent->fd(), directory.name));
+  UniqueFd fd(m_open(directory.parent->fd(), directory.name, true));
   if (!fd)
     return errno;
   step.opened = std::make_shared<const OpenDirectory>(std::move(fd), m_openCount);
@@ -112,17 +111,16 @@ void AheadWorker::examine(AheadStep& step, std::uint32_t begin, std::uint32_t en
   }
 }
 
-bool AheadWorker::mayBeEntered(const AheadStep& step, std::uint32_t index) const {
+bool AheadRules::mayBeEntered(const AheadStep& step, std::uint32_t index) const {
   const AheadStep::Entry& entry = step.entries[index];
-  return entry.error == 0 && S_ISDIR(entry.st.mode) && entry.st.device == m_rules.device &&
-         step.directory.level + 1 < Scanner::MAX_COMPONENTS &&
-         !(step.directory.level == 0 && m_rules.isLeftOut(step.nameOf(index)));
+  return entry.error == 0 && S_ISDIR(entry.st.mode) && entries->isOwn(entry.st.device) &&
+         entries->passageOf(step.directory.level, step.nameOf(index)) == Passage::ENTERED;
 }
 
 void AheadWorker::finish(AheadStep& step) const noexcept {
   try {
     for (std::uint32_t index = 0; index < step.count; ++index) {
-      if (!mayBeEntered(step, index))
+      if (!m_rules.mayBeEntered(step, index))
         continue;
       auto below = std::make_unique<AheadDirectory>();
       below->parent = step.opened;

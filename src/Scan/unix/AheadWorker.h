@@ -3,24 +3,22 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <string_view>
 
 #include "Scan/unix/AheadStep.h"
 #include "Scan/unix/NameList.h"
+#include "Scan/walk/EntryRules.h"
 
 namespace orv {
 
-// What the read-ahead must know of the walk. Fixed before the first helper starts; the functions
-// are called on any thread.
+// What the read-ahead must know of the walk. Fixed before the first helper starts.
 struct AheadRules {
-  std::int64_t device = -1;  // of the scan root: only directories on it are read
+  const EntryRules* entries = nullptr;  // which directories the walk enters
   Membership membership = Membership::BY_DEVICE;
   int fsType = 0;              // tells which names are passed over
   bool isOnLocalDisk = false;  // large directories are examined in inode order
-  // Whether the walk leaves out a directory of that name in the scan root.
-  std::function<bool(std::string_view name)> isLeftOut;
-  // Opens the directory `name` below the open `parent`, no link followed. -1 with errno on failure.
-  std::function<int(int parent, const char* name)> open;
+
+  // Whether the walk enters what the examined entry of a step names.
+  [[nodiscard]] bool mayBeEntered(const AheadStep& step, std::uint32_t index) const;
 };
 
 // The work on steps that needs no lock: one per thread, owned by it. A step is given to one worker
@@ -28,11 +26,15 @@ struct AheadRules {
 // Nothing here throws: a want of memory is reported as that directory's error.
 class AheadWorker final {
  public:
-  // All three must outlive the worker. `openCount` counts the directories that are open ahead;
+  // Opens the directory `name` below the open `parent` (AT_FDCWD for a path), `noFollow` refuses a
+  // link. -1 with errno on failure.
+  using Opener = std::function<int(int parent, const char* name, bool noFollow)>;
+
+  // All four must outlive the worker. `openCount` counts the directories that are open ahead;
   // `quit` ends the work early, as the stop flag does: what is left is not examined.
-  AheadWorker(const AheadRules& rules, std::atomic<int>& openCount,
+  AheadWorker(const AheadRules& rules, const Opener& open, std::atomic<int>& openCount,
               const std::atomic<bool>& quit) noexcept
-      : m_rules(rules), m_openCount(openCount), m_quit(quit) {}
+      : m_rules(rules), m_open(open), m_openCount(openCount), m_quit(quit) {}
 
   // Opens the directory if that is still to be done, reads the step's names and makes the next
   // step if there is more.
@@ -52,9 +54,9 @@ class AheadWorker final {
   [[nodiscard]] int readWindow(AheadStep& step);
   void keepNames(AheadStep& step) const;
   void orderByInode(AheadStep& step) const;
-  [[nodiscard]] bool mayBeEntered(const AheadStep& step, std::uint32_t index) const;
 
   const AheadRules& m_rules;
+  const Opener& m_open;
   std::atomic<int>& m_openCount;
   const std::atomic<bool>& m_quit;
   NameList m_list;

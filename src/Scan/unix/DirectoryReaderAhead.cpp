@@ -1,6 +1,6 @@
 #include "Scan/unix/DirectoryReaderAhead.h"
 
-#include <fcntl.h>
+#include <cerrno>
 
 #include "Scan/entry/FileAttributes.h"
 #include "Scan/unix/ReadAhead.h"
@@ -8,6 +8,8 @@
 #include "Scan/unix/StreamRules.h"
 #include "Scan/walk/FileRecord.h"
 #include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/ORVException.h"
+#include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {
@@ -34,32 +36,35 @@ int DirectoryReaderAhead::setHandle(long handle) {
 }
 
 int DirectoryReaderAhead::directoryFd() const noexcept {
-  return m_openedRoot ? m_openedRoot->fd() : -1;
+  const bool isOpenRoot = !m_ahead.isStarted() && m_directory && m_directory->firstStep->opened;
+  return isOpenRoot ? m_directory->firstStep->opened->fd() : -1;
 }
 
 long DirectoryReaderAhead::open(const std::string& path) {
   TRACE_METHOD("open(...)");
-  std::string checked;
-  std::size_t length = 0;
-  if (!m_scanner.ScannerInitOpen(path, checked, &length))
+  std::string local;
+  if (!m_scanner.pathToOpen(path, local))
     return 0;
-  const int error = m_ahead.isStarted() ? openOffered() : openRoot(checked);
+  const int error = m_ahead.isStarted() ? openOffered() : openRoot(path, local);
+  m_scanner.noteAnswer(error);
   if (error != 0) {
     m_ahead.discard(std::move(m_directory));
     reportOpenFailure(m_scanner, path, error);
     return 0;
   }
-  TRACE(TR_MAX, ">> opendir() succeed on %s\n", checked.c_str());
+  TRACE(TR_MAX, ">> opendir() succeed on %s\n", local.c_str());
   return getHandle();
 }
 
-int DirectoryReaderAhead::openRoot(const std::string& path) {
-  UniqueFd fd(m_scanner.openDirectory(AT_FDCWD, path.c_str(), false));
-  if (!fd)
-    return errno;
-  m_directory = m_ahead.makeRoot(std::move(fd));
-  m_openedRoot = m_directory->firstStep->opened;
-  return 0;
+int DirectoryReaderAhead::openRoot(const std::string& path, const std::string& local) {
+  EntryStat st;
+  const int error = m_ahead.openRoot(local, m_directory, st);
+  if (error == 0)
+    m_root = st;
+  // Without its root there is nothing of the filesystem to report.
+  if (error == ETIMEDOUT)
+    throw new GenericException(msg::STA0530E, {path, "open its root: " + errnoText(error)});
+  return error;
 }
 
 int DirectoryReaderAhead::openOffered() {
@@ -67,13 +72,12 @@ int DirectoryReaderAhead::openOffered() {
   // Offered is all that may be entered, unless there was no memory for it.
   if (!m_directory)
     return ENOMEM;
-  m_ahead.await(*m_directory->firstStep);
+  m_ahead.awaitOpened(*m_directory);
   return m_directory->openError;
 }
 
 // Called before the first entry, while the scanner's record still describes the directory itself.
 void DirectoryReaderAhead::start(int fsType) {
-  m_openedRoot.reset();
   m_directory->size = walk().info->faLength;
   m_ahead.start(*m_directory, m_scanner.aheadRules(fsType));
 }
@@ -82,8 +86,7 @@ void DirectoryReaderAhead::start(int fsType) {
 AheadStep* DirectoryReaderAhead::currentStep() {
   std::unique_ptr<AheadStep>& first = m_directory->firstStep;
   while (first) {
-    m_ahead.await(*first);
-    if (m_position < first->count)
+    if (m_ahead.awaitEntry(*first, m_position))
       return first.get();
     m_ahead.giveBackStep(*first);
     first = std::move(first->next);
@@ -99,6 +102,7 @@ void DirectoryReaderAhead::deliver(AheadStep& step) {
   FileRecord& file = walk().file;
   file.examined = true;
   file.error = entry.error;
+  m_scanner.noteAnswer(entry.error);
   if (entry.error == 0)
     file.st = entry.st;
   if (m_nextBelow < step.subdirectories.size() &&
@@ -123,8 +127,10 @@ bool DirectoryReaderAhead::nextEntry(const std::string& path, long handle, int f
     readError = m_directory->readError;
     m_directory.reset();
   }
-  if (readError != 0)
+  if (readError != 0) {
+    m_scanner.noteAnswer(readError);
     throwReadFailure(path, readError);
+  }
   walk().stepToParent();
   return false;
 }
@@ -132,12 +138,18 @@ bool DirectoryReaderAhead::nextEntry(const std::string& path, long handle, int f
 std::int64_t DirectoryReaderAhead::stat(const std::string&, FileAttributes* info, int) {
   FileRecord& file = walk().file;
   const std::string& path = info->faName;
-  if (m_name == nullptr && !m_openedRoot) {
-    m_scanner.ScannerInitStat(path, &file);
-  } else {
-    file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
-    file.directory = directoryFd();
-    file.name = "";
+  if (m_name == nullptr && m_root) {
+    file.examined = true;
+    file.error = 0;
+    file.st = *m_root;
+  }
+  // What was examined ahead still has to be within the limits of the path that is reported.
+  file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
+  const bool needsPath = !file.examined || m_scanner.localPath() != nullptr;
+  if (needsPath && !m_scanner.pathToExamine(path, file)) {
+    file.examined = false;
+    TRACE(TR_MAX, "Stat() failed on %s ... returning -1", path.c_str());
+    return -1;
   }
   const bool isExamined = m_scanner.Stat(file);
   file.examined = false;

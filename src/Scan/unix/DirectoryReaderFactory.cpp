@@ -1,7 +1,6 @@
 #include "Scan/unix/DirectoryReaderFactory.h"
 
 #include "Scan/unix/DirectoryReaderAhead.h"
-#include "Scan/unix/DirectoryReaderTimed.h"
 #include "Scan/unix/DirectoryReaderUnix.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "runtime/ut/Trace.h"
@@ -17,9 +16,7 @@ std::unique_ptr<DirectoryReader> DirectoryReaderFactory::createDirectoryReader(
     return nullptr;
   }
   std::unique_ptr<DirectoryReader> reader;
-  if (pScanner->hasTimeout())
-    reader = std::make_unique<DirectoryReaderTimed>(*pScanner);
-  else if (ReadAhead* ahead = pScanner->readAhead())
+  if (ReadAhead* ahead = pScanner->readAhead())
     reader = std::make_unique<DirectoryReaderAhead>(*pScanner, *ahead);
   else
     reader = std::make_unique<DirectoryReaderUnix>(*pScanner);

@@ -8,7 +8,8 @@ namespace orv {
 
 class ScannerUnix;
 
-// Makes the reader that suits a scanner's options: timed, read ahead, or a plain directory stream.
+// Makes the reader that suits a scanner's options: read ahead, which a stat
+// time-out asks for as well, or a plain directory stream.
 class DirectoryReaderFactory final {
  public:
   // A reader tied to the scanner, with its current path open; null for a null scanner. `fsType` is

@@ -2,13 +2,10 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
-
 #include "Scan/entry/FileAttributes.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/unix/StreamRules.h"
 #include "Scan/walk/FileRecord.h"
-#include "Scan/walk/LocalPath.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/Trace.h"
 #include "runtime/ut/UniqueFd.h"
@@ -37,19 +34,11 @@ int DirectoryReaderUnix::directoryFd() const noexcept {
   return m_stream ? ::dirfd(m_stream.get()) : -1;
 }
 
-bool DirectoryReaderUnix::pathToOpen(const std::string& path, std::string& local) const {
-  std::size_t length = 0;
-  std::size_t available = Scanner::MAX_OPEN_PATH;
-  const LocalPath* localPath = m_scanner.localPath();
-  return localPath != nullptr ? localPath->retrieve(path, local, available)
-                              : m_scanner.ScannerInitOpen(path, local, &length);
-}
-
 DIR* DirectoryReaderUnix::openStream(const std::string& path) const {
   std::string local;
-  if (!pathToOpen(path, local))
+  if (!m_scanner.pathToOpen(path, local))
     return nullptr;
-  const int parent = m_scanner.examinesByPath() ? -1 : m_scanner.parentDirectoryFd();
+  const int parent = m_scanner.localPath() != nullptr ? -1 : m_scanner.parentDirectoryFd();
   const char* name = parent < 0 ? local.c_str() : local.c_str() + local.rfind('/') + 1;
   UniqueFd fd(m_scanner.openDirectory(parent < 0 ? AT_FDCWD : parent, name, parent >= 0));
   DIR* stream = fd ? ::fdopendir(fd.get()) : nullptr;
@@ -133,21 +122,11 @@ bool DirectoryReaderUnix::nextEntry(const std::string& path, long handle, int fs
 }
 
 bool DirectoryReaderUnix::locate(const std::string& path, FileRecord& file) {
-  if (const LocalPath* localPath = m_scanner.localPath()) {
-    std::size_t available = Scanner::MAX_STAT_PATH + 1 -
-                            std::min(localPath->serverRoot.size(), Scanner::MAX_STAT_PATH + 1);
-    if (!localPath->retrieve(path, file.path, available))
-      return false;
-    file.useOwnPath();
-    return true;
-  }
-  if (m_stream && !m_scanner.examinesByPath()) {
-    file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
-    file.directory = directoryFd();
-    file.name = m_name == nullptr ? "" : m_name;
-    return true;
-  }
-  m_scanner.ScannerInitStat(path, &file);
+  if (!m_stream || m_scanner.localPath() != nullptr)
+    return m_scanner.pathToExamine(path, file);
+  file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
+  file.directory = directoryFd();
+  file.name = m_name == nullptr ? "" : m_name;
   return true;
 }
 

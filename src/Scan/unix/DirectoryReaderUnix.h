@@ -13,8 +13,8 @@ class ScannerUnix;
 
 // The reader over a directory stream. Directories and entries are opened and examined relative to
 // the open parent, so a tree that changes under the walk cannot lead it elsewhere; with a
-// local-path record or a stat time-out the path itself is used.
-class DirectoryReaderUnix : public DirectoryReader {
+// local-path record the path itself is used.
+class DirectoryReaderUnix final : public DirectoryReader {
  public:
   // `scanner` must outlive the reader.
   explicit DirectoryReaderUnix(ScannerUnix& scanner) noexcept : m_scanner(scanner) {}
@@ -30,16 +30,6 @@ class DirectoryReaderUnix : public DirectoryReader {
  protected:
   void abandon() noexcept override;
 
-  // What to open for `path`: the path itself or, with a local-path record, its local name. False
-  // when it is too long.
-  [[nodiscard]] bool pathToOpen(const std::string& path, std::string& local) const;
-  // Makes the next entry's name `m_name`. False at the end, or with errno after a failure.
-  [[nodiscard]] virtual bool readName(int fsType);
-  virtual void endOfStream();
-
-  ScannerUnix& m_scanner;
-  const char* m_name = nullptr;  // of the entry named last; null before the first
-
  private:
   struct StreamCloser {
     void operator()(DIR* stream) const noexcept { ::closedir(stream); }
@@ -48,7 +38,12 @@ class DirectoryReaderUnix : public DirectoryReader {
   [[nodiscard]] DIR* openStream(const std::string& path) const;
   [[nodiscard]] bool locate(const std::string& path, FileRecord& file);
   void considerWindow();
+  // Makes the next entry's name `m_name`. False at the end, or with errno after a failure.
+  [[nodiscard]] bool readName(int fsType);
+  void endOfStream();
 
+  ScannerUnix& m_scanner;
+  const char* m_name = nullptr;  // of the entry named last; null before the first
   std::unique_ptr<DIR, StreamCloser> m_stream;
   std::shared_ptr<DirectoryWindow> m_window;  // only in a large directory on a local disk
 };

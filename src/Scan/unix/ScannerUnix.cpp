@@ -8,8 +8,10 @@
 #include <array>
 
 #include "Scan/unix/DirectoryReaderFactory.h"
+#include "Scan/unix/LaneAhead.h"
 #include "Scan/unix/SnapshotDirectory.h"
 #include "Scan/unix/StreamRules.h"
+#include "Scan/unix/ThreadAhead.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/unx/virtstat.h"
@@ -58,15 +60,21 @@ ScannerUnix::ScannerUnix(Filesystem& filesystem, std::vector<SelectedAction> act
   TRACE_METHOD("ScannerUnix(...)");
   if (Filesystem::isZENFSFileset(filesystem.fsType))
     TRACE(TR_MAX, "filesystem->isZENFSFileset(filesystem->fsType) == TRUE");
-  // The calls with a time-out do not tell the mount.
-  if (m_options.root && m_options.root->isOverlay && !hasTimeout())
+  if (m_options.root && m_options.root->isOverlay)
     m_membership = Membership::BY_MOUNT;
   if (!m_options.localRoot.empty())
     setLocalPath(filesystem.fsMountPoint, m_options.localRoot);
-  if (m_options.helpers > 1 && examinesByPath())
+  if (hasTimeout())
+    m_readAhead = std::make_unique<LaneAhead>(m_options.helpers, m_options.statTimeout,
+                                              lane::Root{{}, filesystem.fsType, m_membership, {}},
+                                              m_options.statThread->leftBehind());
+  else if (m_options.helpers > 1 && m_localPath)
     TRACE(TR_GENERAL, "no read-ahead: entries are examined by their path");
   else if (m_options.helpers > 1)
-    m_readAhead = std::make_unique<ReadAhead>(m_options.helpers);
+    m_readAhead = std::make_unique<ThreadAhead>(
+        m_options.helpers, m_membership, [this](int parent, const char* name, bool noFollow) {
+          return openDirectory(parent, name, noFollow);
+        });
 }
 
 ScannerUnix::~ScannerUnix() {
@@ -96,6 +104,11 @@ void ScannerUnix::checkRoot(int directory) {
   const int error = directory < 0
                         ? examineMountRoot(path, m_options.statTimeout, m_options.statThread, root)
                         : examineMountRoot(directory, root);
+  if (error == EINTR)
+    throwIfStopped();
+  // The walk has helpers of its own.
+  if (hasTimeout())
+    m_options.statThread->cleanUp();
   if (error != 0)
     throw new GenericException(msg::STA0529E,
                                {mountPoint, "examine its root: " + errnoText(error)});
@@ -105,17 +118,39 @@ void ScannerUnix::checkRoot(int directory) {
         {mountPoint, "it was unmounted, or another one was mounted over it, since the job began"});
 }
 
+bool ScannerUnix::pathToOpen(const std::string& path, std::string& local) const {
+  std::size_t length = 0;
+  std::size_t available = MAX_OPEN_PATH;
+  return m_localPath ? m_localPath->retrieve(path, local, available)
+                     : ScannerInitOpen(path, local, &length);
+}
+
+bool ScannerUnix::pathToExamine(const std::string& path, FileRecord& file) const {
+  if (!m_localPath) {
+    ScannerInitStat(path, &file);
+    return true;
+  }
+  std::size_t available =
+      MAX_STAT_PATH + 1 - std::min(m_localPath->serverRoot.size(), MAX_STAT_PATH + 1);
+  if (!m_localPath->retrieve(path, file.path, available))
+    return false;
+  file.useOwnPath();
+  return true;
+}
+
 int ScannerUnix::ask(int operation, const char* path, int flag, void* buffer) {
   int error = 0;
   (void)m_options.statThread->zplNFSsyscalls(path, flag, buffer, operation, m_options.statTimeout,
                                              error);
   if (error == EINTR)
     throwIfStopped();
-  m_timeoutsInRow = error == ETIMEDOUT ? m_timeoutsInRow + 1 : 0;
+  noteAnswer(error);
   return error;
 }
 
 void ScannerUnix::checkFilesystem() {
+  if (m_readAhead && !m_readAhead->failure().empty())
+    throw new GenericException(msg::STA0530E, {filesystem().fsMountPoint, m_readAhead->failure()});
   if (m_timeoutsInRow < MAX_TIMEOUTS)
     return;
   throw new GenericException(
@@ -179,7 +214,7 @@ bool ScannerUnix::isOnLocalDisk() {
 }
 
 std::shared_ptr<DirectoryWindow> ScannerUnix::lendWindow() {
-  if (examinesByPath() || !m_lentWindow.expired() || !isOnLocalDisk())
+  if (m_localPath || !m_lentWindow.expired() || !isOnLocalDisk())
     return nullptr;
   auto window = std::make_shared<DirectoryWindow>();
   m_lentWindow = window;
@@ -188,12 +223,11 @@ std::shared_ptr<DirectoryWindow> ScannerUnix::lendWindow() {
 
 AheadRules ScannerUnix::aheadRules(int fsType) {
   AheadRules rules;
-  rules.device = state().device;
+  rules.entries = &state().rules;
   rules.membership = m_membership;
   rules.fsType = fsType;
-  rules.isOnLocalDisk = isOnLocalDisk();
-  rules.isLeftOut = [this](std::string_view name) { return isSnapshotName(name); };
-  rules.open = [this](int parent, const char* name) { return openDirectory(parent, name, true); };
+  // Not to be asked of a filesystem that may not answer; such disks don't lie in this machine.
+  rules.isOnLocalDisk = !hasTimeout() && isOnLocalDisk();
   return rules;
 }
 

@@ -35,14 +35,21 @@ class ScannerUnix final : public Scanner {
   // tree.
   void freeLocalPath() noexcept { m_localPath.reset(); }
 
-  // Whether the stat thread makes the calls on the filesystem, and each may take that long only.
+  // Whether other processes make the calls on the filesystem, and each may take some time only.
   [[nodiscard]] bool hasTimeout() const noexcept { return m_options.statTimeout > 0; }
+  // Counts an answer of the filesystem: 0, or an errno value.
+  void noteAnswer(int error) noexcept {
+    m_timeoutsInRow = error == ETIMEDOUT ? m_timeoutsInRow + 1 : 0;
+  }
   // Has the stat thread make a call, see StatThread. 0, or the errno value; throws
   // ScanAbortException* when the scan is stopped meanwhile.
   [[nodiscard]] int ask(int operation, const char* path, int flag, void* buffer);
 
-  // Whether entries are examined and opened by their path instead of below the open directory.
-  [[nodiscard]] bool examinesByPath() const noexcept { return hasTimeout() || m_localPath; }
+  // What to open for `path`: the path itself or, with a local-path record, its local name. False
+  // when it is too long.
+  [[nodiscard]] bool pathToOpen(const std::string& path, std::string& local) const;
+  // Likewise what to examine, in the record.
+  [[nodiscard]] bool pathToExamine(const std::string& path, FileRecord& file) const;
 
   // Opens a directory below `parent` for reading, close-on-exec and without touching its access
   // time where that is allowed; `noFollow` refuses a link. -1 with errno on failure. For any
@@ -56,10 +63,8 @@ class ScannerUnix final : public Scanner {
   // The open directory above the one being opened; -1 at the root.
   using Scanner::parentDirectoryFd;
 
-  // The helpers that work ahead of the walk; null when none were asked for, or none may be used.
-  [[nodiscard]] ReadAhead* readAhead() const noexcept {
-    return examinesByPath() ? nullptr : m_readAhead.get();
-  }
+  // What reads ahead of the walk; null when no helper was asked for, or none may be used.
+  [[nodiscard]] ReadAhead* readAhead() const noexcept { return m_readAhead.get(); }
   // What they must know. Called once the root was examined.
   [[nodiscard]] AheadRules aheadRules(int fsType);
 
@@ -75,7 +80,7 @@ class ScannerUnix final : public Scanner {
 
   WalkOptions m_options;
   Membership m_membership = Membership::BY_DEVICE;
-  int m_timeoutsInRow = 0;  // calls since the last one that was answered
+  int m_timeoutsInRow = 0;  // calls since the last one that was answered, in the walk's order
   std::unique_ptr<LocalPath> m_localPath;
   std::atomic<bool> m_mayKeepAccessTime{true};
   std::optional<bool> m_onLocalDisk;  // found out when first asked

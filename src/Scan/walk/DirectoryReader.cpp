@@ -55,10 +55,8 @@ bool DirectoryReader::next(int fsType) {
   }
   if (!found)
     return false;
-  // What could not be examined is marked like an entry of another filesystem, whatever the root's
-  // device is.
-  const std::int64_t device = examine(fsType);
-  if (device < 0 || device != m_walk->device)
+  // What could not be examined is marked like an entry of another filesystem.
+  if (!m_walk->rules.isOwn(examine(fsType)))
     m_walk->info->faType = FT_FOREIGN;
   return true;
 }

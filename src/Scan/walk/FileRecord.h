@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Scan/entry/FileAttributes.h"
+#include "Scan/walk/EntryRules.h"
 
 namespace orv {
 
@@ -88,10 +89,9 @@ struct FileRecord {
 // Where the walk is: what the scanner shares with the readers of its levels. One per scanner, used
 // on the scanning thread.
 struct WalkState {
-  std::string rootPath;      // without a trailing "/", but for the root directory itself
-  std::string path;          // of the directory being read
-  int level = 0;             // of the directory being read, or opened; 0 for the scan root
-  std::int64_t device = -1;  // of the scan root, see EntryStat; -1 when it could not be examined
+  EntryRules rules;
+  std::string path;  // of the directory being read
+  int level = 0;     // of the directory being read, or opened; 0 for the scan root
   std::unique_ptr<FileAttributes> info;  // the current entry
   FileRecord file;                       // its working record
 

@@ -20,6 +20,10 @@ constexpr int WALK_INCOMPLETE = 4;
 constexpr int NO_READER = -1;
 constexpr std::int64_t PROGRESS_INTERVAL = 99'999;
 
+std::string_view nameOf(const std::string& path) {
+  return std::string_view(path).substr(path.rfind('/') + 1);
+}
+
 }  // namespace
 
 Scanner::Scanner(Filesystem& filesystem, std::vector<SelectedAction> actions, UserTable& users,
@@ -28,7 +32,7 @@ Scanner::Scanner(Filesystem& filesystem, std::vector<SelectedAction> actions, Us
       m_actions(std::move(actions)),
       m_users(users),
       m_fileTypes(fileTypes) {
-  m_state.rootPath = withoutTrailingSlash(filesystem.fsMountPoint);
+  m_state.rules.rootPath = withoutTrailingSlash(filesystem.fsMountPoint);
   m_state.path = filesystem.fsMountPoint;
   m_state.file.scanner = this;
   m_matching.reserve(m_actions.size());
@@ -99,10 +103,10 @@ bool Scanner::openRoot() {
 
 void Scanner::enterRoot() {
   checkRoot(m_arrayReader.front()->directoryFd());
-  m_state.device =
+  m_state.rules.device =
       m_arrayReader.front()->stat(m_state.path, m_state.info.get(), m_filesystem.fsType);
   // Nothing below could be told from other filesystems: all figures would be 0.
-  if (m_state.device < 0)
+  if (m_state.rules.device < 0)
     throw new GenericException(
         msg::STA0529E,
         {m_filesystem.fsMountPoint, "examine its root: " + errnoText(m_state.file.error)});
@@ -115,7 +119,7 @@ void Scanner::enterRoot() {
 
 // The traversal loop: one entry, or one end of a directory, per round.
 void Scanner::walkEntries() {
-  m_snapshotDir = snapshotDirectory();
+  m_state.rules.snapshotPath = snapshotDirectory();
   while (m_state.level >= 0) {
     if (nextGood(m_filesystem.fsType))
       handleEntry();
@@ -126,36 +130,21 @@ void Scanner::walkEntries() {
 }
 
 void Scanner::handleEntry() {
+  const FileAttributes& info = *m_state.info;
+  const bool isDirectory = info.faType == FT_DIRECTORY;
+  const Passage passage =
+      isDirectory ? m_state.rules.passageOf(m_state.level, nameOf(info.faName)) : Passage::ENTERED;
   // Neither counted nor entered: a snapshot holds the same files again.
-  if (isSnapshot()) {
-    TRACE(TR_MAX, "Scanner::scan() : Skipping the snapshot directory %s\n",
-          m_state.info->faName.c_str());
+  if (passage == Passage::LEFT_OUT) {
+    TRACE(TR_MAX, "Scanner::scan() : Skipping the snapshot directory %s\n", info.faName.c_str());
     return;
   }
   // Another filesystem's entry is counted below and nothing else: its figures are that one's.
-  if (m_state.info->faType != FT_FOREIGN)
+  if (info.faType != FT_FOREIGN)
     accumulate();
-  if (m_state.info->faType == FT_DIRECTORY)
-    advance();
+  if (isDirectory)
+    advance(passage);
   countEntry();
-}
-
-// Only directories at the top level are left out, and any whose path contains ".snapshot".
-bool Scanner::isSnapshot() const {
-  return m_state.level == 0 && m_state.info->faType == FT_DIRECTORY && !m_state.path.empty() &&
-         isSnapshotPath(m_state.info->faName);
-}
-
-bool Scanner::isSnapshotPath(const std::string& path) const {
-  return (!m_snapshotDir.empty() && path == m_snapshotDir) ||
-         path.find(".snapshot") != std::string::npos;
-}
-
-bool Scanner::isSnapshotName(std::string_view name) const {
-  std::string path = m_state.rootPath;
-  if (path.empty() || path.back() != '/')
-    path += '/';
-  return isSnapshotPath(path.append(name));
 }
 
 void Scanner::accumulate() {
@@ -164,9 +153,9 @@ void Scanner::accumulate() {
 }
 
 // Enters the directory that the current entry names.
-void Scanner::advance() {
+void Scanner::advance(Passage passage) {
   TRACE_METHOD("advance()");
-  if (enterNextLevel())
+  if (enterNextLevel(passage))
     return;
   for (const SelectedAction& selected : m_actions)
     selected.action->directoryNotEntered(m_state.info.get());
@@ -174,8 +163,8 @@ void Scanner::advance() {
 
 // Makes the current entry's directory the deepest open level. False when it is not entered. Only
 // making the reader may fail so: a directory that an action has been told of is also left.
-bool Scanner::enterNextLevel() {
-  if (m_state.level >= MAX_COMPONENTS - 1) {
+bool Scanner::enterNextLevel(Passage passage) {
+  if (passage == Passage::TOO_DEEP) {
     TRACE(TR_ERROR, "Scanner::advance() : level >= (MAX_COMPONENTS - 1): MAX_COMPONENTS = %d.",
           MAX_COMPONENTS);
     issueMessage(msg::STA0001E, {m_state.info->faName});
@@ -307,7 +296,7 @@ bool Scanner::admits(EntrySelection* selection) const {
 }
 
 void WalkState::stepToParent() noexcept {
-  if (withoutTrailingSlash(path) == rootPath)
+  if (withoutTrailingSlash(path) == rules.rootPath)
     return;
   const auto slash = path.rfind('/');
   if (slash != std::string::npos)

@@ -50,7 +50,7 @@ struct SelectedAction {
 class Scanner {
  public:
   // Levels that can be open at a time; a directory below the last one is not entered.
-  static constexpr int MAX_COMPONENTS = 200;
+  static constexpr int MAX_COMPONENTS = EntryRules::MAX_LEVELS;
   // Longest path, in characters, that is opened and that is examined.
   static constexpr std::size_t MAX_OPEN_PATH = 4098;
   static constexpr std::size_t MAX_STAT_PATH = 4095;
@@ -108,9 +108,6 @@ class Scanner {
   [[nodiscard]] WalkState& state() noexcept { return m_state; }
   // The open directory above the one being opened; -1 at the root.
   [[nodiscard]] int parentDirectoryFd() const noexcept;
-  // Whether the walk leaves out a directory of that name in the scan root. For any thread, once the
-  // root was entered.
-  [[nodiscard]] bool isSnapshotName(std::string_view name) const;
 
   // Called when the root was opened (`directory`; -1 when it could not be) and before it is
   // examined; a subclass ends the walk by throwing a GenericException*.
@@ -130,13 +127,11 @@ class Scanner {
   void enterRoot();
   void walkEntries();
   void handleEntry();
-  [[nodiscard]] bool isSnapshot() const;
-  [[nodiscard]] bool isSnapshotPath(const std::string& path) const;
   // Collects the positions of the actions whose selection admits the current entry.
   void selectActions();
   void accumulate();
-  void advance();
-  [[nodiscard]] bool enterNextLevel();
+  void advance(Passage passage);
+  [[nodiscard]] bool enterNextLevel(Passage passage);
   void enterDirectory();
   [[nodiscard]] bool nextGood(int fsType);
   void leaveDirectory();
@@ -150,7 +145,6 @@ class Scanner {
 
   int m_rc = 0;
   WalkState m_state;
-  std::string m_snapshotDir;  // to be left out by its exact path; empty for none
   SelectContext m_selectContext{};
   std::vector<std::unique_ptr<DirectoryReader>> m_arrayReader;  // by level
   std::int64_t m_entry = 0;                                     // number of the current entry

@@ -20,19 +20,10 @@ inline constexpr std::size_t MAX_PATH_LENGTH = 4096;
 struct Tap {
   std::uint64_t number;
   std::int32_t operation;
-  std::int32_t flag;
-  std::int64_t position;  // VS_READDIR: where to begin
   std::uint32_t pathLength;
   char path[MAX_PATH_LENGTH + 1];
 
   [[nodiscard]] std::size_t length() const noexcept { return offsetof(Tap, path) + pathLength; }
-};
-
-// What VS_READDIR found; its entries follow the reply.
-struct Stretch {
-  std::int64_t position;
-  std::uint32_t size;
-  bool isAtEnd;
 };
 
 // What the calls fill.
@@ -40,7 +31,6 @@ union Result {
   struct statfs64 statfs;
   struct statvfs64 statvfs;
   struct stat stat;
-  Stretch stretch;
 };
 
 // A reply, always written whole.
@@ -53,8 +43,7 @@ struct Reply {
 // Bytes of the structure that `operation` fills; -1 for an unknown operation.
 [[nodiscard]] ssize_t resultSize(int operation) noexcept;
 
-// The life of the helper process, called in the child right after the fork: lets go of everything
-// but the two pipe ends, then answers requests until they end. `parent` is the process to die with.
-[[noreturn]] void serve(int requests, int replies, pid_t parent) noexcept;
+// The life of the helper process: answers requests until they end.
+void serve(int requests, int replies) noexcept;
 
 }  // namespace orv::stathelper

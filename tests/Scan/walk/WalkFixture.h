@@ -13,6 +13,7 @@
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/unix/UnixUserTable.h"
 #include "Scan/walk/FileAction.h"
+#include "runtime/unx/virtstat.h"
 #include "support/CapturedMessages.h"
 #include "support/TempDir.h"
 
@@ -58,7 +59,7 @@ class Recorder final : public FileAction {
 class WalkTest : public ::testing::Test {
  protected:
   // The walk's return code; what it showed and said is in `recorder` and `messages`.
-  int scan(const std::string& root, int threads = 1, std::int16_t type = 11) {
+  int scan(const std::string& root, int threads = 1, std::int16_t type = 11, int timeout = 0) {
     Filesystem filesystem;
     filesystem.fsMountPoint = root;
     filesystem.fsType = type;
@@ -67,10 +68,14 @@ class WalkTest : public ::testing::Test {
     FileTypeTable fileTypes;
     WalkOptions options;
     options.helpers = threads;
+    options.statTimeout = timeout;
+    StatThread statThread;
+    options.statThread = &statThread;
     ScannerUnix scanner(filesystem, {{&recorder, nullptr}}, users, fileTypes, options);
-    EXPECT_EQ(scanner.readAhead() != nullptr, threads > 1);
+    const bool isAhead = threads > 1 || timeout > 0;
+    EXPECT_EQ(scanner.readAhead() != nullptr, isAhead);
     const int code = scanner.scan();
-    EXPECT_EQ(threads > 1 ? scanner.readAhead()->entriesAhead() : 0, 0) << threads;
+    EXPECT_EQ(isAhead ? scanner.readAhead()->entriesAhead() : 0, 0) << threads;
     EXPECT_EQ(recorder.depth, 0);
     return code;
   }

@@ -1,0 +1,565 @@
+#include "Scan/unix/LaneAhead.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/ut/Text.h"
+#include "runtime/ut/Trace.h"
+
+namespace orv {
+namespace {
+
+using Kind = lane::Request::Kind;
+using Phase = LaneWork::Phase;
+using State = AheadStep::State;
+using std::chrono::milliseconds;
+
+// Longest sleep between two looks at the stop flag and at the lanes' progress.
+constexpr milliseconds SLICE{200};
+// What a lane is asked ahead: enough to be busy until the job looks again, no more than it would
+// have to do again elsewhere. A read counts as that much, an examination as one for each entry.
+constexpr std::int64_t READ_LOAD = 16;
+constexpr std::int64_t MAX_LOAD = 512;
+// Another lane is worth its start when all others have more than that to do.
+constexpr std::int64_t BUSY_LOAD = 2 * READ_LOAD;
+
+// Entries that a directory of that size may turn out to hold, at most, in its first step.
+std::uint32_t expectedEntries(const AheadDirectory& directory) noexcept {
+  constexpr auto MOST = static_cast<std::int64_t>(lane::READ_BYTES / lane::SMALLEST_ENTRY);
+  constexpr auto SMALLEST = static_cast<std::int64_t>(lane::SMALLEST_ENTRY);
+  return static_cast<std::uint32_t>(std::clamp<std::int64_t>(directory.size / SMALLEST, 16, MOST));
+}
+
+std::int64_t loadOf(const LaneWork& work) noexcept {
+  return work.kind == Kind::READ ? READ_LOAD : work.end - work.at;
+}
+
+}  // namespace
+
+LaneAhead::LaneAhead(int lanes, int timeoutSeconds, lane::Root root, LeftBehind& leftBehind)
+    : m_timeout(std::chrono::seconds(timeoutSeconds)),
+      m_root(std::move(root)),
+      m_leftBehind(leftBehind),
+      m_maxLeftBehind(std::max(MAX_LEFT_BEHIND, 2 * static_cast<std::size_t>(lanes))) {
+  for (int i = 0; i < lanes; ++i)
+    m_lanes.push_back(std::make_unique<Lane>(leftBehind));
+}
+
+int LaneAhead::openRoot(const std::string& path, std::unique_ptr<AheadDirectory>& root,
+                        EntryStat& st) {
+  TRACE_METHOD("LaneAhead::openRoot(...)");
+  m_root.path = path;
+  m_pumped = Lane::Clock::now();
+  Lane& lane = *m_lanes.front();
+  if (!lane.start(m_root))
+    return errno;
+  m_rootReply.error = ETIMEDOUT;
+  awaitUntil([&lane] { return !lane.isOpening; }, nullptr);
+  if (m_rootReply.error != 0) {
+    stop();
+    return m_rootReply.error;
+  }
+  st = m_rootReply.st;
+  m_root.identity = lane::Identity::of(st);
+  root = std::make_unique<AheadDirectory>();
+  root->firstStep = std::make_unique<AheadStep>(*root);
+  return 0;
+}
+
+void LaneAhead::start(AheadDirectory& root, AheadRules rules) {
+  m_rules = std::move(rules);
+  m_isStarted = true;
+  m_plan.insert(*root.firstStep, nullptr);
+}
+
+void LaneAhead::stop() noexcept {
+  for (const auto& lane : m_lanes)
+    (void)lane->end();
+  m_again.clear();
+}
+
+// --- Waiting
+
+template <typename IsReady>
+void LaneAhead::awaitUntil(IsReady isReady, AheadStep* needed) {
+  while (!isReady()) {
+    pump(needed);
+    if (isReady())
+      return;
+    if (!m_failure.empty()) {
+      if (needed != nullptr)
+        fail(*needed);
+      return;
+    }
+    sleep();
+    throwIfStopped();
+  }
+}
+
+void LaneAhead::awaitOpened(AheadDirectory& directory) {
+  AheadStep& step = *directory.firstStep;
+  awaitUntil([&step] { return step.isDone() || step.state == State::EXAMINING; }, &step);
+}
+
+bool LaneAhead::awaitEntry(AheadStep& step, std::uint32_t position) {
+  awaitUntil(
+      [&step, position] {
+        return step.isDone() || (step.state == State::EXAMINING && position < step.count &&
+                                 step.entries[position].error != AheadStep::PENDING);
+      },
+      &step);
+  return position < step.count;
+}
+
+// Until a lane has answered a good part of what it was asked, or has nothing left to do.
+void LaneAhead::sleep() {
+  m_polled.clear();
+  bool mustWait = true;
+  for (const auto& lane : m_lanes)
+    if (lane->isRunning() && lane->isAwaited()) {
+      mustWait = lane->askToBeWoken() && mustWait;
+      m_polled.push_back({lane->wakeUps(), POLLIN, 0});
+    }
+  // A signal ends the sleep; one that comes just before it is seen at its end.
+  (void)::poll(m_polled.data(), m_polled.size(), mustWait ? static_cast<int>(SLICE.count()) : 0);
+  for (const auto& lane : m_lanes)
+    if (lane->isRunning() && lane->isAwaited() && !lane->takeWakeUps()) {
+      // What it still answered counts.
+      takeReplies(*lane);
+      if (lane->isRunning() && lane->isAwaited())
+        lose(*lane, EPIPE);
+    }
+}
+
+// Takes what was answered, judges those that do not answer, and sends new requests.
+void LaneAhead::pump(AheadStep* needed) {
+  const auto now = Lane::Clock::now();
+  // A job that was stopped for a while must not take that for its lanes' silence.
+  const auto elapsed = std::min<Lane::Clock::duration>(now - m_pumped, 2 * SLICE);
+  m_pumped = now;
+  for (const auto& lane : m_lanes)
+    if (lane->isRunning() && lane->isAwaited()) {
+      takeReplies(*lane);
+      judge(*lane, elapsed);
+    }
+  if (m_failure.empty())
+    dispatch(needed);
+}
+
+// --- Answers
+
+void LaneAhead::takeReplies(Lane& lane) {
+  lane::Reply reply;
+  bool isAny = false;
+  while (lane.isRunning() && lane.take(reply)) {
+    isAny = true;
+    handle(lane, reply);
+  }
+  if (!isAny || !lane.isRunning())
+    return;
+  lane.makeRoom();
+  lane.waited = {};
+  lane.since = m_pumped;
+  m_silentOnEnd = m_silentRounds = 0;
+}
+
+void LaneAhead::handle(Lane& lane, const lane::Reply& reply) {
+  if (lane.isOpening) {
+    rootOpened(lane, reply);
+    return;
+  }
+  LaneWork& work = lane.works.front();
+  switch (reply.kind) {
+    case lane::Reply::OPENED:
+      opened(lane, work, reply);
+      break;
+    case lane::Reply::LIST:
+      listed(lane, work, reply);
+      break;
+    case lane::Reply::EXAMINED:
+      examined(work, reply.error, &reply.st);
+      if (work.at == work.end)
+        popWork(lane);
+  }
+}
+
+void LaneAhead::rootOpened(Lane& lane, const lane::Reply& reply) {
+  lane.isOpening = false;
+  m_rootReply = reply;
+  if (reply.error != 0 && m_root.identity.isKnown())
+    giveUp(reply.error, "open its root again: " + errnoText(reply.error));
+}
+
+void LaneAhead::popWork(Lane& lane) {
+  lane.load -= lane.works.front().worth;
+  lane.works.pop_front();
+}
+
+void LaneAhead::opened(Lane& lane, LaneWork& work, const lane::Reply& reply) {
+  work.phase = work.kind == Kind::READ ? Phase::READING : Phase::EXAMINING;
+  AheadStep* step = work.step;
+  if (reply.error == 0) {
+    if (step != nullptr && !step->directory.identity.isKnown())
+      step->directory.identity = lane::Identity::of(reply.st);
+    return;
+  }
+  if (step != nullptr && work.kind == Kind::READ) {
+    endRead(*step, !step->isContinuation ? reply.error : 0, reply.error);
+  } else if (step != nullptr) {
+    // Other entries of the directory may have been examined: what is left out is said at its end.
+    step->directory.readError = reply.error;
+    while (work.at < work.end)
+      examined(work, reply.error, nullptr);
+  }
+  popWork(lane);
+}
+
+void LaneAhead::listed(Lane& lane, LaneWork& work, const lane::Reply& reply) {
+  const lane::List& list = reply.list;
+  work.phase = Phase::EXAMINING;
+  work.end = std::min(list.count, work.end);
+  AheadStep* step = work.step;
+  auto names = std::make_unique_for_overwrite<char[]>(list.textLength);
+  lane.takeText(names.get(), list.textLength);
+  if (step != nullptr) {
+    m_ahead.fetch_add(std::int64_t{list.count} + STEP_COST - expectedEntries(step->directory));
+    step->keep(std::move(names), list.count, list.textLength);
+    step->claimed = work.end;
+    step->examining = work.end > 0 ? 1 : 0;
+    step->state = State::EXAMINING;
+    step->directory.readError = reply.error;
+    if (!list.isAtEnd && reply.error == 0) {
+      step->next = std::make_unique<AheadStep>(step->directory);
+      step->next->isContinuation = true;
+      step->next->position = list.position;
+      m_plan.insert(*step->next, step);
+    }
+    if (list.count == 0)
+      endStep(*step);
+  }
+  if (work.at == work.end)
+    popWork(lane);
+  // At once: the names behind are what keeps other lanes busy.
+  if (step != nullptr && step->next != nullptr && mayRead())
+    (void)dispatchStep(*step->next);
+}
+
+void LaneAhead::examined(LaneWork& work, int error, const EntryStat* st) {
+  const std::uint32_t index = work.at++;
+  if (work.step == nullptr)
+    return;
+  AheadStep& step = *work.step;
+  AheadStep::Entry& entry = step.entries[index];
+  if (error == 0)
+    entry.st = *st;
+  entry.error = error;
+  if (m_rules.mayBeEntered(step, index))
+    planSubdirectory(step, index);
+  if (work.at == work.end)
+    endShare(step);
+}
+
+// The walk will need it before the rest of the step.
+void LaneAhead::planSubdirectory(AheadStep& step, std::uint32_t index) {
+  const AheadDirectory& parent = step.directory;
+  auto below = std::make_unique<AheadDirectory>();
+  below->path = parent.path.empty() ? step.nameOf(index) : parent.path + "/" + step.nameOf(index);
+  // Longer ones are beyond what the walk examines.
+  if (below->path.size() > lane::MAX_PATH_LENGTH)
+    return;
+  below->size = step.entries[index].st.size;
+  below->level = parent.level + 1;
+  below->firstStep = std::make_unique<AheadStep>(*below);
+  m_plan.insertBefore(*below->firstStep, step);
+  auto& all = step.subdirectories;
+  const auto at = std::upper_bound(
+      all.begin(), all.end(), index,
+      [](std::uint32_t i, const AheadStep::Subdirectory& other) { return i < other.index; });
+  all.insert(at, {index, std::move(below)});
+}
+
+// A step that is not read: nothing of it is to come.
+void LaneAhead::endRead(AheadStep& step, int openError, int readError) {
+  m_ahead.fetch_add(std::int64_t{STEP_COST} - expectedEntries(step.directory));
+  step.directory.openError = openError;
+  step.directory.readError = openError == 0 ? readError : 0;
+  endStep(step);
+}
+
+void LaneAhead::endShare(AheadStep& step) {
+  --step.examining;
+  if (step.claimed == step.count && step.examining == 0)
+    endStep(step);
+}
+
+void LaneAhead::endStep(AheadStep& step) {
+  m_plan.remove(step);
+  setDone(step);
+}
+
+// --- Silence
+
+void LaneAhead::judge(Lane& lane, Lane::Clock::duration elapsed) {
+  if (!lane.isRunning() || !lane.isAwaited() || lane.since == m_pumped)
+    return;
+  lane.waited += elapsed;
+  if (lane.waited < m_timeout)
+    return;
+  lose(lane, ETIMEDOUT);
+  if (m_leftBehind.count() >= m_maxLeftBehind)
+    giveUp(ETIMEDOUT,
+           formatText("%zu helper processes sleep in calls that do not end", m_leftBehind.count()));
+}
+
+// Counts a lane that fell silent, and gives the filesystem up when none has answered for long.
+void LaneAhead::countSilence(const Lane& lane, int error) {
+  ++m_silentOnEnd;
+  // Lanes that fell silent together count once, or many of them would have less patience than one.
+  if (lane.since < m_roundEnd)
+    return;
+  m_roundEnd = m_pumped;
+  if (++m_silentRounds < MAX_SILENT_ROUNDS)
+    return;
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(m_timeout).count();
+  giveUp(error, error == ETIMEDOUT
+                    ? formatText("%d calls in a row took longer than %lld seconds", m_silentOnEnd,
+                                 static_cast<long long>(seconds))
+                    : formatText("%d helper processes in a row ended", m_silentOnEnd));
+}
+
+// Leaves the lane's helper behind. The rest of what it was asked is asked again.
+void LaneAhead::lose(Lane& lane, int error) {
+  if (error == ETIMEDOUT)
+    TRACE(TR_ERROR, "zplNFSsyscalls: stale mount point for (%s)\n", m_root.path.c_str());
+  else
+    TRACE(TR_ERROR, "a helper process for %s is gone: %s", m_root.path.c_str(),
+          errnoText(error).c_str());
+  std::deque<LaneWork> works = lane.end();
+  if (!m_root.identity.isKnown()) {
+    m_rootReply.error = error;
+    return;
+  }
+  if (!works.empty()) {
+    LaneWork& current = works.front();
+    // A helper that somebody ended is replaced once.
+    const bool isRepeated = error == EPIPE && !current.wasCut;
+    current.wasCut = isRepeated;
+    if (!isRepeated && charge(current, error))
+      works.pop_front();
+    for (auto work = works.rbegin(); work != works.rend(); ++work)
+      putBack(*work);
+  }
+  countSilence(lane, error);
+}
+
+// Answers what a lane was just doing with that error. True when nothing of the work is left.
+bool LaneAhead::charge(LaneWork& work, int error) {
+  if (work.kind == Kind::READ && work.phase != Phase::EXAMINING) {
+    if (work.step != nullptr)
+      endRead(*work.step, !work.step->isContinuation ? error : 0, error);
+    return true;
+  }
+  examined(work, error, nullptr);
+  return work.at == work.end;
+}
+
+void LaneAhead::putBack(LaneWork work) {
+  if (work.step == nullptr)
+    return;
+  if (work.phase == Phase::EXAMINING)
+    work.kind = Kind::EXAMINE;
+  work.phase = Phase::OPENING;
+  m_again.push_front(work);
+}
+
+void LaneAhead::giveUp(int error, std::string why) {
+  if (m_failure.empty()) {
+    m_failure = std::move(why);
+    m_failureError = error;
+  }
+  stop();
+}
+
+// The walk gets no more of the step than it has.
+void LaneAhead::fail(AheadStep& step) {
+  if (step.isDone())
+    return;
+  step.directory.readError = m_failureError;
+  for (std::uint32_t i = 0; i < step.count; ++i)
+    if (step.entries[i].error == AheadStep::PENDING)
+      step.entries[i].error = m_failureError;
+  endStep(step);
+}
+
+// --- Requests
+
+void LaneAhead::dispatch(AheadStep* needed) {
+  // What the walk waits for first: it may be queued behind what does not answer.
+  std::stable_partition(m_again.begin(), m_again.end(),
+                        [needed](const LaneWork& work) { return work.step == needed; });
+  while (!m_again.empty()) {
+    if (!dispatchWork(m_again.front()))
+      return;
+    m_again.pop_front();
+  }
+  // Whatever the budget says.
+  while (needed != nullptr && dispatchStep(*needed)) {
+  }
+  dispatchPlan();
+}
+
+void LaneAhead::dispatchPlan() {
+  // In batches: to look through the plan for every request would cost more than the request.
+  const Lane* lane = freest();
+  if (lane == nullptr || lane->load > MAX_LOAD / 2)
+    return;
+  for (AheadStep* step = m_plan.front(); step != nullptr; step = step->later)
+    do {
+      lane = freest();
+      if (lane == nullptr || lane->load >= MAX_LOAD || (step->state == State::UNREAD && !mayRead()))
+        return;
+    } while (dispatchStep(*step));
+}
+
+// Has the next of the step's work done. False when there is none, or no lane can take it.
+bool LaneAhead::dispatchStep(AheadStep& step) {
+  if (step.state == State::UNREAD) {
+    const std::uint32_t inFirst = step.isContinuation ? 0 : lane::SHARE;
+    if (!dispatchWork({&step, Kind::READ, 0, inFirst}))
+      return false;
+    step.state = State::READING;
+    m_ahead.fetch_add(expectedEntries(step.directory));
+    return true;
+  }
+  if (step.state != State::EXAMINING || step.claimed == step.count)
+    return false;
+  const std::uint32_t end = std::min(step.claimed + lane::SHARE, step.count);
+  if (!dispatchWork({&step, Kind::EXAMINE, step.claimed, end}))
+    return false;
+  step.claimed = end;
+  ++step.examining;
+  return true;
+}
+
+bool LaneAhead::dispatchWork(LaneWork work) {
+  if (work.step == nullptr)
+    return true;
+  AheadStep& step = *work.step;
+  std::size_t textLength = step.directory.path.size();
+  if (work.kind == Kind::EXAMINE)
+    textLength += step.namesLength(work.at, work.end);
+  Lane* lane = laneFor(step, textLength);
+  if (lane == nullptr)
+    return false;
+  send(*lane, work);
+  return true;
+}
+
+void LaneAhead::send(Lane& lane, LaneWork work) {
+  AheadStep& step = *work.step;
+  AheadDirectory& directory = step.directory;
+  if (directory.number == 0)
+    directory.number = ++m_directories;
+  if (work.kind == Kind::READ)
+    directory.lane = &lane;
+  lane::Request request;
+  request.kind = work.kind;
+  request.directory = directory.number;
+  request.identity = directory.identity;
+  request.position = step.position;
+  request.count = work.end - work.at;
+  request.pathLength = static_cast<std::uint32_t>(directory.path.size());
+  const char* names = nullptr;
+  if (work.kind == Kind::EXAMINE) {
+    names = step.nameOf(work.at);
+    request.namesLength = static_cast<std::uint32_t>(step.namesLength(work.at, work.end));
+  }
+  if (!lane.isAwaited()) {
+    lane.waited = {};
+    lane.since = m_pumped;
+  }
+  lane.send(request, directory.path, names);
+  work.worth = loadOf(work);
+  lane.load += work.worth;
+  lane.works.push_back(work);
+}
+
+// The lane that has least to do, or a fresh one; for the rest of a directory that which holds it
+// open: positions in a stream are not worth much elsewhere.
+Lane* LaneAhead::laneFor(const AheadStep& step, std::size_t textLength) {
+  Lane* lane = freest();
+  if (step.state == State::UNREAD && step.isContinuation && step.directory.lane->isRunning())
+    lane = step.directory.lane;
+  else if (lane == nullptr || lane->load >= BUSY_LOAD)
+    if (Lane* fresh = freshLane())
+      lane = fresh;
+  return lane != nullptr && lane->hasRoomFor(textLength) ? lane : nullptr;
+}
+
+Lane* LaneAhead::freest() {
+  Lane* found = nullptr;
+  for (const auto& lane : m_lanes)
+    if (lane->isRunning() && (found == nullptr || lane->load < found->load))
+      found = lane.get();
+  return found;
+}
+
+// Null when all run, or none may be started.
+Lane* LaneAhead::freshLane() {
+  const bool isAnyRunning = freest() != nullptr;
+  // Of a filesystem that is silent, one lane at a time finds out whether it answers again.
+  if (isAnyRunning && (!m_mayStartLanes || m_silentOnEnd > 0))
+    return nullptr;
+  for (const auto& lane : m_lanes) {
+    if (lane->isRunning())
+      continue;
+    if (lane->start(m_root))
+      return lane.get();
+    m_mayStartLanes = false;
+    if (!isAnyRunning)
+      giveUp(errno, "start a helper process: " + errnoText(errno));
+    return nullptr;
+  }
+  return nullptr;
+}
+
+// --- The walk
+
+void LaneAhead::giveBack(AheadStep& step, std::uint32_t entries) {
+  ReadAhead::giveBack(step, entries);
+  pump(nullptr);
+}
+
+void LaneAhead::discard(std::unique_ptr<AheadDirectory> directory) {
+  if (!directory)
+    return;
+  withdraw(*directory);
+  const auto forget = [](LaneWork& work) {
+    if (work.step != nullptr && work.step->directory.isDiscarded)
+      work.step = nullptr;
+  };
+  for (const auto& lane : m_lanes)
+    std::for_each(lane->works.begin(), lane->works.end(), forget);
+  std::for_each(m_again.begin(), m_again.end(), forget);
+}
+
+// Takes a directory with all that is known below it out of the plan, and gives its room back.
+void LaneAhead::withdraw(AheadDirectory& directory) {
+  directory.isDiscarded = true;
+  for (AheadStep* step = directory.firstStep.get(); step != nullptr; step = step->next.get()) {
+    m_plan.remove(*step);
+    if (step->state == State::READING)
+      m_ahead.fetch_sub(expectedEntries(directory));
+    else if (step->state != State::UNREAD)
+      m_ahead.fetch_sub(std::int64_t{step->count} + STEP_COST - step->givenBack);
+    for (const AheadStep::Subdirectory& below : step->subdirectories)
+      if (below.directory)
+        withdraw(*below.directory);
+  }
+}
+
+}  // namespace orv
