@@ -530,7 +530,7 @@ Lane* LaneAhead::freshLane() {
 // --- The walk
 
 void LaneAhead::giveBack(AheadStep& step, std::uint32_t entries) {
-  ReadAhead::giveBack(step, entries);
+  (void)lower(step, entries);
   pump(nullptr);
 }
 

@@ -26,11 +26,6 @@ int walkThreads(const char* text) {
   return used;
 }
 
-void ReadAhead::giveBack(AheadStep& step, std::uint32_t entries) {
-  step.givenBack += entries;
-  m_ahead.fetch_sub(entries, std::memory_order_relaxed);
-}
-
 void ReadAhead::setDone(AheadStep& step) noexcept {
   step.state = AheadStep::State::DONE;
   step.done.store(true, std::memory_order_release);

@@ -54,7 +54,7 @@ class ReadAhead {
   [[nodiscard]] virtual bool awaitEntry(AheadStep& step, std::uint32_t position) = 0;
   // Gives back the room of `entries` entries of a step that the walk has come past, or of what the
   // step itself takes.
-  virtual void giveBack(AheadStep& step, std::uint32_t entries);
+  virtual void giveBack(AheadStep& step, std::uint32_t entries) { (void)lower(step, entries); }
   void giveBackStep(AheadStep& step) { giveBack(step, step.count + STEP_COST - step.givenBack); }
 
   // Entries that were read and that the walk has not come past, and what their steps take.
@@ -76,6 +76,11 @@ class ReadAhead {
   // What a step takes besides its entries, in entries.
   static constexpr std::uint32_t STEP_COST = 8;
 
+  // Gives back room; what there was ahead before.
+  std::int64_t lower(AheadStep& step, std::uint32_t entries) noexcept {
+    step.givenBack += entries;
+    return m_ahead.fetch_sub(entries, std::memory_order_relaxed);
+  }
   // The last that is done to a step: the walk may free it from then on.
   static void setDone(AheadStep& step) noexcept;
   void giveBackAll(AheadDirectory& directory);

@@ -250,8 +250,7 @@ void ThreadAhead::await(AheadStep& step) {
 }
 
 void ThreadAhead::giveBack(AheadStep& step, std::uint32_t entries) {
-  const std::int64_t before = entriesAhead();
-  ReadAhead::giveBack(step, entries);
+  const std::int64_t before = lower(step, entries);
   if (before < LOW_WATER || before - entries >= LOW_WATER)
     return;
   const Lock lock(m_mutex);
