@@ -119,31 +119,30 @@ TEST_F(MountsTest, readsWhatTheKernelSays) {
     GTEST_SKIP() << "needs a private mount namespace (root)";
   const std::string place = dir.file("a b\t#c\\d\n\\040e");
   std::filesystem::create_directory(place);
-  EXPECT_EQ(
-      "", test::inPrivateMounts([&]() -> std::string {
-        // 1 GiB in pages of 4,096 bytes: 262,144 blocks, of which an empty tmpfs uses none.
-        for (const char* options : {"size=4k", "size=1g,nr_inodes=1000"})
-          if (::mount("h:/e #1", place.c_str(), "tmpfs", 0, options) != 0)
-            return "cannot mount a tmpfs";
-        const std::vector<std::string> entries = readTable(table);
-        const std::string expected = "h:/e #1|" + place + "|tmpfs";
-        if (std::count(entries.begin(), entries.end(), expected) != 2)
-          return "the table lacks " + expected;
-        Filesystem fs;
-        if (Mounts::statFS({"h:/e #1", place, "tmpfs"}, fs, 0, statThread) != 0)
-          return "statFS failed";
-        // The root directory is the one inode in use.
-        for (const auto& [figure, wanted] : {std::pair(fs.fsCapacity, 2097152),
-                                               {fs.fsFreeSpace, 2097152},
-                                               {fs.fsUsedSpace, 0},
-                                               {fs.fsPhysicalSize, 2097152},
-                                               {static_cast<std::int64_t>(fs.fsMaxFiles), 1000},
-                                               {std::int64_t{fs.fsUsedInodes}, 1},
-                                               {std::int64_t{fs.fsFreeInodes}, 999}})
-          if (figure != wanted)
-            return "wrong figure " + std::to_string(figure);
-        return "";
-      }));
+  EXPECT_EQ("", test::inPrivateMounts([&]() -> std::string {
+              // 1 GiB in pages of 4,096 bytes: 262,144 blocks, of which an empty tmpfs uses none.
+              for (const char* options : {"size=4k", "size=1g,nr_inodes=1000"})
+                if (::mount("h:/e #1", place.c_str(), "tmpfs", 0, options) != 0)
+                  return "cannot mount a tmpfs";
+              const std::vector<std::string> entries = readTable(table);
+              const std::string expected = "h:/e #1|" + place + "|tmpfs";
+              if (std::count(entries.begin(), entries.end(), expected) != 2)
+                return "the table lacks " + expected;
+              Filesystem fs;
+              if (Mounts::statFS({"h:/e #1", place, "tmpfs"}, fs, 0, statThread) != 0)
+                return "statFS failed";
+              // The root directory is the one inode in use.
+              for (const auto& [figure, wanted] : {std::pair(fs.fsCapacity, 2097152),
+                                                   {fs.fsFreeSpace, 2097152},
+                                                   {fs.fsUsedSpace, 0},
+                                                   {fs.fsPhysicalSize, 2097152},
+                                                   {static_cast<std::int64_t>(fs.fsMaxFiles), 1000},
+                                                   {std::int64_t{fs.fsUsedInodes}, 1},
+                                                   {std::int64_t{fs.fsFreeInodes}, 999}})
+                if (figure != wanted)
+                  return "wrong figure " + std::to_string(figure);
+              return "";
+            }));
 }
 
 TEST_F(MountsTest, statFSReportsWhatDoesNotAnswer) {
