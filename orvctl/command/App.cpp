@@ -25,7 +25,7 @@ namespace orv::ctl {
 namespace {
 
 // Every command adds itself; the order is that of the help.
-constexpr std::array COMMANDS = {addScanCommand, addReportCommand, addJobsCommand,
+constexpr std::array COMMANDS = {addScanCommand,    addReportCommand, addJobsCommand,
                                  addHistoryCommand, addGrowthCommand, addCheckWhereCommand};
 
 constexpr const char* FOOTER =

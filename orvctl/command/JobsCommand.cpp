@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "orvctl/command/Options.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
@@ -177,10 +178,13 @@ void addJobsCommand(CLI::App& app, int& exitCode) {
   auto directory = std::make_shared<std::string>();
   CLI::App* command =
       app.add_subcommand("jobs", "List the running and finished jobs of an agent directory");
-  command
-      ->add_option("--agent", *directory,
-                   "The agent directory; without it the one that scan would take")
-      ->type_name("DIR");
+  addAgentOption(*command, *directory);
+  command->footer(
+      "Exit codes:\n"
+      "  0  all of it was read\n"
+      "  1  there is no such agent directory\n"
+      "  2  the command line is wrong\n"
+      "  4  parts could not be read; standard error names them");
   command->callback([directory, &exitCode] { exitCode = runJobs(*directory); });
 }
 

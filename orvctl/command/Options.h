@@ -18,4 +18,13 @@ inline void addTopOption(CLI::App& command, int& top) {
       ->check(CLI::Range(1, MAX_TOP));
 }
 
+inline void addAgentOption(CLI::App& command, std::string& directory) {
+  command
+      .add_option("--agent", directory,
+                  "Agent directory with the jobs' files, which a scan makes if needed; without it "
+                  "the one that orvctl was built into, or ~/.local/share/orvscan if that cannot be "
+                  "written to")
+      ->type_name("DIR");
+}
+
 }  // namespace orv::ctl

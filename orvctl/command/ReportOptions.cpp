@@ -1,24 +1,11 @@
 #include "orvctl/command/ReportOptions.h"
 
-#include <fmt/format.h>
-
 #include "orvctl/command/ExportOption.h"
+#include "orvctl/command/Options.h"
 
 namespace orv::ctl {
-namespace {
-
-// A profile counts its rankings in 16 bits.
-constexpr int MAX_TOP = 32767;
-
-}  // namespace
-
 void addReportOptions(CLI::App& command, ReportArguments& arguments) {
-  command
-      .add_option(
-          "--top", arguments.request.top,
-          fmt::format("Entries shown of every list; {} if not given", arguments.request.top))
-      ->type_name("N")
-      ->check(CLI::Range(1, MAX_TOP));
+  addTopOption(command, arguments.request.top);
   command
       .add_option("--section", arguments.sections,
                   "Only these sections of the report (or tables of --format csv), as owners,files; "
@@ -27,6 +14,7 @@ void addReportOptions(CLI::App& command, ReportArguments& arguments) {
   command.add_flag("--summary", arguments.summary,
                    "Only the first screen: totals and the largest directories");
   addExportOption(command, arguments.request);
+  addHistoryOption(command, arguments.history);
 }
 
 bool askedForSectionHelp(const ReportArguments& arguments) {
@@ -42,13 +30,15 @@ ExportRequest requestOf(const ReportArguments& arguments) {
   return request;
 }
 
-void writeReport(const ExportRequest& request, const Scan& scan) {
+void writeReport(const ExportRequest& request, const Scan& scan, const HistoryOption& history) {
+  const std::optional<GrowthSeries> growth =
+      request.format == Format::HTML ? growthFor(history, scan) : std::nullopt;
   exportScan(
       request, scan,
       [&](const Style& style) {
         return renderReport(scan, {request.top, request.sections, style});
       },
-      nullptr);
+      growth ? &*growth : nullptr);
 }
 
 }  // namespace orv::ctl

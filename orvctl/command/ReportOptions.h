@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "orvctl/command/HistoryOption.h"
 #include "orvctl/export/Export.h"
 #include "orvctl/report/Report.h"
 
@@ -13,10 +14,11 @@ struct ReportArguments {
   ExportRequest request;
   std::string sections;  // as typed
   bool summary = false;
+  HistoryOption history;
 };
 
-// Adds "--top", "--section", "--summary" and the options of the exports; they go into `arguments`,
-// which must outlive the parse.
+// Adds "--top", "--section", "--summary" and the options of exports and history; they go into
+// `arguments`, which must outlive the parse.
 void addReportOptions(CLI::App& command, ReportArguments& arguments);
 
 // The list of sections is asked for instead of a report.
@@ -25,7 +27,7 @@ void addReportOptions(CLI::App& command, ReportArguments& arguments);
 // What is to be written, checked. Throws CtlError.
 [[nodiscard]] ExportRequest requestOf(const ReportArguments& arguments);
 
-// Writes the scan as requested. Throws CtlError.
-void writeReport(const ExportRequest& request, const Scan& scan);
+// Writes the scan as requested; the history, if wanted, lends the page its growth. Throws CtlError.
+void writeReport(const ExportRequest& request, const Scan& scan, const HistoryOption& history);
 
 }  // namespace orv::ctl

@@ -6,26 +6,21 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <cstring>
+#include <exception>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "orvctl/command/Options.h"
 #include "orvctl/command/ReportOptions.h"
+#include "orvctl/command/ScanRun.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/LocalJob.h"
-#include "orvctl/job/Progress.h"
-#include "orvctl/job/ScanProcess.h"
 #include "orvctl/job/ScanRoots.h"
 #include "orvctl/job/WhereClause.h"
-#include "orvctl/model/ModelBuilder.h"
-#include "orvctl/report/AddRun.h"
-#include "orvctl/report/Report.h"
 #include "orvctl/text/CtlError.h"
-#include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
-#include "orvctl/text/Units.h"
 
 namespace orv::ctl {
 namespace {
@@ -67,66 +62,9 @@ struct ScanArguments {
   unsigned threads = std::max(1U, std::thread::hardware_concurrency());
 };
 
-std::vector<std::string> scanArguments(const std::string& program, const AgentDirectory& agent,
-                                       const LocalJob& job, int timeout) {
-  std::vector<std::string> all = {program,         "-scan",
-                                  "-installLoc",   agent.path,
-                                  "-serverName",   AgentDirectory::SERVER,
-                                  "-jobName",      LocalJob::JOB_NAME,
-                                  "-jobRunNumber", std::to_string(job.runNumber()),
-                                  "-sidRunNumber", std::to_string(LocalJob::SID_RUN_NUMBER),
-                                  "-logname",      job.log(),
-                                  "-maxNumRuns",   std::to_string(LocalJob::KEPT_RUNS)};
-  if (timeout > 0)
-    all.insert(all.end(), {"-nfstimeout", std::to_string(timeout)});
-  return all;
-}
-
-// What a scan's failure code means; the text for any other code says so.
-std::string failureText(int code) {
-  struct Failure {
-    int code;
-    const char* text;
-  };
-  static constexpr std::array<Failure, 7> FAILURES = {{
-      {8, "it could not be done; another scan of the directory may be running"},
-      {9, "the result could not be written"},
-      {12, "nothing could be scanned"},
-      {13, "its definition could not be read"},
-      {30, "its trace could not be opened"},
-      {69, "its definition does not fit"},
-      {72, "its message catalog could not be opened"},
-  }};
-  for (const Failure& failure : FAILURES)
-    if (failure.code == code)
-      return fmt::format("{} (code {})", failure.text, code);
-  return fmt::format("it ended with code {}", code);
-}
-
-// Throws CtlError unless the scan left a result.
-void requireResult(const ScanEnd& end, const std::string& subject) {
-  const std::string what = "scan of " + subject;
-  if (end.stoppedBy != 0)
-    throw CtlError(
-        fmt::format("{} stopped: {}; there is no result", what, ::strsignal(end.stoppedBy)),
-        128 + end.stoppedBy);
-  if (end.killedBy != 0)
-    throw CtlError(
-        fmt::format("{} failed: it was ended by a signal: {}", what, ::strsignal(end.killedBy)),
-        128 + end.killedBy);
-  if (end.exitCode != 0 && end.exitCode != PARTLY_SCANNED)
-    throw CtlError(fmt::format("{} failed: {}", what, failureText(end.exitCode)), end.exitCode);
-}
-
 std::string hostName() {
   std::array<char, HOST_NAME_MAX + 1> name{};
   return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
-}
-
-// What the job scans, in words.
-std::string subjectOf(const std::vector<RootFacts>& roots) {
-  return roots.size() == 1 ? printable(roots.front().path)
-                           : numberOf(static_cast<std::int64_t>(roots.size()), "directory");
 }
 
 // Whether anything below the roots was not read.
@@ -136,40 +74,6 @@ bool anythingLeftOut(const Scan& scan) {
            (root.notRead &&
             root.notRead->unreadable + root.notRead->tooDeep + root.notRead->tooLong > 0);
   });
-}
-
-// Runs the job to its end, with its progress shown meanwhile.
-ScanEnd runJob(const ScanArguments& arguments, const std::string& staged,
-               const AgentDirectory& agent, const LocalJob& job, int timeout, JobLog& log) {
-  Progress progress(subjectOf(job.record().roots), log);
-  const ScanEnd end = runScan(
-      scanArguments(staged + "/bin/scan", agent, job, timeout),
-      {"ORV_MNTTAB=" + job.mountTable(), "ORV_WALK_THREADS=" + std::to_string(arguments.threads)},
-      progress.interval(), [&progress](double elapsed) { progress.show(elapsed); });
-  progress.end();
-  log.poll();
-  return end;
-}
-
-// The result with all that is known of its run. Without one the record tells how the run ended, and
-// the warnings of the job are shown, before CtlError is thrown.
-Scan scanOf(LocalJob& job, const ScanEnd& end, const JobLog& log) {
-  try {
-    requireResult(end, subjectOf(job.record().roots));
-  } catch (const CtlError& error) {
-    job.ended(error.exitCode(), std::nullopt, std::nullopt);
-    Scan nothing;
-    addRun(nothing, log, std::nullopt);
-    if (nothing.run)
-      writeError(renderWarnings(*nothing.run, {20, {}, styleFor(STDERR_FILENO)}));
-    throw;
-  }
-  Scan scan = buildModel(ResultFile::read(job.result()));
-  const auto totals = scan.totals();
-  job.ended(end.exitCode, totals ? std::optional(totals->entries()) : std::nullopt,
-            totals ? std::optional(totals->bytes) : std::nullopt);
-  addRun(scan, log, job.record());
-  return scan;
 }
 
 int runScanCommand(const ScanArguments& arguments) {
@@ -187,12 +91,24 @@ int runScanCommand(const ScanArguments& arguments) {
                        .ages = ages,
                        .watchedInFull = request.sections.contains(Section::WATCHED),
                        .host = hostName()});
-  JobLog log(job.log());
-  const ScanEnd end = runJob(arguments, staged, agent, job, found.timeout, log);
-  const Scan scan = scanOf(job, end, log);
-  writeReport(request, scan);
+  int code = 0;
+  const Scan scan =
+      runScanJob(job, agent, staged, {arguments.threads, found.timeout}, request, code);
+  // The page shows this scan, too; but a history that cannot be written must not take the report
+  // away.
+  HistoryOption history = arguments.report.history;
+  std::exception_ptr failure;
+  try {
+    addToHistory(history, scan);
+  } catch (const CtlError&) {
+    failure = std::current_exception();
+    history.wanted = false;
+  }
+  writeReport(request, scan, history);
+  if (failure)
+    std::rethrow_exception(failure);
   const bool partly = !found.complete || (arguments.strict && anythingLeftOut(scan));
-  return partly ? std::max(end.exitCode, PARTLY_SCANNED) : end.exitCode;
+  return partly ? std::max(code, PARTLY_SCANNED) : code;
 }
 
 }  // namespace
@@ -243,11 +159,7 @@ void addScanCommand(CLI::App& app, int& exitCode) {
       ->type_name("N")
       ->check(CLI::Range(1U, MAX_THREADS));
   addReportOptions(*command, arguments->report);
-  command
-      ->add_option("--agent", arguments->agent,
-                   "Agent directory for the job's files, made if needed; without it the one that "
-                   "orvctl was built into, or ~/.local/share/orvscan if that cannot be written to")
-      ->type_name("DIR");
+  addAgentOption(*command, arguments->agent);
   command->footer(FOOTER);
   command->callback([arguments, paths, all, &exitCode] {
     if (askedForSectionHelp(arguments->report)) {

@@ -39,21 +39,6 @@ int runNumberOf(const std::string& fileName) {
   return number > 0 && fileName.starts_with(baseName(number)) ? number : 0;
 }
 
-int highestRunNumber(const AgentDirectory& agent) {
-  int highest = 0;
-  for (const std::string& directory :
-       {agent.inputDirectory(), agent.outputDirectory(), agent.logDirectory()}) {
-    std::error_code ignored;
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory, ignored))
-      highest = std::max(highest, runNumberOf(entry.path().filename()));
-  }
-  return highest;
-}
-
-bool isGone(pid_t pid) {
-  return !processExists(pid);
-}
-
 // Whether a run has ended or was killed, by what it left. A run that tells nothing of itself is
 // left alone.
 bool isOver(const AgentDirectory& agent, int runNumber) {
@@ -64,7 +49,7 @@ bool isOver(const AgentDirectory& agent, int runNumber) {
   if (info.pid && isRunningScan(*info.pid, run))
     return false;
   const auto record = RunRecord::read(base + RECORD_ENDING);
-  return record ? isGone(record->pid) : info.pid.has_value();
+  return record ? !processExists(record->pid) : info.pid.has_value();
 }
 
 // Removes what killed runs left: their definitions and mount tables, and results that were never
@@ -136,6 +121,17 @@ bool writeNewFile(const std::string& file, std::string_view text) {
 }
 
 }  // namespace
+
+int highestRunNumber(const AgentDirectory& agent) {
+  int highest = 0;
+  for (const std::string& directory :
+       {agent.inputDirectory(), agent.outputDirectory(), agent.logDirectory()}) {
+    std::error_code ignored;
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory, ignored))
+      highest = std::max(highest, runNumberOf(entry.path().filename()));
+  }
+  return highest;
+}
 
 LocalJob::LocalJob(const AgentDirectory& agent, const JobRequest& request)
     : m_record{.host = request.host,

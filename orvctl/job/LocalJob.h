@@ -31,6 +31,8 @@ class LocalJob final {
 
   [[nodiscard]] int runNumber() const noexcept { return m_runNumber; }
   [[nodiscard]] const std::string& mountTable() const noexcept { return m_mountTable; }
+  // Where the scan shows how far it is; nobody made it yet.
+  [[nodiscard]] std::string progressFile() const { return m_mountTable + ".progress"; }
   [[nodiscard]] const std::string& result() const noexcept { return m_result; }
   [[nodiscard]] const std::string& log() const noexcept { return m_log; }
   [[nodiscard]] const RunRecord& record() const noexcept { return m_record; }
@@ -47,6 +49,9 @@ class LocalJob final {
   std::string m_result;
   std::string m_log;
 };
+
+// The highest number of a run of orvctl's that left a file in an agent directory; 0 for none.
+[[nodiscard]] int highestRunNumber(const AgentDirectory& agent);
 
 // The log that belongs to a result of orvctl (by their names); empty for any other file.
 [[nodiscard]] std::string logOfResult(const std::string& result);

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <optional>
 #include <string_view>
 
 #include "orvctl/text/CtlError.h"
@@ -106,24 +107,67 @@ bool hasEnded(pid_t pid, ScanEnd& end) {
   return true;
 }
 
+// The end of a scan that the user stops, step by step.
+class Stopper final {
+ public:
+  Stopper(pid_t pid, const StopLimits& limits) : m_pid(pid), m_limits(limits) {}
+
+  // A first signal asks, a second one kills.
+  void signalled() { m_asked ? killNow() : ask(); }
+
+  // Kills what took too long to stop. False when it does not die of that either.
+  [[nodiscard]] bool waitOn() {
+    if (m_killed)
+      return Clock::now() < *m_killed + m_limits.toDie;
+    if (m_asked && Clock::now() >= *m_asked + m_limits.toStop)
+      killNow();
+    return true;
+  }
+
+  [[nodiscard]] bool isStopping() const noexcept { return m_asked.has_value(); }
+
+ private:
+  void ask() {
+    ::kill(m_pid, SIGTERM);
+    m_asked = Clock::now();
+  }
+  void killNow() {
+    ::kill(m_pid, SIGKILL);
+    m_killed = m_killed.value_or(Clock::now());
+  }
+
+  pid_t m_pid;
+  StopLimits m_limits;
+  std::optional<Clock::time_point> m_asked;
+  std::optional<Clock::time_point> m_killed;
+};
+
 }  // namespace
 
 ScanEnd runScan(const std::vector<std::string>& arguments,
-                const std::vector<std::string>& environment, std::chrono::milliseconds interval,
-                const std::function<void(double)>& tick) {
+                const std::vector<std::string>& environment, ScanWatcher& watcher,
+                StopLimits limits) {
+  constexpr std::chrono::milliseconds WHILE_STOPPING(50);
   const BlockedSignals signals;
   const Clock::time_point start = Clock::now();
   const auto elapsed = [start] {
     return std::chrono::duration<double>(Clock::now() - start).count();
   };
   const pid_t pid = spawn(arguments, mergedEnvironment(environment), signals.before());
+  Stopper stopper(pid, limits);
   ScanEnd end;
   while (!hasEnded(pid, end)) {
-    const int signal = signals.next(interval);
-    if (signal == 0) {
-      tick(elapsed());
-    } else if (signal != SIGCHLD) {
-      ::kill(pid, end.stoppedBy == 0 ? SIGTERM : SIGKILL);
+    if (!stopper.waitOn()) {
+      end.stuckPid = pid;
+      break;
+    }
+    const int signal = signals.next(stopper.isStopping() ? WHILE_STOPPING : watcher.interval());
+    if (signal == 0 && !stopper.isStopping()) {
+      watcher.tick(elapsed());
+    } else if (signal != 0 && signal != SIGCHLD) {
+      if (!stopper.isStopping())
+        watcher.stopping();
+      stopper.signalled();
       end.stoppedBy = signal;
     }
   }

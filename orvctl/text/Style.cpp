@@ -38,8 +38,8 @@ Style styleFor(int fd) {
   Style style;
   style.width = std::clamp(terminalWidth(fd), Style::MIN_WIDTH, MAX_WIDTH);
   style.terminal = ::isatty(fd) == 1;
-  style.colour = style.terminal && !isSet("NO_COLOR") && terminal != nullptr &&
-                 std::string_view(terminal) != "dumb";
+  style.dumb = terminal == nullptr || *terminal == '\0' || std::string_view(terminal) == "dumb";
+  style.colour = style.terminal && !isSet("NO_COLOR") && !style.dumb;
   style.unicode = std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
   return style;
 }

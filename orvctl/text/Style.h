@@ -10,6 +10,7 @@ struct Style {
   int width = 80;         // terminal columns, at least MIN_WIDTH
   bool colour = false;    // escape sequences for emphasis
   bool terminal = false;  // somebody may copy a path from it into a shell
+  bool dumb = false;      // a terminal that knows no escape sequences, not even to clear a line
   bool unicode = false;   // block characters and the one-column ellipsis
 
   static constexpr int MIN_WIDTH = 60;

@@ -89,47 +89,62 @@ TEST(LocalJobTest, everyRunGetsItsOwnFilesAndCleansUpItsInput) {
   EXPECT_EQ(logOfResult(agent.outputDirectory() + "/other.00000099_scan.0001.dat"), "");
 }
 
-// Runs a shell script as the scan program.
-ScanEnd runScript(const std::string& script, const std::function<void(double)>& tick) {
-  return runScan({"/bin/sh", "-c", script}, {"ORV_MNTTAB=/a table"}, std::chrono::milliseconds(20),
-                 tick);
-}
+struct Watcher final : ScanWatcher {
+  explicit Watcher(std::function<void()> call = {}) : onTick(std::move(call)) {}
+  void tick(double) override {
+    if (onTick)
+      onTick();
+  }
+  void stopping() override { ++stops; }
+  std::chrono::milliseconds interval() const override { return std::chrono::milliseconds(20); }
 
-void noTick(double) {}
+  std::function<void()> onTick;
+  int stops = 0;
+};
+
+// Runs a shell script as the scan program.
+ScanEnd runScript(const std::string& script, Watcher watcher = Watcher(), StopLimits limits = {}) {
+  const ScanEnd end = runScan({"/bin/sh", "-c", script}, {"ORV_MNTTAB=/a table"}, watcher, limits);
+  EXPECT_EQ(watcher.stops, end.stoppedBy != 0 ? 1 : 0);
+  return end;
+}
 
 TEST(ScanProcessTest, endsAndEnvironmentAreHandedOn) {
-  EXPECT_EQ(runScript("exit 69", noTick).exitCode, 69);
-  EXPECT_EQ(runScript("kill -9 $$", noTick).killedBy, SIGKILL);
-  EXPECT_EQ(runScript("[ \"$ORV_MNTTAB\" = '/a table' ] && [ -n \"$PATH\" ]", noTick).exitCode, 0);
+  EXPECT_EQ(runScript("exit 69").exitCode, 69);
+  EXPECT_EQ(runScript("kill -9 $$").killedBy, SIGKILL);
+  EXPECT_EQ(runScript("[ \"$ORV_MNTTAB\" = '/a table' ] && [ -n \"$PATH\" ]").exitCode, 0);
   // Leader of a group of its own, with nothing to read.
-  EXPECT_EQ(runScript("[ $(ps -o pgid= -p $$) = $$ ] && ! read line", noTick).exitCode, 0);
-  EXPECT_THROW((void)runScan({"/no/such/program"}, {}, std::chrono::milliseconds(20), noTick),
-               CtlError);
+  EXPECT_EQ(runScript("[ $(ps -o pgid= -p $$) = $$ ] && ! read line").exitCode, 0);
+  Watcher nobody;
+  EXPECT_THROW((void)runScan({"/no/such/program"}, {}, nobody), CtlError);
 }
 
-TEST(ScanProcessTest, userSignalsStopTheScanAndASecondOneKillsIt) {
+TEST(ScanProcessTest, userSignalsStopTheScanAndWhatDoesNotStopIsKilled) {
   const struct {
     int signal;
     const char* trap;
     int code;
     int killedBy;
+    StopLimits limits = {};
   } rows[] = {{SIGINT, "trap 'exit 8' TERM", 8, 0},
               {SIGTERM, "trap 'exit 8' TERM", 8, 0},
               {SIGHUP, "trap 'exit 8' TERM", 8, 0},
-              {SIGTERM, "trap '' TERM", 0, SIGKILL}};
+              {SIGTERM, "trap '' TERM", 0, SIGKILL, {.toStop = std::chrono::milliseconds(1)}}};
   for (const auto& row : rows) {
     ::signal(row.signal, SIG_DFL);  // whoever runs the tests may ignore it
     const TempDir directory;
     const std::string ready = directory.file("ready");
-    int raised = 0;
-    const ScanEnd end =
-        runScript(row.trap + ("; : > " + ready) + "; while :; do sleep 0.01; done", [&](double) {
-          if (raised < (row.killedBy != 0 ? 2 : 1) && ::access(ready.c_str(), F_OK) == 0)
-            raised += ::raise(row.signal) == 0 ? 1 : 0;
-        });
+    bool raised = false;
+    const auto raise = [&] {
+      if (!raised && ::access(ready.c_str(), F_OK) == 0)
+        raised = ::raise(row.signal) == 0;
+    };
+    const ScanEnd end = runScript(row.trap + ("; : > " + ready) + "; while :; do sleep 0.01; done",
+                                  Watcher(raise), row.limits);
     EXPECT_EQ(end.stoppedBy, row.signal);
     EXPECT_EQ(end.killedBy, row.killedBy);
     EXPECT_EQ(end.exitCode, row.code);
+    EXPECT_EQ(end.stuckPid, 0);
   }
 }
 

@@ -51,6 +51,8 @@ ScanOptions optionsOfEnvironment() {
   options.walkThreads = walkThreads(std::getenv("ORV_WALK_THREADS"));
   if (const char* table = std::getenv("ORV_MNTTAB"); table != nullptr && *table != '\0')
     options.mountTable = table;
+  if (const char* progress = std::getenv("ORV_PROGRESS"); progress != nullptr)
+    options.progressFile = progress;
   return options;
 }
 

@@ -14,6 +14,7 @@
 #include "Scan/unix/ScannerUnix.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
+#include "runtime/unx/ProgressPage.h"
 #include "runtime/ut/ScanPaths.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
@@ -41,8 +42,12 @@ bool isNetworkSource(const std::string& source) {
 
 }  // namespace
 
+// A progress file that cannot be mapped is nobody's loss but the watcher's.
 FilesystemScan::FilesystemScan(ScanOptions options)
-    : m_options(std::move(options)), m_userTable(m_uberTable) {}
+    : m_options(std::move(options)),
+      m_progress(m_options.progressFile.empty() ? nullptr
+                                                : ProgressPage::open(m_options.progressFile)),
+      m_userTable(m_uberTable) {}
 
 FilesystemScan::~FilesystemScan() = default;
 
@@ -257,6 +262,7 @@ int FilesystemScan::runScanner(FSRef& ref) {
   // A filer's export is known to the server by another path than the one it is mounted at here.
   ScannerUnix scanner(*ref.filesystem, std::move(actions), m_userTable, m_fileTypes,
                       std::move(options));
+  scanner.setProgress(m_progress.get());
   const int result = scanner.scan();
   // The records outlive the accumulators: the profile keeps them until the result is written.
   for (std::size_t i = 0; i < containers.size(); ++i)

@@ -20,6 +20,7 @@ namespace orv {
 class AgentScan;
 class DirectoryWatch;
 class GenericPrint;
+class ProgressPage;
 class WalkSelections;
 
 // What the environment tells the job, besides its command line and its definition. Read once, by
@@ -27,6 +28,7 @@ class WalkSelections;
 struct ScanOptions {
   int walkThreads = 1;                           // helpers that read ahead of the walk; 1 for none
   std::string mountTable = Mounts::MOUNT_TABLE;  // the file that lists what is mounted
+  std::string progressFile = {};                 // where the walk shows how far it is, or empty
 };
 
 // Mount table entries by mount point and, for network mounts, also by source.
@@ -86,6 +88,7 @@ class FilesystemScan {
   std::function<void(const Filesystem&)> m_unlocker;
 
   ScanOptions m_options;
+  std::unique_ptr<ProgressPage> m_progress;
   int m_rc = 0;
   int m_nfsTimeout = 0;
   StatThread m_statThread;

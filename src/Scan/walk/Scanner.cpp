@@ -7,6 +7,7 @@
 #include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/FileAction.h"
 #include "runtime/nls/MessageLog.h"
+#include "runtime/unx/ProgressPage.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/ScanPaths.h"
 #include "runtime/ut/Text.h"
@@ -88,6 +89,7 @@ int Scanner::walk() {
 
 // Opens the root's reader. False when it cannot be made.
 bool Scanner::openRoot() {
+  showDirectory();
   try {
     m_arrayReader.push_back(makeReader(1));
     return true;
@@ -174,6 +176,7 @@ bool Scanner::enterNextLevel(Passage passage) {
   const std::size_t parentLength = m_state.path.size();
   m_state.path = m_state.info->faName;
   ++m_state.level;
+  showDirectory();
   try {
     auto reader = makeReader(0);
     const auto slot = static_cast<std::size_t>(m_state.level);
@@ -259,7 +262,15 @@ bool Scanner::nextGood(int fsType) {
   }
 }
 
+// Before the directory is opened: what never answers is shown, too.
+void Scanner::showDirectory() const noexcept {
+  if (m_progress != nullptr)
+    m_progress->directoryEntered(m_state.path);
+}
+
 void Scanner::countEntry() {
+  if (m_progress != nullptr)
+    m_progress->entryMet();
   ++m_total;
   ++m_sinceReport;
   if (m_sinceReport <= PROGRESS_INTERVAL || naLog == nullptr)

@@ -13,6 +13,8 @@
 
 namespace orv {
 
+class ProgressPage;
+
 class DirectoryReader;
 class FileAction;
 class FileTypeTable;
@@ -67,6 +69,9 @@ class Scanner {
   // or memory ran out; 8 when the filesystem could not be accessed; -1 when the first reader is
   // missing. Throws ScanAbortException* when the scan is stopped.
   [[nodiscard]] int scan();
+
+  // Lets another process see how far the walk is; null for nobody. Must outlive the scanner.
+  void setProgress(ProgressPage* page) noexcept { m_progress = page; }
 
   // For the accumulators.
 
@@ -137,6 +142,7 @@ class Scanner {
   void leaveDirectory();
   void decrementLevel(const std::string& path);
   void countEntry();
+  void showDirectory() const noexcept;
 
   Filesystem& m_filesystem;
   std::vector<SelectedAction> m_actions;
@@ -149,8 +155,9 @@ class Scanner {
   std::vector<std::unique_ptr<DirectoryReader>> m_arrayReader;  // by level
   std::int64_t m_entry = 0;                                     // number of the current entry
   std::vector<std::uint16_t> m_matching;  // positions of the current entry's actions
-  std::int64_t m_total = 1;               // entries met, the root included
-  std::int64_t m_sinceReport = 1;         // entries since the last progress message
+  ProgressPage* m_progress = nullptr;
+  std::int64_t m_total = 1;        // entries met, the root included
+  std::int64_t m_sinceReport = 1;  // entries since the last progress message
 };
 
 }  // namespace orv
