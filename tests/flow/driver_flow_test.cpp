@@ -195,7 +195,6 @@ TEST_F(DriverFlow, troubleOfTheHostIsNeverSilent) {
        0,
        ""},
       {"a trace nowhere", ":", {"-debug", "MIN", "-debugfile", "/dev/null/x"}, 30, ""},
-      {"another locale", "export LC_ALL=tr_TR.UTF-8", {"-serverIP", "10.0.0.1"}, 0, ""},
       {"no standard descriptors", "exec <&- >&- 2>&-", {}, 0, ""},
       {"descriptors of nobody", ":", {"-agentCom", "7,8"}, 0, ""},
   };

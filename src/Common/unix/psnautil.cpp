@@ -62,8 +62,10 @@ void complain(const char* what) noexcept {
   resetSignals();
   // First, so that a job that has used up its descriptors can still start a program.
   ::closefrom(STDERR_FILENO + 1);
-  if (placeFile("/dev/null", O_RDONLY, STDIN_FILENO) &&
-      (out.empty() || placeFile(out.c_str(), WRITE_FLAGS, STDOUT_FILENO)) &&
+  // A host that has no descriptor left has none for an input that nobody reads.
+  if (!placeFile("/dev/null", O_RDONLY, STDIN_FILENO))
+    ::close(STDIN_FILENO);
+  if ((out.empty() || placeFile(out.c_str(), WRITE_FLAGS, STDOUT_FILENO)) &&
       (err.empty() || placeFile(err.c_str(), WRITE_FLAGS, STDERR_FILENO))) {
     ::closefrom(STDERR_FILENO + 1);
     ::execv(arguments[0], arguments);
