@@ -118,21 +118,27 @@ void ScannerUnix::checkRoot(int directory) {
         {mountPoint, "it was unmounted, or another one was mounted over it, since the job began"});
 }
 
-bool ScannerUnix::pathToOpen(const std::string& path, std::string& local) const {
+bool ScannerUnix::toLocalPath(const std::string& path, std::string& local, std::size_t available) {
+  const bool isWhole = m_localPath->retrieve(path, local, available);
+  if (!isWhole)
+    noteLeftOut();
+  return isWhole;
+}
+
+bool ScannerUnix::pathToOpen(const std::string& path, std::string& local) {
   std::size_t length = 0;
-  std::size_t available = MAX_OPEN_PATH;
-  return m_localPath ? m_localPath->retrieve(path, local, available)
+  return m_localPath ? toLocalPath(path, local, MAX_OPEN_PATH)
                      : ScannerInitOpen(path, local, &length);
 }
 
-bool ScannerUnix::pathToExamine(const std::string& path, FileRecord& file) const {
+bool ScannerUnix::pathToExamine(const std::string& path, FileRecord& file) {
   if (!m_localPath) {
     ScannerInitStat(path, &file);
     return true;
   }
-  std::size_t available =
+  const std::size_t available =
       MAX_STAT_PATH + 1 - std::min(m_localPath->serverRoot.size(), MAX_STAT_PATH + 1);
-  if (!m_localPath->retrieve(path, file.path, available))
+  if (!toLocalPath(path, file.path, available))
     return false;
   file.useOwnPath();
   return true;

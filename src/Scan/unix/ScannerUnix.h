@@ -47,9 +47,9 @@ class ScannerUnix final : public Scanner {
 
   // What to open for `path`: the path itself or, with a local-path record, its local name. False
   // when it is too long.
-  [[nodiscard]] bool pathToOpen(const std::string& path, std::string& local) const;
+  [[nodiscard]] bool pathToOpen(const std::string& path, std::string& local);
   // Likewise what to examine, in the record.
-  [[nodiscard]] bool pathToExamine(const std::string& path, FileRecord& file) const;
+  [[nodiscard]] bool pathToExamine(const std::string& path, FileRecord& file);
 
   // Opens a directory below `parent` for reading, close-on-exec and without touching its access
   // time where that is allowed; `noFollow` refuses a link. -1 with errno on failure. For any
@@ -75,6 +75,8 @@ class ScannerUnix final : public Scanner {
   void checkFilesystem() override;
 
  private:
+  [[nodiscard]] bool toLocalPath(const std::string& path, std::string& local,
+                                 std::size_t available);
   [[nodiscard]] int examine(FileRecord& file);
   [[nodiscard]] bool isOnLocalDisk();
 

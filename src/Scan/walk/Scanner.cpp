@@ -84,6 +84,10 @@ int Scanner::walk() {
   enterRoot();
   walkEntries();
   issueMessage(msg::AGT0144I, {std::to_string(m_total)});
+  if (m_leftOut > 0) {
+    issueMessage(msg::STA0140W, {m_filesystem.fsMountPoint, std::to_string(m_leftOut)});
+    m_rc = WALK_INCOMPLETE;
+  }
   return m_rc;
 }
 

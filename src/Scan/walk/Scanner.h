@@ -98,6 +98,9 @@ class Scanner {
   // Told of the errno value of what could not be opened or examined: want of descriptors or memory
   // makes the walk incomplete, anything else is the entry's own matter.
   void noteFailure(int error) noexcept;
+  // An entry, and all below it, is left out because its local path is too long: no message of its
+  // own, one for all of them when the walk ends.
+  void noteLeftOut() noexcept { ++m_leftOut; }
   // Encodes 8-bit text as UTF-8 into at most `size` bytes of `out`. The number of bytes that the
   // whole text needs; -1 for a null argument.
   static int ScannerToUTF8(const char* in, char* out, int size);
@@ -150,6 +153,7 @@ class Scanner {
   FileTypeTable& m_fileTypes;
 
   int m_rc = 0;
+  std::int64_t m_leftOut = 0;  // entries whose local path is too long
   WalkState m_state;
   SelectContext m_selectContext{};
   std::vector<std::unique_ptr<DirectoryReader>> m_arrayReader;  // by level

@@ -33,6 +33,7 @@ inline constexpr Message STA0122E{422,  "STA0122E"};
 inline constexpr Message STA0135W{436,  "STA0135W"};
 inline constexpr Message STA0136W{437,  "STA0136W"};
 inline constexpr Message STA0139W{440,  "STA0139W"};
+inline constexpr Message STA0140W{441,  "STA0140W"};
 inline constexpr Message STA0161I{462,  "STA0161I"};
 inline constexpr Message STA0430E{714,  "STA0430E"};
 inline constexpr Message STA0620E{722,  "STA0620E"};
