@@ -213,13 +213,16 @@ TEST_F(DirectoriesFlow, resultsTellTheDirectoryBeforeItsFigures) {
                                      .filesystem(3, root)
                                      .directory(21, root + "/d")
                                      .directory(22, root + "/d/e")
+                                     .directory(25, root + "/?")
+                                     .directory(20, root + "/d")
+                                     .directory(23, root + "/[d]")
                                      .profile(9, "3", SUMMARY));
   const ResultNode& profile = directoriesOf(file, "9");
   const auto entries = profile.all("ResultsByFS");
   ASSERT_EQ(entries.size(), 2U);
   // The one left last stands first.
   const ResultNode& entry = *entries.front();
-  EXPECT_EQ(entry.row(), (Row{{"rfResults", "9"}, {"rfDirOrFS", "21"}}));
+  EXPECT_EQ(entry.row(), (Row{{"rfResults", "9"}, {"rfDirOrFS", "23"}}));
   ASSERT_EQ(entry.children.size(), 2U);
   EXPECT_EQ(entry.children[0].name, "SMonDir");
   EXPECT_EQ(entry.children[1].name, "CuStatResults");
@@ -227,7 +230,7 @@ TEST_F(DirectoriesFlow, resultsTellTheDirectoryBeforeItsFigures) {
   ASSERT_EQ(::stat((root + "/d").c_str(), &st), 0);
   const Row& directory = entry.children[0].row();
   const Row expected = {{"smFilesystemID", "3"},
-                        {"smDirSpecs", "21"},
+                        {"smDirSpecs", "23,20,25,21"},  // bound last, named first
                         {"smScanTime", file.root().one("Filesystem").row().at("fsScanTime")},
                         {"smFilesystem", "3"},
                         {"faType", "3"},

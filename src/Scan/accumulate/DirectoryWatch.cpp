@@ -1,5 +1,7 @@
 #include "Scan/accumulate/DirectoryWatch.h"
 
+#include <span>
+
 #include "Scan/accumulate/MonDirAccum.h"
 #include "Scan/definition/CuStatDef.h"
 #include "Scan/entry/FileAttributes.h"
@@ -33,11 +35,13 @@ void DirectoryWatch::addProfile(CuStatDef& profile, EntrySelection& selection) {
 }
 
 void DirectoryWatch::addDirectory(std::string_view path, std::int32_t mdsID) {
-  m_byPath.emplace(withoutTrailingSlash(path), mdsID);
+  m_byPath[std::string(withoutTrailingSlash(path))].push_back(m_activators.size());
+  m_activators.emplace_back(mdsID);
 }
 
 void DirectoryWatch::addMask(const PathPattern& mask, std::int32_t mdsID) {
-  m_masks.emplace_back(mask, mdsID);
+  m_masks.push_back({&mask, m_activators.size()});
+  m_activators.emplace_back(mdsID);
 }
 
 void DirectoryWatch::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
@@ -60,17 +64,24 @@ void DirectoryWatch::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
 void DirectoryWatch::activate(Scanner* scanner, FileAttributes* info) {
   // The root's name may end with a "/"; every other one comes without.
   const std::string_view path = withoutTrailingSlash(info->faName);
-  const auto [first, last] = path.size() == info->faName.size()
-                                 ? m_byPath.equal_range(info->faName)
-                                 : m_byPath.equal_range(std::string(path));
-  for (auto it = first; it != last; ++it)
-    activateOne(it->second, scanner, info);
-  for (Mask& mask : m_masks)
-    if (mask.pattern->matches(path))
-      activateOne(mask.activator, scanner, info);
+  const auto named = path.size() == info->faName.size() ? m_byPath.find(info->faName)
+                                                        : m_byPath.find(std::string(path));
+  std::span<const std::size_t> places;
+  if (named != m_byPath.end())
+    places = named->second;
+  for (const Mask& mask : m_masks) {
+    if (!mask.pattern->matches(path))
+      continue;
+    for (; !places.empty() && places.front() < mask.activator; places = places.subspan(1))
+      activateOne(places.front(), scanner, info);
+    activateOne(mask.activator, scanner, info);
+  }
+  for (const std::size_t place : places)
+    activateOne(place, scanner, info);
 }
 
-void DirectoryWatch::activateOne(Activator& activator, Scanner* scanner, FileAttributes* info) {
+void DirectoryWatch::activateOne(std::size_t place, Scanner* scanner, FileAttributes* info) {
+  Activator& activator = m_activators[place];
   activator.aimAt(targetsOfLevel());
   if (m_active.empty() || m_active.back() != m_level)
     m_active.push_back(m_level);

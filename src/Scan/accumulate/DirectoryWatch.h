@@ -38,7 +38,8 @@ class DirectoryWatch final : public FileAction {
   void addProfile(CuStatDef& profile, EntrySelection& selection);
 
   // A directory to monitor: its exact path, with or without a "/" at its end, or a pattern of such
-  // paths, which must outlive the watch. `mdsID` names the specification in the results.
+  // paths, which must outlive the watch. `mdsID` names the specification in the results; those that
+  // name one directory do so in the order in which they were added, patterns or not.
   void addDirectory(std::string_view path, std::int32_t mdsID);
   void addMask(const PathPattern& mask, std::int32_t mdsID);
 
@@ -55,21 +56,21 @@ class DirectoryWatch final : public FileAction {
     EntrySelection* selection;
   };
   struct Mask {
-    Mask(const PathPattern& paths, std::int32_t mdsID) : pattern(&paths), activator(mdsID) {}
     const PathPattern* pattern;
-    Activator activator;
+    std::size_t activator;  // its place
   };
   // The accumulators of one level: a chain through `nextTarget`, one per profile in their order.
   using Targets = std::unique_ptr<MonDirAccum>;
 
   void activate(Scanner* scanner, FileAttributes* info);
-  void activateOne(Activator& activator, Scanner* scanner, FileAttributes* info);
+  void activateOne(std::size_t activator, Scanner* scanner, FileAttributes* info);
   [[nodiscard]] MonDirAccum* targetsOfLevel();
 
   Filesystem& m_filesystem;
   std::vector<Profile> m_profiles;
-  std::unordered_multimap<std::string, Activator> m_byPath;
-  std::deque<Mask> m_masks;
+  std::deque<Activator> m_activators;                                  // as they were added
+  std::unordered_map<std::string, std::vector<std::size_t>> m_byPath;  // places, ascending
+  std::vector<Mask> m_masks;
   std::vector<Targets> m_targets;     // by level below the root
   std::vector<std::size_t> m_active;  // levels being measured, ascending
   std::size_t m_level = 0;            // of the entries being met; 0 for the root itself

@@ -54,6 +54,9 @@ struct FileAttributes {
   std::uint32_t faAttributes = 0;
   std::uint32_t faLinkCount = 0;  // 1 for directories
   std::uint64_t faInodeNumber = 0;
+  // The entry's own ids, which no record shows: ids of one name share an owner or group.
+  std::uint32_t ownerId = 0;
+  std::uint32_t groupId = 0;
 };
 
 }  // namespace orv

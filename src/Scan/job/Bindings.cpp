@@ -63,6 +63,10 @@ const Tree* parseSelection(CuStatDef& profile, Bindings& bindings) {
 }
 
 void newFSAssoc(FSRef& ref, const Tree& tree) {
+  if (ref.assocs.size() == MAX_PROFILES) {
+    ++ref.leftOutProfiles;
+    return;
+  }
   CuStatDef& profile = *tree.profile;
   profile.sdResults.push_back(std::make_unique<ResultsByFS>(*ref.filesystem));
   ref.assocs.push_back({&profile, &tree, profile.sdResults.back().get()});
@@ -113,6 +117,13 @@ int bindProfiles(CuStatDef* profiles, Bindings& bindings) {
     profile->setWhereClause("");
   }
   announcement.issue(msg::STA0026I);
+  for (const auto& ref : bindings.refs) {
+    if (ref->leftOutProfiles == 0)
+      continue;
+    issueMessage(msg::STA0031E, {ref->filesystem->fsMountPoint, std::to_string(MAX_PROFILES),
+                                 std::to_string(ref->leftOutProfiles)});
+    rc = SCAN_INCOMPLETE;
+  }
   return rc;
 }
 

@@ -44,12 +44,17 @@ struct MonDirSelection {
   std::shared_ptr<const PathPattern> mask;  // null when the specification is a literal path
 };
 
+// Profiles that are bound to one filesystem at most: the walk numbers its actions in 16 bits, and
+// the last number is the directory watch's.
+inline constexpr std::size_t MAX_PROFILES = 65'535;
+
 // A filesystem of the job that is mounted and answered with its capacity.
 struct FSRef {
   Filesystem* filesystem = nullptr;
   std::string mountPoint;  // where the mount table has it
   MountRoot root;          // what was found there
   std::vector<Assoc> assocs;
+  std::size_t leftOutProfiles = 0;          // beyond those that one walk can gather
   std::deque<MonDirSelection> directories;  // the one bound last comes first
 };
 

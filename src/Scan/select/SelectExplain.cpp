@@ -140,8 +140,8 @@ std::string spanText(Measure measure, const Span& span) {
 }
 
 // "owner" or "group".
-const char* wordOf(OwnerIdNode::Field field) {
-  return field == &FileAttributes::faOwner ? "owner" : "group";
+const char* wordOf(bool isOwner) {
+  return isOwner ? "owner" : "group";
 }
 
 }  // namespace
@@ -186,12 +186,15 @@ void PermissionNode::describe(std::string& out, int level) const {
 }
 
 void OwnerIdNode::describe(std::string& out, int level) const {
-  addLine(out, level, std::string(wordOf(m_field)) + " has the id " + std::to_string(m_id));
+  addLine(out, level,
+          std::string(wordOf(m_field == &FileAttributes::ownerId)) + " has the id " +
+              std::to_string(m_id));
 }
 
 void OwnerNameNode::describe(std::string& out, int level) const {
   addLine(out, level,
-          std::string(wordOf(m_field)) + " is named '" + withoutControlCharacters(m_name) + "'");
+          std::string(wordOf(m_field == &FileAttributes::faOwner)) + " is named '" +
+              withoutControlCharacters(m_name) + "'");
 }
 
 void PatternNode::describe(std::string& out, int level) const {

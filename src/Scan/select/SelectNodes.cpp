@@ -123,8 +123,7 @@ bool PermissionNode::matches(const FileAttributes& info, const SelectContext& /*
 }
 
 bool OwnerIdNode::matches(const FileAttributes& info, const SelectContext& /*context*/) const {
-  const UserOrGroup* owner = info.*m_field;
-  return owner != nullptr && static_cast<std::uint32_t>(owner->identity()) == m_id;
+  return info.*m_field == m_id;
 }
 
 bool OwnerNameNode::matches(const FileAttributes& info, const SelectContext& /*context*/) const {

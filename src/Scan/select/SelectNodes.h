@@ -125,10 +125,10 @@ class PermissionNode final : public ClauseNode {
   std::uint32_t m_flags;
 };
 
-// The owner or group by its id. Ids are unsigned, so -2 in a record is 4294967294.
+// The owner or group by the entry's own id, whatever ids share its name.
 class OwnerIdNode final : public ClauseNode {
  public:
-  using Field = const UserOrGroup* FileAttributes::*;
+  using Field = std::uint32_t FileAttributes::*;
   OwnerIdNode(Field field, std::uint32_t id) : m_field(field), m_id(id) {}
   [[nodiscard]] bool matches(const FileAttributes& info,
                              const SelectContext& context) const override;

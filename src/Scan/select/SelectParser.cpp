@@ -78,7 +78,8 @@ class Parse final {
     std::string_view word;
     ClauseNodePtr (Parse::*rest)(const Test&);
     Figure figure = Figure::SIZE;
-    OwnerIdNode::Field owner = nullptr;
+    OwnerNameNode::Field owner = nullptr;
+    OwnerIdNode::Field ownerId = nullptr;
     PatternScope scope = PatternScope::PATH;
   };
   static const Test TESTS[];
@@ -198,7 +199,7 @@ class Parse final {
       m_cursor.fail(from, "an id of at most 4294967295");
       return nullptr;
     }
-    return negateIf(*negated, std::make_unique<OwnerIdNode>(test.owner, id));
+    return negateIf(*negated, std::make_unique<OwnerIdNode>(test.ownerId, id));
   }
 
   ClauseNodePtr pattern(const Test& test) {
@@ -299,17 +300,17 @@ class Parse final {
 
 // clang-format off
 const Parse::Test Parse::TESTS[] = {
-    {"size",     &Parse::range,       Figure::SIZE,     nullptr, {}},
-    {"accessed", &Parse::range,       Figure::ACCESSED, nullptr, {}},
-    {"modified", &Parse::range,       Figure::MODIFIED, nullptr, {}},
-    {"created",  &Parse::range,       Figure::CREATED,  nullptr, {}},
-    {"links",    &Parse::range,       Figure::LINKS,    nullptr, {}},
-    {"owner",    &Parse::owner,       {}, &FileAttributes::faOwner,    {}},
-    {"group",    &Parse::owner,       {}, &FileAttributes::faGroup,    {}},
-    {"path",     &Parse::pattern,     {}, nullptr, PatternScope::PATH},
-    {"name",     &Parse::pattern,     {}, nullptr, PatternScope::NAME},
-    {"type",     &Parse::types,       {}, nullptr, {}},
-    {"perm",     &Parse::permissions, {}, nullptr, {}},
+    {"size",     &Parse::range,       Figure::SIZE,     nullptr, nullptr, {}},
+    {"accessed", &Parse::range,       Figure::ACCESSED, nullptr, nullptr, {}},
+    {"modified", &Parse::range,       Figure::MODIFIED, nullptr, nullptr, {}},
+    {"created",  &Parse::range,       Figure::CREATED,  nullptr, nullptr, {}},
+    {"links",    &Parse::range,       Figure::LINKS,    nullptr, nullptr, {}},
+    {"owner",    &Parse::owner,       {}, &FileAttributes::faOwner, &FileAttributes::ownerId, {}},
+    {"group",    &Parse::owner,       {}, &FileAttributes::faGroup, &FileAttributes::groupId, {}},
+    {"path",     &Parse::pattern,     {}, nullptr, nullptr, PatternScope::PATH},
+    {"name",     &Parse::pattern,     {}, nullptr, nullptr, PatternScope::NAME},
+    {"type",     &Parse::types,       {}, nullptr, nullptr, {}},
+    {"perm",     &Parse::permissions, {}, nullptr, nullptr, {}},
 };
 // clang-format on
 

@@ -14,6 +14,14 @@ bool endsTheWalkOfItsDirectory(const GenericException& exception) {
   return exception.number() == msg::STA0529E.number || exception.number() == msg::STA0530E.number;
 }
 
+// A file may be dated further away than milliseconds count.
+std::int64_t milliseconds(std::int64_t seconds) noexcept {
+  std::int64_t result = 0;
+  if (__builtin_mul_overflow(seconds, 1000, &result)) [[unlikely]]
+    return seconds < 0 ? INT64_MIN : INT64_MAX;
+  return result;
+}
+
 }  // namespace
 
 void DirectoryReader::init(Scanner* pScanner, int fsType) {
@@ -96,6 +104,8 @@ void DirectoryReader::ScannerFinishOffStat(FileAttributes* info, FileRecord* fil
   UserTable& users = m_scanner->m_users;
   file->scanner = m_scanner;
   info->faType = file->type;
+  info->ownerId = st.uid;
+  info->groupId = st.gid;
   info->faOwner = users.find(Sid(st.uid), false);
   if (info->faOwner->ugRemoved)
     file->attributes |= FA_ORPHAN;
@@ -106,8 +116,8 @@ void DirectoryReader::ScannerFinishOffStat(FileAttributes* info, FileRecord* fil
   info->faBlocks = file->type > FT_DIRECTORY ? 0 : st.blocks;
   info->faLinkCount = st.linkCount;
   info->faInodeNumber = st.inode;
-  info->faModified = st.modified * 1000;
-  info->faAccessed = st.accessed * 1000;
+  info->faModified = milliseconds(st.modified);
+  info->faAccessed = milliseconds(st.accessed);
   // Last: clauses look at everything that was filled above.
   m_scanner->selectActions();
 }

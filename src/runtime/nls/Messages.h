@@ -19,6 +19,7 @@ inline constexpr Message STA0027I{327,  "STA0027I"};
 inline constexpr Message STA0028I{328,  "STA0028I"};
 inline constexpr Message STA0029E{329,  "STA0029E"};
 inline constexpr Message STA0030E{330,  "STA0030E"};
+inline constexpr Message STA0031E{331,  "STA0031E"};
 inline constexpr Message STA0063E{363,  "STA0063E"};
 inline constexpr Message STA0069W{369,  "STA0069W"};
 inline constexpr Message STA0094E{394,  "STA0094E"};

@@ -58,6 +58,9 @@ std::vector<Entry> entries() {
     entry.faLinkCount = i % 11 == 0 ? UINT32_MAX : static_cast<std::uint32_t>(i % 3);
     entry.faOwner = owners[i % std::size(owners)];
     entry.faGroup = i % 3 == 0 ? &STAFF : nullptr;
+    // Ids that share a name share the record, which shows one of them.
+    entry.ownerId = i % 10 == 0 ? 17 : entry.faOwner == &NOBODY ? 4294967294 : 0;
+    entry.groupId = i % 3 == 0 ? 50 : 0;
     entry.faAttributes = flags[i / 7 % std::size(flags)];
   }
   return result;
@@ -120,6 +123,7 @@ const ClauseRow CLAUSES[] = {
     {"modified=2024-01-01..2024-01-02", ADMITS(e.faModified >= NEW_YEAR * 1000 && e.faModified < (NEW_YEAR + 2 * DAY) * 1000)},
     {"modified<1970-01-01", ADMITS(e.faModified < 0)},
     {"owner='root'", ADMITS(isUser(e.faOwner, "root"))},
+    {"owner=17", ADMITS(e.ownerId == 17)},
     {"owner='1234'", ADMITS(e.faOwner == &GONE)},
     {"owner=4294967294", ADMITS(e.faOwner == &NOBODY)},
     {"group=50", ADMITS(e.faGroup != nullptr)},

@@ -59,7 +59,8 @@ class Recorder final : public FileAction {
 class WalkTest : public ::testing::Test {
  protected:
   // The walk's return code; what it showed and said is in `recorder` and `messages`.
-  int scan(const std::string& root, int threads = 1, std::int16_t type = 11, int timeout = 0) {
+  int scan(const std::string& root, int threads = 1, std::int16_t type = 11, int timeout = 0,
+           const std::string& localRoot = {}) {
     Filesystem filesystem;
     filesystem.fsMountPoint = root;
     filesystem.fsType = type;
@@ -71,6 +72,7 @@ class WalkTest : public ::testing::Test {
     options.statTimeout = timeout;
     StatThread statThread;
     options.statThread = &statThread;
+    options.localRoot = localRoot;
     ScannerUnix scanner(filesystem, {{&recorder, nullptr}}, users, fileTypes, options);
     const bool isAhead = threads > 1 || timeout > 0;
     EXPECT_EQ(scanner.readAhead() != nullptr, isAhead);

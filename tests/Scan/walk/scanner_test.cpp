@@ -55,6 +55,20 @@ TEST_F(ScannerTest, rootThatCannotBeExaminedFailsTheWalk) {
   EXPECT_TRUE(recorder.lines.empty());
 }
 
+TEST_F(ScannerTest, entriesWithTooLongLocalPathsAreCountedInOneMessage) {
+  makeFile(std::string(200, 'd') + "/in");
+  makeFile(std::string(200, 'f'));
+  makeFile("near");
+  for (const int timeout : {0, 1000}) {
+    messages.lines.clear();
+    recorder.names.clear();
+    EXPECT_EQ(scan("/" + std::string(3900, 'x'), 1, 11, timeout, dir.path()), 4);
+    ASSERT_EQ(messages.of("STA0140W").size(), 1U);
+    EXPECT_NE(messages.of("STA0140W").front().find("too long: 2."), std::string::npos);
+    EXPECT_EQ(recorder.names.size(), 2U);
+  }
+}
+
 TEST_F(ScannerTest, stopFlagEndsTheWalk) {
   makeFile("a");
   agentStop = true;
