@@ -8,6 +8,7 @@
 
 #include <cerrno>
 
+#include "Probe/MountTree.h"
 #include "runtime/unx/virtstat.h"
 #include "runtime/ut/UniqueFd.h"
 
@@ -22,7 +23,11 @@ int examineWithTimeout(const std::string& path, int nfsTimeout, StatThread& thre
   if (thread.zplNFSsyscalls(path.c_str(), 0, &st, VS_STAT, nfsTimeout, error) != 0 ||
       thread.zplNFSsyscalls(path.c_str(), 0, &fs, VS_STATFS, nfsTimeout, error) != 0)
     return error;
-  root = {static_cast<std::uint32_t>(st.st_dev), false, fs.f_type == OVERLAYFS_SUPER_MAGIC};
+  // The calls do not tell whether something is mounted there; the kernel's table does.
+  const MountTree mounts = MountTree::read();
+  root = {static_cast<std::uint32_t>(st.st_dev),
+          mounts.isMounted(path) && mounts.hiddenBy(path).empty(),
+          fs.f_type == OVERLAYFS_SUPER_MAGIC};
   return 0;
 }
 

@@ -11,7 +11,7 @@ class StatThread;
 // mount table, and once more when its walk begins, since hours may lie between.
 struct MountRoot {
   std::uint32_t device = 0;    // low 32 bits of st_dev
-  bool isRootOfMount = false;  // something is mounted right here; not asked with a time-out
+  bool isRootOfMount = false;  // something is mounted right here
   // Its files may show the devices of the layers that they lie on: only their mount tells whether
   // they belong to it.
   bool isOverlay = false;

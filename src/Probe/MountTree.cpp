@@ -49,6 +49,7 @@ MountTree MountTree::read(const std::string& table) {
 }
 
 bool MountTree::isMounted(std::string_view path) const {
+  path = withoutTrailingSlash(path);
   return std::ranges::any_of(m_mounts, [path](const auto& m) { return m.second.point == path; });
 }
 

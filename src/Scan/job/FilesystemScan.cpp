@@ -190,7 +190,7 @@ bool FilesystemScan::examine(const MountEntry& entry, Filesystem& filesystem, Mo
   } else if (const int error = examineMountRoot(mountPoint, m_nfsTimeout, &m_statThread, root);
              error != 0) {
     reason = "examine its root: " + errnoText(error);
-  } else if (m_nfsTimeout == 0 && m_mountTree.isMounted(mountPoint) && !root.isRootOfMount) {
+  } else if (m_mountTree.isMounted(mountPoint) && !root.isRootOfMount) {
     // Unmounted since the table was read: what lies there now is another filesystem's.
     reason = "it was unmounted since the job began";
   }
