@@ -47,8 +47,8 @@ inline constexpr Errors MEMORY{ENOMEM};
   X(symlink, MINUS_ONE, CHANGE) X(chmod, MINUS_ONE, CHANGE) X(fchmod, MINUS_ONE, CHANGE) \
   X(fcntl64, MINUS_ONE, LOCK) X(lockf64, MINUS_ONE, LOCK) X(flock, MINUS_ONE, LOCK) \
   X(fork, MINUS_ONE, PROCESS) X(execv, MINUS_ONE, PROCESS) X(pthread_create, CODE, PROCESS) \
-  X(setpgid, MINUS_ONE, PROCESS) X(kill, MINUS_ONE, PROCESS) X(prctl, MINUS_ONE, PROCESS) X(sigaction, MINUS_ONE, PROCESS) \
-  X(sigprocmask, MINUS_ONE, PROCESS) X(setitimer, MINUS_ONE, PROCESS) X(close_range, MINUS_ONE, PROCESS) \
+  X(setpgid, MINUS_ONE, PROCESS) X(kill, MINUS_ONE, PROCESS) X(prctl, MINUS_ONE, PROCESS) \
+  X(setitimer, MINUS_ONE, PROCESS) X(close_range, MINUS_ONE, PROCESS) \
   X(waitpid, MINUS_ONE, WAIT) X(poll, MINUS_ONE, WAIT) X(select, MINUS_ONE, WAIT) X(nanosleep, MINUS_ONE, WAIT) \
   X(getpwuid, NOTHING, NAME) X(getgrgid, NOTHING, NAME) X(getpwuid_r, CODE, NAME) X(getgrgid_r, CODE, NAME) \
   X(getaddrinfo, CODE, MEMORY) X(setlocale, NOTHING, MEMORY) X(newlocale, NOTHING, MEMORY) \

@@ -96,8 +96,9 @@ class FaultJob final : public test::Job {
 
   [[nodiscard]] bool saysSomething() const {
     static const std::regex message(" [A-Z]{3}[0-9]{4}[WET] ");
-    return std::regex_search(log(), message) || !readFile(agent() + "/stdout").empty();
+    return std::regex_search(log(), message) || !output().empty();
   }
+  [[nodiscard]] std::string output() const { return readFile(agent() + "/stdout"); }
   [[nodiscard]] bool isPartLeft() const { return exists(outputFile() + ".part"); }
   [[nodiscard]] bool isLockLeft() const {
     return readFile(agent() + "/log/orv_scan_res").find("PID=") != std::string::npos;
@@ -105,7 +106,8 @@ class FaultJob final : public test::Job {
   // Codes of a job that ends before it begins: nobody is notified, and some cannot say why.
   [[nodiscard]] bool isBegun() const {
     static const std::set<int> before = {2, 3, 6, 30, 72, 102};
-    return !before.contains(code);
+    static const std::regex unable("failed to start");
+    return !before.contains(code) && !std::regex_search(log() + output(), unable);
   }
   // Whether the agent was told the code, or finds it in the job information file.
   [[nodiscard]] bool isTold() const {
@@ -268,6 +270,7 @@ long print(const Matrix& matrix) {
 
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  ::setenv("TMPDIR", "/dev/shm", 0);  // a disk would be flushed to a hundred thousand times
   const long stride = argc > 1 ? std::stol(argv[1]) : 1;
   return orv::faults::print(orv::faults::Sweep().run(stride, argc > 2 ? argv[2] : "")) > 0 ? 1 : 0;
 }
