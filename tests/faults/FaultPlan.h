@@ -11,7 +11,8 @@ namespace orv::faults {
 inline constexpr const char* PLAN_VARIABLE = "ORV_FAULT_PLAN";
 
 // How a function says that it failed.
-enum class Says { MINUS_ONE, NOTHING, CODE, LATE };  // LATE: -1, but what was asked for is done
+// LATE: -1, but what was asked for is done; STREAM: nothing, and the stream knows why.
+enum class Says { MINUS_ONE, NOTHING, CODE, LATE, STREAM };
 
 inline constexpr int SHORT_COUNT = -1;  // in the place of an errno: half of what was asked for
 
@@ -35,7 +36,7 @@ inline constexpr Errors MEMORY{ENOMEM};
   X(fopen, NOTHING, OPEN) X(fopen64, NOTHING, OPEN) X(opendir, NOTHING, OPEN) X(fdopendir, NOTHING, OPEN) \
   X(catopen, MINUS_ONE, OPEN) X(mkostemp64, MINUS_ONE, OPEN) X(pipe2, MINUS_ONE, OPEN) X(dup2, MINUS_ONE, OPEN) \
   X(read, MINUS_ONE, READ) X(pread64, MINUS_ONE, READ) X(lseek64, MINUS_ONE, LOOK) X(readlink, MINUS_ONE, LOOK) \
-  X(readdir64, NOTHING, LIST) X(getdents64, MINUS_ONE, LIST) X(getmntent_r, NOTHING, LIST) \
+  X(readdir64, NOTHING, LIST) X(getdents64, MINUS_ONE, LIST) X(getmntent_r, STREAM, LIST) \
   X(stat, MINUS_ONE, LOOK) X(stat64, MINUS_ONE, LOOK) X(lstat, MINUS_ONE, LOOK) X(lstat64, MINUS_ONE, LOOK) \
   X(fstat64, MINUS_ONE, LOOK) X(fstatat64, MINUS_ONE, LOOK) X(statx, MINUS_ONE, LOOK) X(access, MINUS_ONE, LOOK) \
   X(statfs64, MINUS_ONE, LOOK) X(statvfs, MINUS_ONE, LOOK) X(statvfs64, MINUS_ONE, LOOK) X(realpath, NOTHING, LOOK) \
@@ -68,10 +69,10 @@ enum CallNumber { ORV_FAULTY_CALLS(ORV_NUMBER) CALL_malloc, CALL_COUNT };
 #undef ORV_NUMBER
 
 struct FaultPlan {
-  int call = -1;     // its number; none fails
-  int error = 0;     // an errno or SHORT_COUNT
-  long first = 0;    // which of the job's calls fails, from 1
-  bool on = false;   // and every later one
+  int call = -1;    // its number; none fails
+  int error = 0;    // an errno or SHORT_COUNT
+  long first = 0;   // which of the job's calls fails, from 1
+  bool on = false;  // and every later one
   std::atomic<long> hits;
   std::array<std::atomic<long>, CALL_COUNT> counts;
 };

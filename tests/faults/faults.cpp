@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -56,8 +57,10 @@ long answer(CallNumber number, Says says, Words* real, long a, long b, long c, l
   }
   if (!fails || isShort)
     return result;
+  if (says == Says::STREAM)
+    reinterpret_cast<std::FILE*>(a)->_flags |= _IO_ERR_SEEN;
   errno = plan->error;
-  return says == Says::CODE ? plan->error : says == Says::NOTHING ? 0 : -1;
+  return says == Says::CODE ? plan->error : says == Says::NOTHING || says == Says::STREAM ? 0 : -1;
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <regex.h>
 
 #include <algorithm>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "Scan/select/Glob.h"
@@ -22,12 +24,17 @@ std::string classOf(std::string_view bracket) {
   regex_t regex;
   if (::regcomp(&regex, std::string(bracket).c_str(), REG_NOSUB) != 0)
     return {};
+  const std::unique_ptr<regex_t, decltype(&::regfree)> freed(&regex, ::regfree);
   std::string members;
   int first = -1;
   for (int byte = 1; byte <= 256; ++byte) {
     const char text = static_cast<char>(byte);
     regmatch_t bounds{0, 1};
-    const bool isMember = byte < 256 && ::regexec(&regex, &text, 1, &bounds, REG_STARTEND) == 0;
+    const int answer =
+        byte < 256 ? ::regexec(&regex, &text, 1, &bounds, REG_STARTEND) : REG_NOMATCH;
+    if (answer == REG_ESPACE)
+      throw std::bad_alloc();  // not to be taken for a byte that is no member
+    const bool isMember = answer == 0;
     if (isMember && first < 0)
       first = byte;
     if (!isMember && first >= 0) {
@@ -36,7 +43,6 @@ std::string classOf(std::string_view bracket) {
       first = -1;
     }
   }
-  ::regfree(&regex);
   return members.empty() ? R"([^\x00-\xff])" : "[" + members + "]";
 }
 
