@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
-#include <optional>
 #include <string_view>
 
 #include "orvctl/text/CtlError.h"
@@ -113,18 +112,18 @@ class Stopper final {
   Stopper(pid_t pid, const StopLimits& limits) : m_pid(pid), m_limits(limits) {}
 
   // A first signal asks, a second one kills.
-  void signalled() { m_asked ? killNow() : ask(); }
+  void signalled() { isStopping() ? killNow() : ask(); }
 
   // Kills what took too long to stop. False when it does not die of that either.
   [[nodiscard]] bool waitOn() {
-    if (m_killed)
-      return Clock::now() < *m_killed + m_limits.toDie;
-    if (m_asked && Clock::now() >= *m_asked + m_limits.toStop)
+    if (m_killed != NEVER)
+      return Clock::now() < m_killed + m_limits.toDie;
+    if (isStopping() && Clock::now() >= m_asked + m_limits.toStop)
       killNow();
     return true;
   }
 
-  [[nodiscard]] bool isStopping() const noexcept { return m_asked.has_value(); }
+  [[nodiscard]] bool isStopping() const noexcept { return m_asked != NEVER; }
 
  private:
   void ask() {
@@ -133,13 +132,16 @@ class Stopper final {
   }
   void killNow() {
     ::kill(m_pid, SIGKILL);
-    m_killed = m_killed.value_or(Clock::now());
+    if (m_killed == NEVER)
+      m_killed = Clock::now();
   }
+
+  static constexpr Clock::time_point NEVER = Clock::time_point::max();
 
   pid_t m_pid;
   StopLimits m_limits;
-  std::optional<Clock::time_point> m_asked;
-  std::optional<Clock::time_point> m_killed;
+  Clock::time_point m_asked = NEVER;
+  Clock::time_point m_killed = NEVER;
 };
 
 }  // namespace
