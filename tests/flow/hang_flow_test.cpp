@@ -229,5 +229,28 @@ TEST_P(HangFlow, aJobThatWaitsForAnAnswerCanBeStopped) {
 
 INSTANTIATE_TEST_SUITE_P(Lanes, HangFlow, ::testing::Values(1, 2, 8));
 
+// Many lanes, so that it does not take a second for each.
+using HangLimitFlow = HangFlow;
+
+TEST_P(HangLimitFlow, helpersLeftBehindAreBounded) {
+  // Others answer in between, so that the filesystem is not given up for its silence.
+  for (int i = 0; i < 100; ++i)
+    for (const char* name : {"/answers", "/hang-stat"})
+      writeFile(source() + "/d" + std::to_string(i) + name, "");
+  inMounts([this] {
+    const HangFs server(source(), mounted());
+    mountTmpfs();
+    defineBoth();
+    EXPECT_EQ(run({"-nfstimeout", "1"}), 4);
+    ASSERT_EQ(messages("STA0530E").size(), 1U);
+    EXPECT_NE(log().find(" 64 helper processes sleep"), std::string::npos) << log();
+    EXPECT_LE(messages("STA0063E").size(), 64U);
+    expectResults({"2"});
+    EXPECT_TRUE(eventually([] { return !isHelperLeft(); }));
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(ManyLanes, HangLimitFlow, ::testing::Values(32));
+
 }  // namespace
 }  // namespace orv::test

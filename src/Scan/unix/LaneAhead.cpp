@@ -491,6 +491,10 @@ void LaneAhead::send(Lane& lane, LaneWork work) {
 // The lane that has least to do, or a fresh one; for the rest of a directory that which holds it
 // open: positions in a stream are not worth much elsewhere.
 Lane* LaneAhead::laneFor(const AheadStep& step, std::size_t textLength) {
+  // Of a filesystem that is silent, one request finds out whether it answers again: what is not
+  // yet asked can then be spread over all lanes.
+  if (m_silentOnEnd > 0 && isAnyBusy())
+    return nullptr;
   Lane* lane = freest();
   if (step.state == State::UNREAD && step.isContinuation && step.directory.lane->isRunning())
     lane = step.directory.lane;
@@ -508,10 +512,14 @@ Lane* LaneAhead::freest() {
   return found;
 }
 
+bool LaneAhead::isAnyBusy() const {
+  return std::any_of(m_lanes.begin(), m_lanes.end(),
+                     [](const auto& lane) { return lane->isRunning() && !lane->works.empty(); });
+}
+
 // Null when all run, or none may be started.
 Lane* LaneAhead::freshLane() {
   const bool isAnyRunning = freest() != nullptr;
-  // Of a filesystem that is silent, one lane at a time finds out whether it answers again.
   if (isAnyRunning && (!m_mayStartLanes || m_silentOnEnd > 0))
     return nullptr;
   for (const auto& lane : m_lanes) {

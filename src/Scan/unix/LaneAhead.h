@@ -73,6 +73,7 @@ class LaneAhead final : public ReadAhead {
   [[nodiscard]] bool dispatchWork(LaneWork work);
   [[nodiscard]] Lane* laneFor(const AheadStep& step, std::size_t textLength);
   [[nodiscard]] Lane* freest();
+  [[nodiscard]] bool isAnyBusy() const;
   [[nodiscard]] Lane* freshLane();
   void send(Lane& lane, LaneWork work);
   [[nodiscard]] bool mayRead() const noexcept { return entriesAhead() < BUDGET; }
