@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "Scan/accumulate/FileTypeAccum.h"
-#include "Scan/accumulate/InodeTable.h"
+#include "Scan/accumulate/CuStatAccum.h"
 #include "Scan/accumulate/NMost.h"
+#include "Scan/accumulate/TotalsAccums.h"
 #include "Scan/entry/FileAttributes.h"
 #include "Scan/results/DistributionRecords.h"
 #include "Scan/results/EntryRecords.h"

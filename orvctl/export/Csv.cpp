@@ -3,11 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <iterator>
 #include <optional>
-#include <utility>
 
 #include "orvctl/export/CsvTable.h"
 #include "orvctl/export/Words.h"

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <fstream>
 #include <iterator>
-#include <vector>
 
 #include "orvctl/export/Csv.h"
 #include "orvctl/export/Json.h"

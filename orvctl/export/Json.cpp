@@ -1,7 +1,5 @@
 #include "orvctl/export/Json.h"
 
-#include <utility>
-
 #include "orvctl/export/Words.h"
 
 namespace orv::ctl {

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
-#include <iterator>
 #include <set>
 #include <span>
 #include <utility>

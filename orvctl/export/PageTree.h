@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <nlohmann/json.hpp>
-#include <vector>
 
 #include "orvctl/model/Model.h"
 

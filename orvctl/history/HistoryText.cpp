@@ -6,7 +6,6 @@
 #include <array>
 #include <cctype>
 #include <cmath>
-#include <string_view>
 #include <vector>
 
 #include "orvctl/text/DisplayText.h"

@@ -12,13 +12,13 @@
 
 #include "Common/JobFile.h"
 #include "Common/ResourceFile.h"
-#include "Common/unix/AtomicFile.h"
 #include "orvctl/job/Definition.h"
 #include "orvctl/job/JobInfo.h"
 #include "orvctl/job/Notification.h"
 #include "orvctl/job/RunningScan.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {

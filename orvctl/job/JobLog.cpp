@@ -7,7 +7,6 @@
 #include <array>
 #include <cctype>
 #include <charconv>
-#include <cstdlib>
 #include <ctime>
 
 #include "runtime/ut/UniqueFd.h"

@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "Common/JobFile.h"
-#include "Common/unix/AtomicFile.h"
 #include "orvctl/job/JobInfo.h"
 #include "orvctl/job/RunningScan.h"
 #include "orvctl/text/CtlError.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"
 

@@ -4,9 +4,9 @@
 #include <array>
 #include <optional>
 
-#include "Common/unix/AtomicFile.h"
 #include "orvctl/job/JobRun.h"
 #include "orvctl/text/CtlError.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <nlohmann/json.hpp>
 
-#include "Common/unix/AtomicFile.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Utf8.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {

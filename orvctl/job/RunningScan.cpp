@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Common/CmdArgs.h"
-#include "Common/unix/AtomicFile.h"
+#include "runtime/unx/Files.h"
 
 namespace orv::ctl {
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "orvctl/report/DirectoryTables.h"
 #include "orvctl/report/FirstScreen.h"
 #include "orvctl/report/ReportSections.h"
 #include "orvctl/text/PathText.h"

@@ -2,8 +2,8 @@
 
 #include <cerrno>
 
-#include "Common/unix/AtomicFile.h"
 #include "Common/unix/psnautil.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 

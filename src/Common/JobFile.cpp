@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Common/unix/AtomicFile.h"
 #include "Common/unix/psnautil.h"
 #include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"

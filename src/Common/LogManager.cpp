@@ -15,7 +15,6 @@
 #include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
-#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 

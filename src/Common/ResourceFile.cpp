@@ -7,7 +7,7 @@
 #include <charconv>
 #include <cstdio>
 
-#include "Common/unix/AtomicFile.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "Common/unix/ProcessSetup.h"
+#include "Common/unix/pssignal.h"
 
 namespace orv {
 namespace {

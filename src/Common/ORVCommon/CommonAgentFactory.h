@@ -14,7 +14,10 @@ class CommonAgentFactory final {
   CommonAgentFactory() = delete;
 
   // Never null; lives as long as the process. Any thread may read it, the job never changes it.
-  [[nodiscard]] static CommonAgent* getCommonAgent() noexcept;
+  [[nodiscard]] static CommonAgent* getCommonAgent() noexcept {
+    static CommonAgent agent;
+    return &agent;
+  }
 };
 
 }  // namespace orv

@@ -12,7 +12,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "Common/unix/AtomicFile.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 #include "runtime/ut/UniqueFd.h"

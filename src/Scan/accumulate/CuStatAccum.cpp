@@ -1,10 +1,12 @@
 #include "Scan/accumulate/CuStatAccum.h"
 
+#include <absl/container/btree_set.h>
+
 #include <ctime>
 
 #include "Common/ORVCommon/CommonAgentFactory.h"
 #include "Probe/Filesystem.h"
-#include "Scan/accumulate/LargeDirAccum.h"
+#include "Scan/accumulate/EntryAccums.h"
 #include "Scan/accumulate/Statistics.h"
 #include "Scan/definition/ComputerID.h"
 #include "Scan/definition/CuStatDef.h"
@@ -21,6 +23,26 @@ void forEach(const ListElement* head, Call call) {
 }
 
 }  // namespace
+
+struct InodeTable::Tree {
+  absl::btree_set<Inode> inodes;
+};
+
+InodeTable::InodeTable() : m_tree(std::make_unique<Tree>()) {}
+
+InodeTable::~InodeTable() = default;
+
+bool InodeTable::insert(Inode inode) {
+  return m_tree->inodes.insert(inode).second;
+}
+
+void InodeTable::clear() noexcept {
+  m_tree->inodes.clear();
+}
+
+std::size_t InodeTable::size() const noexcept {
+  return m_tree->inodes.size();
+}
 
 CuStatAccum::CuStatAccum() : FileAction("CuStatAccum") {
   TRACE_METHOD("CuStatAccum()");

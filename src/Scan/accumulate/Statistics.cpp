@@ -5,11 +5,9 @@
 
 #include "Common/ORVCommon/CommonAgentFactory.h"
 #include "Probe/Filesystem.h"
-#include "Scan/accumulate/FileAccum.h"
-#include "Scan/accumulate/FileTypeAccum.h"
-#include "Scan/accumulate/SummaryAccum.h"
-#include "Scan/accumulate/TimeDistAccum.h"
-#include "Scan/accumulate/UserOrGroupAccum.h"
+#include "Scan/accumulate/DistributionAccums.h"
+#include "Scan/accumulate/EntryAccums.h"
+#include "Scan/accumulate/TotalsAccums.h"
 #include "Scan/definition/CuStatDef.h"
 #include "Scan/results/CuStatResults.h"
 

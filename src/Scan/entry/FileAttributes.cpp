@@ -1,6 +1,7 @@
 #include "Scan/entry/FileAttributes.h"
 
 #include "Common/format/FieldTable.h"
+#include "Scan/entry/UserTable.h"
 
 namespace orv {
 namespace {

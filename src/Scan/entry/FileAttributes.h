@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "Scan/entry/UserOrGroup.h"
-
 namespace orv {
+
+struct UserOrGroup;
 
 // Entry type codes (`faType`).
 enum EntryType : std::uint8_t {

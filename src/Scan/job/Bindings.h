@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Probe/MountRoot.h"
+#include "Probe/MountTree.h"
 #include "Scan/select/PathPattern.h"
 #include "Scan/select/SelectNode.h"
 

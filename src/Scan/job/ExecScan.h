@@ -6,7 +6,6 @@
 
 #include "Common/CmdArgs.h"
 #include "Probe/Filesystem.h"
-#include "runtime/nls/MessageCatalog.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/unx/Files.h"
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 
-#include "Probe/InetAddress.h"
 #include "Probe/NasFiler.h"
 #include "runtime/ut/ScanPaths.h"
 #include "runtime/ut/Trace.h"

@@ -4,11 +4,9 @@
 
 #include "Common/ORVCommon/CommonAgentFactory.h"
 #include "Common/format/GenericPrint.h"
-#include "Probe/NasFiler.h"
 #include "Scan/accumulate/CuStatAccum.h"
 #include "Scan/accumulate/DirectoryWatch.h"
 #include "Scan/definition/AgentScan.h"
-#include "Scan/job/Bindings.h"
 #include "Scan/job/FilesystemNames.h"
 #include "Scan/results/CuStatResults.h"
 #include "Scan/unix/ScannerUnix.h"

@@ -6,7 +6,7 @@
 #include "Common/format/GenericPrint.h"
 #include "Probe/Filesystem.h"
 #include "Scan/entry/FileType.h"
-#include "Scan/entry/UserOrGroup.h"
+#include "Scan/entry/UserTable.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {

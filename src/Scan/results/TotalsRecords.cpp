@@ -3,7 +3,7 @@
 #include "Common/format/FieldTable.h"
 #include "Common/format/GenericPrint.h"
 #include "Scan/entry/FileType.h"
-#include "Scan/entry/UserOrGroup.h"
+#include "Scan/entry/UserTable.h"
 
 namespace orv {
 

@@ -1,7 +1,6 @@
 #include "Scan/select/SelectExplain.h"
 
 #include <chrono>
-#include <iterator>
 #include <string_view>
 #include <utility>
 

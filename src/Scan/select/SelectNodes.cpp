@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "Scan/entry/UserTable.h"
+
 namespace orv {
 
 namespace {

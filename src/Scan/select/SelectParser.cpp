@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 
-#include "Scan/select/ClauseValues.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "Scan/select/ClauseCursor.h"
+#include "Scan/select/ClauseText.h"
 #include "Scan/select/SelectNodes.h"
 
 namespace orv {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Scan/unix/LaneChannel.h"
+#include "Scan/unix/LaneServer.h"
 #include "Scan/walk/FileRecord.h"
 #include "runtime/ut/UniqueFd.h"
 

@@ -7,7 +7,6 @@
 #include <numeric>
 
 #include "Scan/unix/DirectoryWindow.h"
-#include "Scan/unix/StreamRules.h"
 #include "runtime/thrd/StopFlag.h"
 
 namespace orv {

@@ -6,7 +6,7 @@
 
 #include "Scan/unix/AheadStep.h"
 #include "Scan/unix/NameList.h"
-#include "Scan/walk/EntryRules.h"
+#include "Scan/walk/FileRecord.h"
 
 namespace orv {
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "Scan/unix/AheadStep.h"
-#include "Scan/unix/LaneChannel.h"
+#include "Scan/unix/LaneServer.h"
 #include "runtime/unx/HelperProcess.h"
 
 namespace orv {

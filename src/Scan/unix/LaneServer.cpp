@@ -8,9 +8,8 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstring>
 
-#include "Scan/unix/LaneChannel.h"
+#include "Scan/unix/LaneServer.h"
 #include "Scan/unix/StreamRules.h"
 #include "runtime/ut/UniqueFd.h"
 

@@ -1,17 +1,57 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
+#include "Probe/MountTree.h"
 #include "Scan/unix/DirectoryWindow.h"
 #include "Scan/unix/ReadAhead.h"
-#include "Scan/unix/WalkOptions.h"
-#include "Scan/walk/LocalPath.h"
+#include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/Scanner.h"
 
 namespace orv {
+
+class ScannerUnix;
+class StatThread;
+
+// How one filesystem is walked, besides what is looked for. Made by the driver for the job and
+// completed by the filesystem scan; nothing below looks for options of its own.
+struct WalkOptions {
+  int statTimeout = 0;    // seconds that a call on the filesystem may take; 0 for any time
+  int helpers = 1;        // that read ahead of the walk; 1 for none, see walkThreads
+  std::string localRoot;  // of a tree that the server knows under another name, or empty
+  StatThread* statThread = nullptr;  // makes single calls where there is a time-out; not owned
+  // What was found when the filesystem was matched: the walk fails when its root is another one by
+  // then. Without it whatever is there is walked, and told from other filesystems by its device.
+  std::optional<MountRoot> root = {};
+};
+
+// How this machine reaches a scanned directory that the server knows under another name (a filer's
+// export mounted here). Owned by the scanner; without one, paths are used as they are.
+struct LocalPath {
+  std::string serverRoot;  // the scan root as the server names it, without a trailing "/"
+  std::string localRoot;   // the local path of the same directory, without a trailing "/"
+
+  // Translates a server path below `serverRoot` into the local one. `available` is the room in
+  // characters; on success it becomes the translation's length. False when the translation needs
+  // more room: `local` then holds what fits.
+  [[nodiscard]] bool retrieve(std::string_view path, std::string& local,
+                              std::size_t& available) const;
+};
+
+// Makes the reader that suits a scanner's options: read ahead, which a stat
+// time-out asks for as well, or a plain directory stream.
+class DirectoryReaderFactory final {
+ public:
+  // A reader tied to the scanner, with its current path open; null for a null scanner. `fsType` is
+  // what the walk hands on: 1 for the root, 0 for what lies below, no type code.
+  [[nodiscard]] static std::unique_ptr<DirectoryReader> createDirectoryReader(ScannerUnix* pScanner,
+                                                                              int fsType);
+};
 
 // The scanner of this platform: examines entries with lstat (or through the stat with time-out) and
 // opens directories. Owner and threads as for Scanner.

@@ -7,9 +7,7 @@
 
 #include <cerrno>
 #include <memory>
-#include <string>
 
-#include "Scan/entry/UserTable.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 #include "runtime/ut/UniqueFd.h"

@@ -3,11 +3,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "Probe/Filesystem.h"
-#include "Scan/entry/FileAttributes.h"
 #include "Scan/select/SelectNode.h"
 #include "Scan/walk/FileRecord.h"
 

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
-#include <new>
 
 #include "runtime/ut/UniqueFd.h"
 

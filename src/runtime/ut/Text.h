@@ -16,6 +16,11 @@ namespace orv {
 // filesystem can neither break nor forge a line.
 [[nodiscard]] std::string withoutControlCharacters(std::string_view text);
 
+// Whether the byte is the first of a UTF-8 character, or belongs to none.
+[[nodiscard]] constexpr bool startsCharacter(char byte) noexcept {
+  return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+}
+
 // `text` without the characters of `set` at both ends; the result points into `text`.
 [[nodiscard]] std::string_view trimmed(std::string_view text, std::string_view set) noexcept;
 

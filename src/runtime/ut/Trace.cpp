@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
 #include <mutex>
 #include <vector>
 

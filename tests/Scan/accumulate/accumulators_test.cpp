@@ -2,11 +2,10 @@
 #include <limits>
 
 #include "Scan/accumulate/AccumulatorFixture.h"
-#include "Scan/accumulate/FileAccum.h"
-#include "Scan/accumulate/FileTypeAccum.h"
+#include "Scan/accumulate/DistributionAccums.h"
+#include "Scan/accumulate/EntryAccums.h"
 #include "Scan/accumulate/NMost.h"
-#include "Scan/accumulate/SummaryAccum.h"
-#include "Scan/accumulate/TimeDistAccum.h"
+#include "Scan/accumulate/TotalsAccums.h"
 #include "Scan/results/CuStatResults.h"
 
 namespace orv {

@@ -3,7 +3,7 @@
 #include "Scan/accumulate/AccumulatorFixture.h"
 #include "Scan/definition/ComputerID.h"
 #include "Scan/definition/CuStatDef.h"
-#include "Scan/entry/UserOrGroup.h"
+#include "Scan/entry/UserTable.h"
 
 namespace orv {
 namespace {

@@ -4,9 +4,8 @@
 
 #include <array>
 
-#include "Probe/InetAddress.h"
 #include "Probe/NasFiler.h"
-#include "Scan/walk/LocalPath.h"
+#include "Scan/unix/ScannerUnix.h"
 
 namespace orv {
 namespace {

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "Scan/definition/CuStatDef.h"
+#include "Scan/entry/UserTable.h"
 #include "Scan/select/ClauseText.h"
 #include "Scan/select/SelectExplain.h"
 #include "Scan/select/SelectParser.h"

@@ -9,6 +9,8 @@
 
 namespace orv {
 
+class Filesystem;
+
 // The file rankings. Each subclass says which files it offers, under which key (the higher, the
 // better), and which slot of the results its chain goes to; keeping the best is common to all.
 class FileAccum : public Accumulator {
@@ -80,6 +82,34 @@ class OldestOrphansAccum final : public FileAccum {
 
  private:
   void store(CuStatResults& results, RecordChain<SFile> head) override;
+};
+
+// The directories with the largest total size of their direct entries. Its CuStatAccum holds it
+// apart from the other accumulators, shows it every entry before the hard-link rule, and tells it
+// when directories are entered and left.
+//
+// Every name of a hard-linked file counts in its directory, a second name in the same directory,
+// too: deliberate, a directory's figures describe the names that it lists.
+class LargeDirAccum final : public Accumulator {
+ public:
+  // `filesystem` must outlive the accumulator.
+  LargeDirAccum(std::int32_t nMaxToRetain, const Filesystem& filesystem);
+  ~LargeDirAccum() override;
+
+  // Opens a record for the directory, inside the one that is open now.
+  void newDirectory(FileAttributes* pDirInfo);
+  // Closes the open directory's record and offers it to the ranking.
+  void leaveDirectory();
+
+  // Counts the entry in the open directory.
+  void accumulate(Scanner* pScanner, FileAttributes* pInfo) override;
+  // Drops the records of directories still open, for a walk that ended early.
+  void finish(CuStatResults* results) override;
+
+ private:
+  const Filesystem& m_filesystem;
+  RecordChain<SDirectory> m_open;             // innermost first
+  std::unique_ptr<NMost<SDirectory>> m_most;  // null after finish
 };
 
 }  // namespace orv

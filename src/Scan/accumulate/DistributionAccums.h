@@ -6,6 +6,7 @@
 
 namespace orv {
 
+struct SSizeDist;
 struct STimeDist;
 
 // The age distributions: entries by their age at the start of the scan, into a record that the
@@ -59,6 +60,20 @@ class BackupDistAccum final : public TimeDistAccum {
   explicit BackupDistAccum(STimeDist* record);
   void accumulate(Scanner* pScanner, FileAttributes* pInfo) override;
   [[nodiscard]] std::int64_t time(FileAttributes* pInfo) override;
+};
+
+// Counts entries of every type by size bucket, into a record that the results own.
+class SizeDistAccum final : public Accumulator {
+ public:
+  // `record` must outlive the accumulator.
+  explicit SizeDistAccum(SSizeDist* record);
+
+  void accumulate(Scanner* pScanner, FileAttributes* pInfo) override;
+  // The record is complete at any time: nothing to do.
+  void finish(CuStatResults* results) override;
+
+ private:
+  SSizeDist* m_record;
 };
 
 }  // namespace orv

@@ -1,9 +1,10 @@
-#include "Scan/accumulate/TimeDistAccum.h"
+#include "Scan/accumulate/DistributionAccums.h"
 
 #include <array>
 #include <stdexcept>
 
-#include "Scan/accumulate/Accumulator.h"
+#include "Scan/entry/FileAttributes.h"
+#include "Scan/results/CuStatResults.h"
 #include "Scan/results/DistributionRecords.h"
 #include "Scan/walk/Scanner.h"
 #include "runtime/nls/MessageLog.h"
@@ -118,6 +119,21 @@ std::int64_t BackupDistAccum::time(FileAttributes* pInfo) {
     refuse(TEXT);
   }
   return pInfo->faModified;
+}
+
+SizeDistAccum::SizeDistAccum(SSizeDist* record) : Accumulator("SizeDistAccum"), m_record(record) {}
+
+void SizeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
+  TRACE_METHOD("accumulate(...)");
+  if (!areGiven(pScanner, pInfo))
+    return;
+  const std::size_t bucket = SizeRanges::bucket(pInfo->faLength);
+  addSaturating(m_record->szdSizes[bucket], pInfo->faLength);
+  ++m_record->szdCounts[bucket];
+}
+
+void SizeDistAccum::finish(CuStatResults*) {
+  TRACE_METHOD("finish(...)");
 }
 
 }  // namespace orv
