@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "Common/unix/psnautil.h"
 #include "runtime/unx/Files.h"
@@ -93,7 +94,12 @@ bool isOfRunningJob(const std::string& path) {
 
 bool updateJobFile(const std::string& path, int rc, const std::string& endTime) {
   TRACE_METHOD("updateJobFile(...)");
-  return writeJobFile(path, startOfJob(path) + END_KEY + endTime + formatText(" rc=%d", rc));
+  try {
+    return writeJobFile(path, startOfJob(path) + END_KEY + endTime + formatText(" rc=%d", rc));
+  } catch (const std::bad_alloc&) {
+    TRACE(TR_ERROR, "write job information file %s: not enough memory", path.c_str());
+    return false;
+  }
 }
 
 }  // namespace orv

@@ -58,7 +58,8 @@ struct JobFiles final {
 [[nodiscard]] bool isOfRunningJob(const std::string& path);
 
 // Adds " endTime=<endTime> rc=<rc>" to the second line, in place of an end that it has already. A
-// file that was lost or damaged is made anew without the start. False as above.
+// file that was lost or damaged is made anew without the start. False as above, and without the
+// memory for it.
 bool updateJobFile(const std::string& path, int rc, const std::string& endTime);
 
 }  // namespace orv

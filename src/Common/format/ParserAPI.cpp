@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <new>
 
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
@@ -26,8 +27,24 @@ constexpr std::string_view HEADER_CLOSE = "[/Header]";
 constexpr std::string_view BLANKS = "\t\n\r\f ";
 constexpr int MAX_NAMED_LEVELS = 1000;
 
-const pcrecpp::RE OPEN_TAG(R"re((^\s*\[){1}([a-zA-Z0-9]+,?[a-zA-Z0-9]+)(\]$){1})re");
-const pcrecpp::RE CLOSE_TAG(R"re((^\s*\[/){1}([a-zA-Z0-9]+)(\]$){1})re");
+// The patterns are compiled when they are first asked, not before main, where a want of memory
+// would end the process with nobody told. One that could not be compiled must not pass for "no
+// tag".
+const pcrecpp::RE& usable(const pcrecpp::RE& pattern) {
+  if (!pattern.error().empty())
+    throw std::bad_alloc();
+  return pattern;
+}
+
+const pcrecpp::RE& openPattern() {
+  static const pcrecpp::RE pattern(R"re((^\s*\[){1}([a-zA-Z0-9]+,?[a-zA-Z0-9]+)(\]$){1})re");
+  return usable(pattern);
+}
+
+const pcrecpp::RE& closePattern() {
+  static const pcrecpp::RE pattern(R"re((^\s*\[/){1}([a-zA-Z0-9]+)(\]$){1})re");
+  return usable(pattern);
+}
 
 pcrecpp::StringPiece piece(std::string_view line) {
   return {line.data(), static_cast<int>(line.size())};
@@ -57,7 +74,7 @@ bool mayBeTag(std::string_view line) noexcept {
 std::optional<std::string> openTag(std::string_view line) {
   std::string bracket;
   std::string tag;
-  if (mayBeTag(line) && OPEN_TAG.FullMatch(piece(line), &bracket, &tag))
+  if (mayBeTag(line) && openPattern().FullMatch(piece(line), &bracket, &tag))
     return tag;
   return std::nullopt;
 }
@@ -67,12 +84,12 @@ std::optional<std::string> entityTag(std::string_view line) {
 }
 
 bool isCloseTag(std::string_view line) {
-  return mayBeTag(line) && line != HEADER_CLOSE && CLOSE_TAG.FullMatch(piece(line));
+  return mayBeTag(line) && line != HEADER_CLOSE && closePattern().FullMatch(piece(line));
 }
 
 bool endsRows(std::string_view line) {
-  return line.empty() ||
-         (mayBeTag(line) && (OPEN_TAG.FullMatch(piece(line)) || CLOSE_TAG.FullMatch(piece(line))));
+  return line.empty() || (mayBeTag(line) && (openPattern().FullMatch(piece(line)) ||
+                                             closePattern().FullMatch(piece(line))));
 }
 
 std::string closeTagOf(const std::string& name) {

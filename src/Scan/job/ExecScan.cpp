@@ -68,8 +68,11 @@ ExecScan::~ExecScan() = default;
 int ExecScan::run(int argc, const char* const* argv) noexcept {
   setUpProcess();
   attempt("start", [&] { begin(argc, argv); });
-  if (!m_statusReported)
+  if (!m_statusReported) {
     reportStatus();
+    if (m_isParsed && m_rc == RC_SCAN_FAILED)
+      attempt("notify the agent", [this] { notifyOfFailedStart(); });
+  }
   if (m_isStarted) {
     attempt("read its definition", [this] { readDefinition(); });
     if (m_definitionRead) {
@@ -102,10 +105,12 @@ void ExecScan::noteFailure(const char* doing, const char* reason) noexcept {
   TRACE(TR_ERROR, "the job failed to %s: %s", doing, reason);
   try {
     issueMessage(msg::STA0557E, {doing, reason});
+    if (naLog != nullptr)
+      return;
   } catch (const std::exception&) {
-    // There is not even memory for the message.
-    std::fprintf(stderr, "scan: failed to %s: %s\n", doing, reason);
+    TRACE(TR_ERROR, "nor is there memory for its message");
   }
+  std::fprintf(stderr, "scan: failed to %s: %s\n", doing, reason);
 }
 
 void ExecScan::raise(int rc) noexcept {
@@ -134,6 +139,7 @@ void ExecScan::parseCommandLine() {
   if (m_rc != 0)
     return;
   m_rc = m_args->parse();
+  m_isParsed = m_rc == 0;
   // Now, while nothing else is open: a number that names none of the agent's descriptors must not
   // come to name one of the job's.
   m_args->statusDescriptor =
@@ -171,17 +177,20 @@ void ExecScan::start() {
     std::printf("%s\n", VERSION);
     return;
   }
-  m_files = m_args->jobFiles();
+  const JobFiles files = m_args->jobFiles();
+  m_definition = files.definitionFile();
+  m_output = files.outputFile();
+  m_jobInfo = files.jobInfoFile();
   m_startStamp = timeStamp();
   m_notification = std::make_unique<Notification>(*m_args, m_installLocation, m_startStamp);
   reportStatus();
   if (m_rc != 0)
     return;
   m_isStarted = true;
-  m_earlierResult = identityOf(m_files.outputFile());
+  m_earlierResult = identityOf(m_output);
   issueMessage(msg::AGT0146I, {m_args->jobName});
   purgeJobFiles(*m_args, m_installLocation);
-  m_jobFileMade = createJobFile(m_files.jobInfoFile(), m_startStamp);
+  m_jobFileMade = createJobFile(m_jobInfo, m_startStamp);
 }
 
 void ExecScan::reportStatus() noexcept {
@@ -198,12 +207,11 @@ void ExecScan::reportStatus() noexcept {
 
 // Builds the definition objects.
 void ExecScan::readDefinition() {
-  const std::string file = m_files.definitionFile();
   TRACE(TR_GENERAL, "---- initializing ParserAPI ----");
-  TRACE(TR_GENERAL, "fileName = %s", file.c_str());
+  TRACE(TR_GENERAL, "fileName = %s", m_definition.c_str());
   try {
     m_agentScan = std::make_unique<AgentScan>();
-    DefinitionBuilder(file, *m_agentScan).build();
+    DefinitionBuilder(m_definition, *m_agentScan).build();
     m_definitionRead = true;
   } catch (const ORVParserException& exception) {
     TRACE(TR_ERROR, "ERROR: %s, occured during definition-file-parsing.",
@@ -219,7 +227,7 @@ void ExecScan::readDefinition() {
 
 void ExecScan::refuseDefinition(int code, const std::string& reason) {
   m_rc = code;
-  issueMessage(msg::STA0430E, {m_files.definitionFile(), reason, std::to_string(code)});
+  issueMessage(msg::STA0430E, {m_definition, reason, std::to_string(code)});
 }
 
 // Locks and scans. The failures that the steps know end here, as a return code; after those of the
@@ -266,9 +274,9 @@ void ExecScan::dropOutput() noexcept {
 void ExecScan::scanFilesystems() {
   ComputerID::load(m_installLocation);
   m_filesystemScan = std::make_unique<FilesystemScan>(optionsOfEnvironment());
-  m_print = std::make_unique<GenericPrint>(m_files.outputFile());
+  m_print = std::make_unique<GenericPrint>(m_output);
   if (!m_print->isOpen())
-    throw new ORVIOException("create the directory of " + m_files.outputFile());
+    throw new ORVIOException("create the directory of " + m_output);
   m_filesystemScan->setGenericPrint(m_print.get());
   m_filesystemScan->setUnlocker([this](const Filesystem& fs) { unlockFilesystem(fs); });
   m_agentScan->printHeader(*m_print);
@@ -346,27 +354,40 @@ void ExecScan::logFilesystemList() const {
 // The result of a failed job goes, and with it an earlier one of the same run. What was delivered
 // after the job began is another job's and stays.
 void ExecScan::settleResult() {
-  const std::string output = m_files.outputFile();
   if (m_rc <= RC_LARGEST_WITH_RESULT) {
     if (m_scanRan)
-      issueMessage(msg::STA0161I, {std::to_string(m_rc), output});
+      reportDelivery();
     return;
   }
   dropOutput();
-  if (m_earlierResult && identityOf(output) == m_earlierResult)
-    psRemoveFile(output);
+  if (m_earlierResult && identityOf(m_output) == m_earlierResult)
+    psRemoveFile(m_output);
+}
+
+// A result that was delivered whole stays what it is, even without the memory to say so.
+void ExecScan::reportDelivery() const noexcept {
+  try {
+    issueMessage(msg::STA0161I, {std::to_string(m_rc), m_output});
+  } catch (const std::exception& error) {
+    TRACE(TR_ERROR, "the delivery of %s is not in the log: %s", m_output.c_str(), error.what());
+  }
 }
 
 void ExecScan::notify() {
   const std::string endStamp = timeStamp();
   if (m_notification->send(m_rc, endStamp) != 0 && m_jobFileMade)
-    updateJobFile(m_files.jobInfoFile(), m_rc, endStamp);
+    updateJobFile(m_jobInfo, m_rc, endStamp);
+}
+
+// Where a start fails in a way that it should not, the status byte may have nobody to go to.
+void ExecScan::notifyOfFailedStart() const {
+  const std::string stamp = timeStamp();
+  (void)notifyAgent(m_rc, *m_args, m_args->installLocation(), stamp, stamp);
 }
 
 void ExecScan::removeDefinition() const {
-  const std::string definition = m_files.definitionFile();
-  if (!trace::isOn(TR_ENTER) && psFileExists(definition))
-    psRemoveFile(definition);
+  if (!trace::isOn(TR_ENTER) && psFileExists(m_definition))
+    psRemoveFile(m_definition);
 }
 
 void ExecScan::cleanUp() noexcept {

@@ -59,13 +59,16 @@ class ExecScan final {
   void raiseForLostMessages();
 
   void settleResult();
+  void reportDelivery() const noexcept;
   void notify();
+  void notifyOfFailedStart() const;
   void removeDefinition() const;
   void cleanUp() noexcept;
 
   int m_rc = 0;
   bool m_catalogOpened = false;
   bool m_traceOpened = false;
+  bool m_isParsed = false;  // the command line, without a fault
   bool m_statusReported = false;
   bool m_isStarted = false;       // the agent was told so and waits for the notification
   bool m_definitionRead = false;  // all of it
@@ -73,7 +76,10 @@ class ExecScan final {
   bool m_scanRan = false;
   std::string m_installLocation;
   std::string m_startStamp;  // decimal seconds since 1970
-  JobFiles m_files;
+  // The job's files, named when it starts, so that its end needs no memory for them.
+  std::string m_definition;
+  std::string m_output;
+  std::string m_jobInfo;
   std::optional<FileIdentity> m_earlierResult;  // what the job found under its result's name
 
   std::unique_ptr<CmdArgs> m_args;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <new>
-#include <utility>
 
 #include "runtime/ut/Trace.h"
 
@@ -28,12 +27,11 @@ bool Lane::start(const lane::Root& root) {
   return true;
 }
 
-std::deque<LaneWork> Lane::end() noexcept {
+void Lane::end() noexcept {
   m_process.end();
   m_channel.reset();
   isOpening = false;
   load = 0;
-  return std::exchange(works, {});
 }
 
 void Lane::wakeHelper() noexcept {

@@ -38,8 +38,9 @@ class Lane final {
 
   // Starts the helper, which opens the root first. False with errno when it cannot be made.
   [[nodiscard]] bool start(const lane::Root& root);
-  // Kills the helper and leaves it behind; what it was asked is given back.
-  std::deque<LaneWork> end() noexcept;
+  // Kills the helper and leaves it behind. What it was asked stays in `works`, for the caller to
+  // take: a deque cannot be handed over without memory.
+  void end() noexcept;
   [[nodiscard]] bool isRunning() const noexcept { return m_process.isRunning(); }
 
   // Whether a request with that many bytes of path and names may be sent now.

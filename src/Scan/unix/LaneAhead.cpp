@@ -77,8 +77,10 @@ void LaneAhead::start(AheadDirectory& root, AheadRules rules) {
 }
 
 void LaneAhead::stop() noexcept {
-  for (const auto& lane : m_lanes)
-    (void)lane->end();
+  for (const auto& lane : m_lanes) {
+    lane->end();
+    lane->works.clear();
+  }
   m_again.clear();
 }
 
@@ -338,7 +340,8 @@ void LaneAhead::lose(Lane& lane, int error) {
   else
     TRACE(TR_ERROR, "a helper process for %s is gone: %s", m_root.path.c_str(),
           errnoText(error).c_str());
-  std::deque<LaneWork> works = lane.end();
+  lane.end();
+  std::deque<LaneWork> works = std::exchange(lane.works, {});
   if (!m_root.identity.isKnown()) {
     m_rootReply.error = error;
     return;
