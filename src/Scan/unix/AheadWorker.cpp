@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <new>
-#include <numeric>
 
-#include "Scan/unix/DirectoryWindow.h"
 #include "runtime/thrd/StopFlag.h"
 
 namespace orv {
@@ -52,38 +50,20 @@ int AheadWorker::open(AheadStep& step) const {
 }
 
 int AheadWorker::readNames(AheadStep& step) {
-  m_list.clear();
-  if (step.mayUseWindow)
-    return readWindow(step);
-  int error = 0;
-  while (error == 0 && !m_list.atEnd() && m_list.names().size() < STEP_NAMES)
-    error = m_list.readMore(step.opened->fd(), m_rules.fsType);
-  return error;
-}
-
-// A directory that turns out to be small becomes one step in stream order.
-int AheadWorker::readWindow(AheadStep& step) {
   AheadDirectory& directory = step.directory;
+  m_list.clear();
   int error = 0;
-  while (error == 0 && !m_list.atEnd() &&
-         m_list.names().size() + NameList::MAX_READ <= DirectoryWindow::WINDOW_NAMES) {
-    if (isStopped())
-      return ECANCELED;
-    error = m_list.readMore(step.opened->fd(), m_rules.fsType);
+  if (!step.mayUseWindow) {
+    while (error == 0 && !m_list.atEnd() && m_list.names().size() < STEP_NAMES)
+      error = m_list.readMore(step.opened->fd(), m_rules.fsType);
+    return error;
   }
-  directory.isLarge = directory.isLarge || m_list.names().size() > DirectoryWindow::SMALL_DIRECTORY;
+  error = m_list.readWindow(step.opened->fd(), m_rules.fsType, [this] { return isStopped(); });
+  // A directory that turns out to be small becomes one step in stream order.
+  directory.isLarge = directory.isLarge || m_list.isLarge();
   if (directory.isLarge)
-    orderByInode(step);
+    step.order = m_list.inodeOrder();
   return error;
-}
-
-void AheadWorker::orderByInode(AheadStep& step) const {
-  const auto& names = m_list.names();
-  step.order = std::make_unique_for_overwrite<std::uint32_t[]>(names.size());
-  std::uint32_t* const first = step.order.get();
-  std::iota(first, first + names.size(), 0U);
-  std::sort(first, first + names.size(),
-            [&names](std::uint32_t a, std::uint32_t b) { return names[a].inode < names[b].inode; });
 }
 
 void AheadWorker::keepNames(AheadStep& step) const {

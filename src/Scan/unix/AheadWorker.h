@@ -5,7 +5,7 @@
 #include <functional>
 
 #include "Scan/unix/AheadStep.h"
-#include "Scan/unix/NameList.h"
+#include "Scan/unix/DirectoryStream.h"
 #include "Scan/walk/FileRecord.h"
 
 namespace orv {
@@ -51,9 +51,7 @@ class AheadWorker final {
   [[nodiscard]] bool isStopped() const noexcept;
   [[nodiscard]] int open(AheadStep& step) const;
   [[nodiscard]] int readNames(AheadStep& step);
-  [[nodiscard]] int readWindow(AheadStep& step);
   void keepNames(AheadStep& step) const;
-  void orderByInode(AheadStep& step) const;
 
   const AheadRules& m_rules;
   const Opener& m_open;

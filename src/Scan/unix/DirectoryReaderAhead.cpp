@@ -3,9 +3,9 @@
 #include <cerrno>
 
 #include "Scan/entry/FileAttributes.h"
+#include "Scan/unix/DirectoryStream.h"
 #include "Scan/unix/ReadAhead.h"
 #include "Scan/unix/ScannerUnix.h"
-#include "Scan/unix/StreamRules.h"
 #include "Scan/walk/FileRecord.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/ORVException.h"

@@ -4,7 +4,6 @@
 
 #include "Scan/entry/FileAttributes.h"
 #include "Scan/unix/ScannerUnix.h"
-#include "Scan/unix/StreamRules.h"
 #include "Scan/walk/FileRecord.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/Trace.h"
@@ -66,9 +65,8 @@ bool DirectoryReaderUnix::readName(int fsType) {
   if (m_name == nullptr)
     considerWindow();
   if (m_window) {
-    const auto* entry = m_window->next(m_stream.get(), throwIfStopped, [fsType](const char* name) {
-      return isPassedOver(name, fsType);
-    });
+    // The stream object reads nothing while there is a window: both would read the descriptor on.
+    const auto* entry = m_window->next(::dirfd(m_stream.get()), fsType);
     if (entry == nullptr) {
       errno = m_window->readError();
       return false;

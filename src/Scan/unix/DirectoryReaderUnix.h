@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "Scan/unix/DirectoryWindow.h"
+#include "Scan/unix/DirectoryStream.h"
 #include "Scan/walk/DirectoryReader.h"
 
 namespace orv {

@@ -9,8 +9,8 @@
 
 #include <array>
 
+#include "Scan/unix/DirectoryStream.h"
 #include "Scan/unix/LaneServer.h"
-#include "Scan/unix/StreamRules.h"
 #include "runtime/ut/UniqueFd.h"
 
 namespace orv::lane {

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "Probe/MountTree.h"
-#include "Scan/unix/DirectoryWindow.h"
+#include "Scan/unix/DirectoryStream.h"
 #include "Scan/unix/ReadAhead.h"
 #include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/Scanner.h"

@@ -8,8 +8,7 @@
 #include <csignal>
 #include <system_error>
 
-#include "Scan/unix/DirectoryWindow.h"
-#include "Scan/unix/StreamRules.h"
+#include "Scan/unix/DirectoryStream.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/Trace.h"
 
@@ -166,8 +165,7 @@ void ThreadAhead::work(AheadStep& step, AheadWorker& worker, Lock& lock) {
 std::int64_t ThreadAhead::reserve(AheadStep& step) noexcept {
   step.mayUseWindow = m_rules.isOnLocalDisk && step.directory.size >= LARGE_DIRECTORY_BYTES &&
                       m_ahead.load(std::memory_order_relaxed) < BUDGET;
-  const auto room =
-      static_cast<std::int64_t>(step.mayUseWindow ? DirectoryWindow::WINDOW_NAMES : 0);
+  const auto room = static_cast<std::int64_t>(step.mayUseWindow ? NameList::WINDOW_NAMES : 0);
   m_ahead.fetch_add(room, std::memory_order_relaxed);
   return room;
 }
