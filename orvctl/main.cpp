@@ -1,10 +1,22 @@
 // orvctl: defines, runs and reports scan jobs on one machine, without a management server.
 //
-//   App              the command line; one file per command: ScanCommand, ReportCommand
-//   AgentDirectory   where the job's files live; LocalJob writes its definition and mount table
-//   ScanProcess      runs bin/scan and hands signals on; Progress shows meanwhile what JobLog reads
-//   ResultFile       reads the result into a tree; Report and ReportSections print it
-//   TextTable, DisplayText, Units, Style   columns, names, figures and colours of the report
+//   command   the command line: App parses it, one file per command
+//     scan          runs a job over a path (ScanRun) and reports what it found
+//     report        reports a result file, in whatever form
+//     jobs          the jobs of an agent directory, running and done, and their locks
+//     history       puts results into the database, lists, shows and prunes them
+//     growth        what grew between two scans, and when filesystems will be full
+//     check-where   explains a where clause, or points at its error
+//     help          how a command is used
+//   job       where a job's files live (AgentDirectory), what it is told (Definition, RootFacts),
+//             how it runs (LocalJob, ScanProcess, Progress) and went (JobList, JobLog)
+//   model     what a result says: ResultFile reads it into a tree, ModelBuilder makes figures of it
+//   report    the figures for a terminal
+//   export    the figures for programs and browsers: JSON, CSV, metrics, a page
+//   history   the figures of many scans in a database, and how they grew
+//   text      columns, names, units, colours and errors
+//
+// A scan goes down and up again: command -> job, which runs bin/scan -> model -> report or export.
 #include "orvctl/command/App.h"
 
 int main(int argc, char** argv) {

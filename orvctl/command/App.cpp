@@ -9,14 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "orvctl/command/CheckWhereCommand.h"
-#include "orvctl/command/GrowthCommand.h"
+#include "orvctl/command/Commands.h"
 #include "orvctl/command/HelpFormatter.h"
-#include "orvctl/command/HistoryCommand.h"
-#include "orvctl/command/JobsCommand.h"
-#include "orvctl/command/ReportCommand.h"
-#include "orvctl/command/ScanCommand.h"
-#include "orvctl/command/Suggestion.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"

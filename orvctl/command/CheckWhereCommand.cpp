@@ -1,9 +1,9 @@
-#include "orvctl/command/CheckWhereCommand.h"
+#include "orvctl/command/Commands.h"
 
 #include <memory>
 #include <string>
 
-#include "orvctl/job/WhereClause.h"
+#include "orvctl/job/TypedInput.h"
 #include "orvctl/text/Output.h"
 
 namespace orv::ctl {

@@ -1,4 +1,4 @@
-#include "orvctl/command/GrowthCommand.h"
+#include "orvctl/command/Commands.h"
 
 #include <fmt/format.h>
 #include <cstdlib>

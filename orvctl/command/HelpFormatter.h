@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace orv::ctl {
 
@@ -16,5 +18,9 @@ class HelpFormatter final : public CLI::Formatter {
   [[nodiscard]] std::string make_option_opts(const CLI::Option* option) const override;
   [[nodiscard]] std::string make_subcommand(const CLI::App* command) const override;
 };
+
+// The one of `known` that a mistyped `word` most likely means; empty when none is near: at most a
+// third of its letters are missing, wrong, too many or swapped with the next.
+[[nodiscard]] std::string nearest(std::string_view word, const std::vector<std::string>& known);
 
 }  // namespace orv::ctl

@@ -1,4 +1,4 @@
-#include "orvctl/command/HistoryCommand.h"
+#include "orvctl/command/Commands.h"
 
 #include <fmt/format.h>
 #include <unistd.h>

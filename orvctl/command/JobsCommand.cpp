@@ -9,11 +9,11 @@
 #include <string_view>
 #include <vector>
 
+#include "orvctl/command/Commands.h"
 #include "orvctl/command/Options.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
-#include "orvctl/text/PathText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
 #include "orvctl/text/Utf8.h"

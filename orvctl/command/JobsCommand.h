@@ -1,6 +1,5 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 
@@ -8,10 +7,6 @@
 #include "orvctl/text/Style.h"
 
 namespace orv::ctl {
-
-// Adds "jobs" to the program; when given, it lists the jobs of an agent directory and sets
-// `exitCode`, which must outlive the parse: 0, or 4 when parts of the directory could not be read.
-void addJobsCommand(CLI::App& app, int& exitCode);
 
 // The list as it is printed: the jobs, then the locks. A running job's time counts up to `now`
 // (seconds since 1970).

@@ -1,4 +1,4 @@
-#include "orvctl/command/ReportCommand.h"
+#include "orvctl/command/Commands.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "orvctl/command/ScanCommand.h"
+#include "orvctl/command/Commands.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -18,7 +18,7 @@
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/LocalJob.h"
 #include "orvctl/job/ScanRoots.h"
-#include "orvctl/job/WhereClause.h"
+#include "orvctl/job/TypedInput.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Output.h"
 

@@ -11,6 +11,12 @@
 // What grew and what shrank between two scans of a history, and when filesystems will be full.
 namespace orv::ctl {
 
+// The straight line of least squares through points in the order of time, of which there must be
+// four. It is a trend when it explains at least half of how the points differ and its slope is not
+// 0 with a probability of 95 %. `capacity` (bytes, 0 when not known) is what the last point's
+// bytes fill.
+[[nodiscard]] Trend trendOf(const std::vector<GrowthPoint>& points, std::int64_t capacity);
+
 struct GrowthQuestion {
   enum class By { DIRECTORY, OWNER, TYPE, HOST };
   std::string host;         // every host when empty

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "orvctl/job/RootFacts.h"
-#include "orvctl/job/WhereClause.h"
+#include "orvctl/job/TypedInput.h"
 
 // What a job of orvctl is told: its definition and its mount table.
 namespace orv::ctl {

@@ -15,7 +15,6 @@
 #include "orvctl/job/Definition.h"
 #include "orvctl/job/JobInfo.h"
 #include "orvctl/job/Notification.h"
-#include "orvctl/job/RunningScan.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
 #include "runtime/unx/Files.h"

@@ -14,7 +14,7 @@
 
 #include "Common/JobFile.h"
 #include "orvctl/job/JobInfo.h"
-#include "orvctl/job/RunningScan.h"
+#include "orvctl/job/JobRun.h"
 #include "orvctl/text/CtlError.h"
 #include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"

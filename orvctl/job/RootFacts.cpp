@@ -15,7 +15,7 @@
 #include <string_view>
 
 #include "orvctl/job/ChildAnswer.h"
-#include "orvctl/job/WatchPath.h"
+#include "orvctl/job/TypedInput.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Utf8.h"

@@ -7,7 +7,6 @@
 
 #include "orvctl/report/ReportSections.h"
 #include "orvctl/text/DisplayText.h"
-#include "orvctl/text/PathText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "orvctl/report/DirectoryTables.h"
-#include "orvctl/text/PathText.h"
+#include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Units.h"
 
 namespace orv::ctl {

@@ -6,7 +6,7 @@
 
 #include "orvctl/report/FirstScreen.h"
 #include "orvctl/report/ReportSections.h"
-#include "orvctl/text/PathText.h"
+#include "orvctl/text/DisplayText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
 

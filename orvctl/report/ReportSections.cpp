@@ -7,7 +7,7 @@
 #include <span>
 
 #include "orvctl/report/DirectoryTables.h"
-#include "orvctl/text/PathText.h"
+#include "orvctl/text/DisplayText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
 

@@ -5,7 +5,7 @@
 
 namespace orv::ctl {
 
-// Exit codes of orvctl's own. A scan that ran hands on the scan's code instead (see ScanCommand.h).
+// Exit codes of orvctl's own. A scan that ran hands on the scan's code instead (see Commands.h).
 inline constexpr int EXIT_FAILED = 1;
 inline constexpr int EXIT_USAGE = 2;
 

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "orvctl/history/Growth.h"
-#include "orvctl/history/Trend.h"
 #include "orvctl/text/CtlError.h"
 #include "support/TempDir.h"
 

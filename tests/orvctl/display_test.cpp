@@ -2,7 +2,6 @@
 #include <stdlib.h>
 
 #include "orvctl/text/DisplayText.h"
-#include "orvctl/text/PathText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
 #include "orvctl/text/Utf8.h"

@@ -2,14 +2,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 #include <regex>
 
 #include "orvctl/Orvctl.h"
 #include "orvctl/command/JobsCommand.h"
 #include "orvctl/job/JobList.h"
+#include "orvctl/job/JobRun.h"
 #include "orvctl/job/Notification.h"
-#include "orvctl/job/RunningScan.h"
 #include "support/Job.h"
 
 namespace orv::ctl::test {

@@ -1,8 +1,7 @@
 // Where clauses and watched directories: what people type, what the job is told, what it reports.
 #include "orvctl/Orvctl.h"
 #include "orvctl/job/Definition.h"
-#include "orvctl/job/WatchPath.h"
-#include "orvctl/job/WhereClause.h"
+#include "orvctl/job/TypedInput.h"
 
 namespace orv::ctl::test {
 namespace {

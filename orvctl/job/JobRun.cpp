@@ -1,8 +1,7 @@
-#include "orvctl/job/RunningScan.h"
+#include "orvctl/job/JobRun.h"
 
 #include <cerrno>
 #include <csignal>
-#include <string>
 #include <vector>
 
 #include "Common/CmdArgs.h"
