@@ -159,7 +159,7 @@ std::string renderLocks(const JobList& list, const Style& style) {
 }
 
 int runJobs(const std::string& directory) {
-  const std::string agent = chosenAgentDirectory(directory, stagedAgentDirectory());
+  const std::string agent = chosenAgentDirectory(directory, findInstallation());
   const JobList list = readJobList(agent);
   writeOut(list.jobs.empty() ? fmt::format("No jobs in {}\n", printable(agent)) : "");
   writeOut(renderJobs(list, std::time(nullptr), styleFor(STDOUT_FILENO)));

@@ -22,9 +22,9 @@ inline void addAgentOption(CLI::App& command, std::string& directory) {
   command
       .add_option("--agent", directory,
                   "Agent directory with the jobs' files, which a scan makes if needed; without it "
-                  "the one that orvctl was built into, or ~/.local/share/orvscan if that cannot be "
-                  "written to")
-      ->type_name("DIR");
+                  "the one that orvctl was built into, or the state directory if it is installed")
+      ->type_name("DIR")
+      ->envname("ORV_AGENT");
 }
 
 }  // namespace orv::ctl

@@ -34,9 +34,8 @@ struct Arguments {
 
 void runReport(const Arguments& arguments) {
   const ExportRequest request = requestOf(arguments.report);
-  const std::string result =
-      chosenResult(arguments.which, arguments.path,
-                   chosenAgentDirectory(arguments.agent, stagedAgentDirectory()));
+  const std::string result = chosenResult(
+      arguments.which, arguments.path, chosenAgentDirectory(arguments.agent, findInstallation()));
   writeReport(request, readScan(result), arguments.report.history);
 }
 

@@ -83,8 +83,9 @@ int runScanCommand(const ScanArguments& arguments) {
   const ScanRoots found = findRoots(arguments.roots);
   for (const std::string& note : found.notes)
     writeError("orvctl: " + note + "\n");
-  const std::string staged = stagedAgentDirectory();
-  const AgentDirectory agent = prepareAgentDirectory(arguments.agent, staged);
+  const Installation installation = findInstallation();
+  requireComplete(installation);
+  const AgentDirectory agent = prepareAgentDirectory(arguments.agent, installation);
   LocalJob job(agent, {.roots = found.roots,
                        .rankingSize = std::max(request.top, MIN_RANKING),
                        .where = where,
@@ -93,7 +94,7 @@ int runScanCommand(const ScanArguments& arguments) {
                        .host = hostName()});
   int code = 0;
   const Scan scan =
-      runScanJob(job, agent, staged, {arguments.threads, found.timeout}, request, code);
+      runScanJob(job, agent, installation.scan, {arguments.threads, found.timeout}, request, code);
   // The page shows this scan, too; but a history that cannot be written must not take the report
   // away.
   HistoryOption history = arguments.report.history;

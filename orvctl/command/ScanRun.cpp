@@ -114,12 +114,12 @@ void noteFailure(LocalJob& job, const JobLog& log, const ExportRequest& request,
 
 }  // namespace
 
-Scan runScanJob(LocalJob& job, const AgentDirectory& agent, const std::string& staged,
+Scan runScanJob(LocalJob& job, const AgentDirectory& agent, const std::string& program,
                 const RunSettings& settings, const ExportRequest& request, int& returnCode) {
   const std::vector<RootFacts>& roots = job.record().roots;
   Progress progress(subjectOf(roots), expectedEntries(roots), job.progressFile());
   const ScanEnd end =
-      runScan(scanArguments(staged + "/bin/scan", agent, job, settings.timeout),
+      runScan(scanArguments(program, agent, job, settings.timeout),
               {"ORV_MNTTAB=" + job.mountTable(), "ORV_PROGRESS=" + job.progressFile(),
                "ORV_WALK_THREADS=" + std::to_string(settings.threads)},
               progress);

@@ -14,13 +14,13 @@ struct RunSettings {
   int timeout = 0;       // seconds for each call on what is scanned; 0 for any time
 };
 
-// Runs the scan program of `staged` for a job in its agent directory, with its progress on standard
+// Runs the scan program for a job in its agent directory, with its progress on standard
 // error, and gives what it found with all that is known of the run; `returnCode` is the program's
 // (0 or 4). The job's record tells how the run ended. Without a result the warnings of the job are
 // shown, a metrics file of the request learns of the failure, and CtlError is thrown with the
 // scan's code, or 128 plus the signal that ended it.
-[[nodiscard]] Scan runScanJob(LocalJob& job, const AgentDirectory& agent, const std::string& staged,
-                              const RunSettings& settings, const ExportRequest& request,
-                              int& returnCode);
+[[nodiscard]] Scan runScanJob(LocalJob& job, const AgentDirectory& agent,
+                              const std::string& program, const RunSettings& settings,
+                              const ExportRequest& request, int& returnCode);
 
 }  // namespace orv::ctl

@@ -2,13 +2,11 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -25,27 +23,15 @@ namespace {
 // by where it lies itself, so it is a copy, and one that is there already is used.
 struct NeededFile {
   const char* name;
+  std::string Installation::*target;
   bool isLink;
 };
 constexpr std::array<NeededFile, 2> NEEDED_FILES = {
-    {{"bin/Agent", false}, {"nls/xrmna.cat", true}}};
+    {{"bin/Agent", &Installation::agent, false}, {"nls/xrmna.cat", &Installation::catalog, true}}};
 
 [[noreturn]] void cannotUse(const std::string& directory, const std::string& why) {
   throw CtlError(
       fmt::format("cannot use agent directory {}: {}", withoutControlCharacters(directory), why));
-}
-
-std::string userDataDirectory() {
-  if (const char* data = std::getenv("XDG_DATA_HOME"); data != nullptr && *data == '/')
-    return data;
-  const char* home = std::getenv("HOME");
-  if (home == nullptr || *home != '/') {
-    const passwd* user = ::getpwuid(::getuid());
-    home = user == nullptr ? nullptr : user->pw_dir;
-  }
-  if (home == nullptr || *home != '/')
-    throw CtlError("cannot choose an agent directory: no home directory is known; give --agent");
-  return std::string(home) + "/.local/share";
 }
 
 void makeFolder(const std::string& agent, const std::string& folder) {
@@ -57,11 +43,17 @@ void makeFolder(const std::string& agent, const std::string& folder) {
                                  errnoText(errno)));
 }
 
-bool isThere(const std::string& file, bool isLink) {
+// Whether the agent directory has that file of its own.
+bool hasOwn(const std::string& file, bool isLink) {
   struct stat info {};
   if (isLink)
     return ::lstat(file.c_str(), &info) == 0 && !S_ISLNK(info.st_mode);
   return ::stat(file.c_str(), &info) == 0;
+}
+
+// Whether a copy is to be made anew: another version was installed since.
+bool isOutdated(const std::string& copy, const std::string& target) {
+  return readWholeFile(copy) != readWholeFile(target);
 }
 
 // Copies a program file. Unlike the standard library's copy it tells a full disk from other errors.
@@ -78,13 +70,14 @@ std::error_code copyProgram(const std::string& from, const std::string& to) {
   return got < 0 ? std::error_code(errno, std::generic_category()) : std::error_code();
 }
 
-void takeFromStaged(const std::string& agent, const std::string& staged, const NeededFile& file) {
+// In a directory that the user named, a program that is there is the user's.
+void takeInstalled(const std::string& agent, const std::string& target, const NeededFile& file,
+                   bool isNamed) {
   const std::string own = agent + "/" + file.name;
-  const std::string target = staged + "/" + file.name;
-  if (isThere(own, file.isLink))
+  if (hasOwn(own, file.isLink) && (isNamed || file.isLink || !isOutdated(own, target)))
     return;
   if (::access(target.c_str(), R_OK) != 0)
-    cannotUse(agent, fmt::format("{} is missing and cannot be taken from {}: {}", file.name, staged,
+    cannotUse(agent, fmt::format("{} is missing and cannot be taken from {}: {}", file.name, target,
                                  errnoText(errno)));
   makeFolder(agent, parentDirectory(own));
   // Through a name of this process, so that a job that runs beside this one always finds the file.
@@ -105,34 +98,25 @@ void takeFromStaged(const std::string& agent, const std::string& staged, const N
 
 }  // namespace
 
-std::string stagedAgentDirectory() {
-  std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error)
-    throw CtlError("cannot locate the running program: " + error.message());
-  return program.parent_path().parent_path();
-}
-
-std::string chosenAgentDirectory(const std::string& asked, const std::string& staged) {
+std::string chosenAgentDirectory(const std::string& asked, const Installation& installation) {
   std::error_code error;
   if (!asked.empty()) {
     std::filesystem::path path = std::filesystem::absolute(asked, error).lexically_normal();
     // "dir/" ends in an empty component.
     return path.has_filename() || path == path.root_path() ? path : path.parent_path();
   }
-  if (::access(staged.c_str(), W_OK | X_OK) == 0)
-    return staged;
-  return userDataDirectory() + "/orvscan";
+  const std::string& tree = installation.tree;
+  return !tree.empty() && ::access(tree.c_str(), W_OK | X_OK) == 0 ? tree : stateDirectory();
 }
 
-AgentDirectory prepareAgentDirectory(const std::string& directory, const std::string& staged) {
-  const AgentDirectory agent{chosenAgentDirectory(directory, staged)};
+AgentDirectory prepareAgentDirectory(const std::string& asked, const Installation& installation) {
+  const AgentDirectory agent{chosenAgentDirectory(asked, installation)};
   for (const std::string& folder : {agent.inputDirectory(), agent.outputDirectory(),
                                     agent.logDirectory(), agent.path + "/config"})
     makeFolder(agent.path, folder);
-  if (agent.path != staged)
+  if (agent.path != installation.tree)
     for (const NeededFile& file : NEEDED_FILES)
-      takeFromStaged(agent.path, staged, file);
+      takeInstalled(agent.path, installation.*file.target, file, !asked.empty());
   return agent;
 }
 

@@ -11,16 +11,16 @@ namespace orv::ctl::test {
 namespace {
 
 // A staged agent directory with the files that other ones link to.
-std::string stagedIn(const TempDir& directory) {
+Installation stagedIn(const TempDir& directory) {
   const std::string staged = directory.file("staged");
   writeFile(staged + "/bin/Agent", "agent");
   writeFile(staged + "/nls/xrmna.cat", "catalog");
-  return staged;
+  return installationOf(staged + "/bin/orvctl");
 }
 
 TEST(AgentDirectoryTest, isMadeCompleteAndKeepsItsOwnFiles) {
   const TempDir directory;
-  const std::string staged = stagedIn(directory);
+  const Installation staged = stagedIn(directory);
   writeFile(directory.file("own/nls/xrmna.cat"), "its own catalog");
   std::filesystem::create_directories(directory.file("own/bin"));
   std::filesystem::create_symlink("/gone/bin/Agent", directory.file("own/bin/Agent"));
@@ -31,9 +31,9 @@ TEST(AgentDirectoryTest, isMadeCompleteAndKeepsItsOwnFiles) {
   EXPECT_EQ(readFile(agent.path + "/nls/xrmna.cat"), "its own catalog");
   for (const char* folder : {"input/local", "output/local", "log/local", "config"})
     EXPECT_TRUE(std::filesystem::is_directory(agent.path + "/" + folder)) << folder;
-  EXPECT_EQ(prepareAgentDirectory("", staged).path, staged);
-  for (const auto& [own, from] : {std::pair(agent.path + "/bin/Agent", staged),
-                                  {directory.file("a"), directory.file("nowhere")}})
+  EXPECT_EQ(prepareAgentDirectory("", staged).path, staged.tree);
+  for (const auto& [own, from] :
+       {std::pair(agent.path + "/bin/Agent", staged), {directory.file("a"), Installation{}}})
     EXPECT_THROW((void)prepareAgentDirectory(own, from), CtlError) << own;
 }
 
