@@ -11,6 +11,7 @@
 
 #include "orvctl/command/Commands.h"
 #include "orvctl/command/HelpFormatter.h"
+#include "orvctl/command/Settings.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
@@ -43,12 +44,16 @@ std::string didYouMean(const std::string& word, const std::vector<std::string>& 
 }
 
 // What is wrong with a command line that the parser does not take.
-[[noreturn]] void refuse(const CLI::App& app, const CLI::ParseError& error, const char* first) {
+[[noreturn]] void refuse(const CLI::App& app, const CLI::ParseError& error, bool hasArguments) {
   const auto given = app.get_subcommands();
   if (given.empty()) {
-    if (first == nullptr)
+    const std::vector<std::string> unknown = app.remaining();
+    if (!hasArguments)
       usageError("no command is given", "orvctl --help");
-    const std::string kind = *first == '-' ? "option" : "command";
+    if (unknown.empty() || app.get_option_no_throw(unknown.front()) != nullptr)
+      usageError(printable(error.what()), "orvctl --help");
+    const std::string& first = unknown.front();
+    const std::string kind = first.front() == '-' ? "option" : "command";
     usageError(fmt::format("there is no {} {}{}", kind, printable(first),
                            kind == "command" ? didYouMean(first, commandNames(app)) : ""),
                "orvctl --help");
@@ -102,25 +107,33 @@ int parseAndRun(CLI::App& app, int argc, const char* const* argv, const int& exi
     writeOut(std::string(version.what()) + "\n");
     return 0;
   } catch (const CLI::ParseError& error) {
-    refuse(app, error, argc > 1 ? argv[1] : nullptr);
+    refuse(app, error, argc > 1);
   }
 }
 
 }  // namespace
 
-int runApp(int argc, const char* const* argv) {
-  CLI::App app("Scans directories with the storage scan job and shows what they hold", "orvctl");
-  app.formatter(std::make_shared<HelpFormatter>());
-  app.set_help_flag("-h,--help", "Print this help");
-  app.set_version_flag("--version", "orvctl " ORV_VERSION, "Print the version");
-  app.require_subcommand(1);
-  int exitCode = 0;
+std::unique_ptr<CLI::App> makeApp(int& exitCode) {
+  auto app = std::make_unique<CLI::App>(
+      "Scans directories with the storage scan job and shows what they hold", "orvctl");
+  app->formatter(std::make_shared<HelpFormatter>());
+  app->set_help_flag("-h,--help", "Print this help")->configurable(false);
+  app->set_version_flag("--version", "orvctl " ORV_VERSION, "Print the version")
+      ->configurable(false);
+  app->require_subcommand(1);
+  addSettings(*app);
   for (const auto& addCommand : COMMANDS)
-    addCommand(app, exitCode);
-  addHelpCommand(app);
-  app.footer(FOOTER);  // only now: commands that are added take over the footer
+    addCommand(*app, exitCode);
+  addHelpCommand(*app);
+  app->footer(FOOTER);  // only now: commands that are added take over the footer
+  return app;
+}
+
+int runApp(int argc, const char* const* argv) {
+  int exitCode = 0;
+  const std::unique_ptr<CLI::App> app = makeApp(exitCode);
   try {
-    return parseAndRun(app, argc, argv, exitCode);
+    return parseAndRun(*app, argc, argv, exitCode);
   } catch (const CtlError& error) {
     writeError(std::string("orvctl: ") + error.what() + "\n");
     return error.exitCode();

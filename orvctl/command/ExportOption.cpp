@@ -17,7 +17,7 @@ void addExportOption(CLI::App& command, ExportRequest& request) {
           "--format", [&request](const std::string& word) { request.format = FORMATS.at(word); },
           "text, json, csv, html or prometheus; text if not given")
       ->type_name("FORMAT")
-      ->check(CLI::IsMember(FORMATS).description(""));
+      ->check(CLI::IsMember(FORMATS));
   command
       .add_option("--output", request.output,
                   "Write there instead of to standard output; for the tables of csv a directory")

@@ -19,7 +19,7 @@
 namespace orv::ctl {
 namespace {
 
-// What any of the commands may be given.
+// What any of the commands may be given. Each has its own: the environment fills those of all.
 struct HistoryArguments {
   std::string database;
   std::vector<std::string> results;
@@ -92,6 +92,7 @@ void addHistoryCommand(CLI::App& app, int& exitCode) {
       ->type_name("NAME");
   add->callback([arguments, &exitCode] { exitCode = runAdd(*arguments); });
 
+  arguments = std::make_shared<HistoryArguments>();
   CLI::App* list = addCommand(*history, "list", "List the scans", *arguments);
   addFilter(*list, arguments->filter);
   addHistoryOutput(*list, arguments->output);
@@ -104,6 +105,7 @@ void addHistoryCommand(CLI::App& app, int& exitCode) {
     exitCode = 0;
   });
 
+  arguments = std::make_shared<HistoryArguments>();
   CLI::App* show = addCommand(*history, "show", "Show one scan", *arguments);
   show->add_option("ID", arguments->id, "Its id in the list")->required();
   addTopOption(*show, arguments->top);
@@ -117,6 +119,7 @@ void addHistoryCommand(CLI::App& app, int& exitCode) {
     exitCode = 0;
   });
 
+  arguments = std::make_shared<HistoryArguments>();
   CLI::App* prune = addCommand(*history, "prune", "Remove scans that no rule keeps", *arguments);
   prune
       ->add_option("--keep", arguments->keep,
