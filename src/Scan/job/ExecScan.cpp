@@ -29,7 +29,7 @@
 namespace orv {
 namespace {
 
-constexpr const char* VERSION = "5.2.4.1";
+constexpr const char* VERSION = ORV_VERSION;
 constexpr const char* CATALOG_FILE = "xrmna.cat";
 constexpr const char* COMPONENT = "ORV";
 constexpr const char* DATA_SECTION = "AgentScan";
