@@ -13,6 +13,9 @@
 #include "Scan/select/PathPattern.h"
 #include "Scan/select/SelectExplain.h"
 #include "Scan/select/SelectParser.h"
+#include "orvctl/export/Json.h"
+#include "orvctl/model/ModelBuilder.h"
+#include "orvctl/model/ResultFile.h"
 #include "orvctl/report/Report.h"
 #include "orvctl/text/CtlError.h"
 #include "runtime/ut/ORVException.h"
@@ -156,11 +159,12 @@ void rewriteResources(std::string_view text) {
           "the records read back");
 }
 
-// A result is refused with a reason, or reported.
+// A result is refused with a reason, or reported, and exported as text that is JSON.
 void reportResult(std::string_view text) {
   try {
-    const auto result = ctl::ResultFile::parse(text, "result");
-    require(!ctl::renderReport(result, ctl::JobLog({}), {}).empty(), "there is a report");
+    const ctl::Scan scan = ctl::buildModel(ctl::ResultFile::parse(text, "result"));
+    require(!ctl::renderReport(scan, {}).empty(), "there is a report");
+    require(nlohmann::json::accept(ctl::renderJson(scan)), "it is JSON");
   } catch (const ctl::CtlError& error) {
     require(*error.what() != '\0', "what is refused says why");
   }
