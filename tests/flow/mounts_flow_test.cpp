@@ -95,6 +95,29 @@ TEST_F(MountsFlow, diskFilesystemsHaveTheFiguresOfTheSystem) {
   }
 }
 
+TEST_F(MountsFlow, datesBeyondAllMillisecondsAreTheFurthest) {
+  inMounts([this] {
+    mountAt("tmp");
+    const std::map<std::string, std::int64_t> dates = {{"past", INT64_MIN}, {"future", INT64_MAX}};
+    for (const auto& [name, date] : dates) {
+      writeFile(area.file("tmp/" + name), name);
+      const timespec times[] = {{date / 2, 0}, {date / 2, 0}};
+      ASSERT_EQ(::utimensat(AT_FDCWD, area.file("tmp/" + name).c_str(), times, 0), 0);
+    }
+    define(Definition()
+               .filesystem(1, area.file("tmp"))
+               .profile(1, "1", {{"sdSummary", "Y"}, {"sdLargestFiles", "2"}}));
+    EXPECT_EQ(run(), 0) << log();
+    const ResultTree tree = result();
+    const ResultNode& entry = tree.root().one("CuStatDef").one("ResultsByFS");
+    for (const Row& row : entry.one("CuStatResults").one("SFile").rows)
+      for (const char* date : {"faModified", "faAccessed"})
+        EXPECT_EQ(row.at(date),
+                  std::to_string(dates.at(std::filesystem::path(row.at("faName")).filename())))
+            << row.at("faName");
+  });
+}
+
 // A bind mount shows the same device: as a scan root it is a filesystem of its own, inside another
 // one it is entered like a directory.
 TEST_F(MountsFlow, bindMountsAreScannedLikeWhatTheyShow) {

@@ -158,6 +158,12 @@ TEST_F(SelectionFlow, theTypeSaysWhichFilesystemsAProfileCovers) {
     EXPECT_EQ(log().find(unannounced), std::string::npos) << unannounced;
 }
 
+TEST_F(SelectionFlow, moreProfilesThanAFilesystemTakesAreSaid) {
+  define(Definition().filesystem(1, root).profile(1, "4", SUMMARY, std::vector<int>(65540, 1)));
+  EXPECT_EQ(run(), 4);
+  EXPECT_NE(log().find("the last 5 are not gathered"), std::string::npos) << log();
+}
+
 TEST_F(SelectionFlow, aClauseThatDoesNotParseLeavesItsProfileOut) {
   writeFile(root + "/file", "12345");
   const ResultTree file = runFor(Definition()

@@ -63,9 +63,13 @@ class StatisticsFlow : public Job, public ::testing::WithParamInterface<Reading>
   }
 
   void expectAttributes(const Row& row, const OracleEntry& e) {
+    const passwd* owner = ::getpwuid(e.uid);
+    const group* group = ::getgrgid(e.gid);
     expectRow(row,
               {{"faName", shown(e.path == root ? root + "/" : e.path)},
                {"faType", text(e.type)},
+               {"faOwner", owner == nullptr ? text(e.uid) : owner->pw_name},
+               {"faGroup", group == nullptr ? text(e.gid) : group->gr_name},
                {"faLength", text(e.size)},
                {"faBlocks", text(e.blocks)},
                {"faModified", text(e.modified * 1000)},
@@ -176,7 +180,11 @@ class StatisticsFlow : public Job, public ::testing::WithParamInterface<Reading>
 TEST_P(StatisticsFlow, everyRecordEqualsTheOracle) {
   expectFigures(file->root().one("CuStatDef").one("ResultsByFS"), *oracle, "figures");
   expectRow(results->one("SSummary", "srSummary").row(),
-            {{"sumFilesystemID", "5"}, {"sumStatisticID", "42"}}, "summary");
+            {{"sumFilesystemID", "5"},
+             {"sumStatisticID", "42"},
+             {"sumFreeSpace", file->root().one("Filesystem").row().at("fsFreeSpace")},
+             {"sumUsedSpace", file->root().one("Filesystem").row().at("fsUsedSpace")}},
+            "summary");
   expectRow(results->one("SSizeDist", "srSizeDist").row(),
             {{"szdFilesystemID", "5"}, {"szdStatisticID", "42"}}, "sizes");
   expectAges("srAccessed", "0", oracle->accessed);

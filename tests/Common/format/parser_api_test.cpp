@@ -111,7 +111,7 @@ TEST_F(ParserAPITest, onlyExactTagsAreTags) {
       "[Header]\n[/Header]\n"
       "[A]\n[Ab,]\n[,Ab]\n[Ab,C,D]\n[Ab c]\n[A-b]\n[Ab]x\n[Header]\n[]\n[Ab\n"
       "\v[Vt]\n[/Vt]\n"  // what is not trimmed is still white space to the pattern
-      "[Ab]\n[/Ab]\n[Ab,12]\n[/Ab]\n[99]\n[/99]\n");
+      "[Ab]\n[/Ab,1]\n[In]\n[/In]\n[/Ab]\n[Ab,12]\n[/Ab]\n[99]\n[/99]\n");
   EXPECT_EQ(walk(*reader), "Vt Ab Ab,12 99 ");
 }
 

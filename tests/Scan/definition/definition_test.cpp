@@ -4,8 +4,10 @@
 #include <map>
 
 #include "Common/format/ParserAPI.h"
+#include "Probe/NasFiler.h"
 #include "Scan/definition/AgentScan.h"
 #include "Scan/definition/ComputerID.h"
+#include "Scan/definition/DefinitionBuilder.h"
 #include "Scan/definition/ScanUtil.h"
 #include "runtime/ut/ORVException.h"
 #include "support/CapturedMessages.h"
@@ -65,6 +67,27 @@ TEST(DefinitionTest, rowsBecomeFields) {
   profile.addListedFilesystems({"rfResults", "rfDirOrFS"}, {{"", "12"}, {"", "7"}});
   profile.addListedFilesystems({"rfDirOrFS"}, {{"3"}});
   EXPECT_EQ(profile.listedFilesystems, (std::vector<std::int32_t>{12, 7, 3}));
+}
+
+// Also of a job that begins twice, as its last name.
+TEST(DefinitionTest, everyPartReachesItsOwner) {
+  const test::TempDir dir;
+  test::writeFile(dir.file("job"),
+                  "[Header]\n[AgentScan]\nasJobName,asScanningCompID\n[Filesystem]\nfsID\n"
+                  "[NasFiler]\nnasID\n[Domain]\ndmID\n[CuStatDef]\nsdID\n[FileScoreRule]\n"
+                  "cScore\n[/Header]\n[AgentScan]\nfirst,1\n[Filesystem]\n2\n[NasFiler]\n3\n"
+                  "[Domain]\n4\n[/Domain]\n[/NasFiler]\n[/Filesystem]\n[/AgentScan]\n"
+                  "[AgentScan]\nlast,1\n[CuStatDef]\n5\n[FileScoreRule]\n6\n[/FileScoreRule]\n"
+                  "[/CuStatDef]\n[/AgentScan]\n");
+  AgentScan job;
+  DefinitionBuilder(dir.file("job"), job).build();
+  EXPECT_EQ(job.asJobName, "last");
+  const NasFiler& filer = *job.getFilesystems()->at(0)->nasFiler;
+  EXPECT_EQ(filer.nasID, 3);
+  EXPECT_EQ(filer.domain->dmID, 4);
+  ASSERT_NE(job.getStatistics(), nullptr);
+  EXPECT_EQ(job.getStatistics()->sdID, 5);
+  EXPECT_EQ(job.getStatistics()->sdFileScoreRules.at(0)->getCScore(), 6);
 }
 
 // Chains keep the list's order, and a long one is freed without recursion.
