@@ -8,11 +8,13 @@ declare -A packages=(
   # Compiler, build tools, libraries; gencat is in libc-dev-bin, ps (which the locks ask) in procps.
   [build]="g++ cmake ninja-build pkg-config libc-dev-bin procps libpcre3-dev libre2-dev libfmt-dev
            libcli11-dev nlohmann-json3-dev libabsl-dev libgtest-dev libbenchmark-dev node-d3
-           libsoci-dev libboost-dev libsqlite3-dev libpq-dev"
+           libsoci-dev libboost-dev libsqlite3-dev libpq-dev
+           libprotobuf-dev protobuf-compiler zlib1g-dev"
   # Filesystems that the tests make and mount; independent readers of what orvctl exports; a
-  # database server that they start.
+  # database server and a cluster that they start.
   [test]="libfuse3-dev fuse3 mount e2fsprogs dosfstools xfsprogs btrfs-progs util-linux postgresql
-          python3 python3-jsonschema python3-selenium chromium-driver prometheus prometheus-node-exporter"
+          python3 python3-jsonschema python3-selenium chromium-driver prometheus prometheus-node-exporter
+          slurm-wlm munge"
   [lint]="clang-format clang-tidy"
   [fuzz]="clang libclang-rt-14-dev llvm"
 )

@@ -11,6 +11,7 @@
 //   src/Scan/definition   what the job is told: filesystems, directories, profiles
 //   src/Scan/walk         the walk over a tree, whatever the platform
 //   src/Scan/accumulate   the statistics that every entry is shown to
+//   src/Scan/share        a tree that several walks do together: their files, their merger
 //   src/Scan/unix         how directories are read and entries examined on Linux
 //   src/Scan/job          this program's driver and the order of its steps
 //
@@ -20,9 +21,15 @@
 // (GenericPrint).
 // clang-format on
 
+#include <string_view>
+
 #include "Scan/job/ExecScan.h"
+#include "Scan/job/ShareJob.h"
 
 int main(int argc, char** argv) {
+  // Not for people: a scan that is spread over processes starts itself so.
+  if (argc == 4 && std::string_view(argv[1]) == "-share")
+    return orv::runShare(argv[2], argv[3]);
   orv::ExecScan job;
   return job.run(argc, argv);
 }

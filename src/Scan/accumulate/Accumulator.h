@@ -10,6 +10,8 @@ namespace orv {
 class Scanner;
 struct CuStatResults;
 struct FileAttributes;
+struct StateRow;
+class RowSink;
 
 class Accumulator;
 
@@ -55,6 +57,11 @@ class Accumulator : public ListElement {
 
   // The tree is done: completes the result and hangs it into `results`, which owns it from then on.
   virtual void finish(CuStatResults* results) = 0;
+
+  // What was gathered of a part of the tree, as rows, instead of `finish`.
+  virtual void save(RowSink& sink) const = 0;
+  // Adds such a row, so that the order in which parts come makes no difference.
+  virtual void absorb(Scanner& scanner, const StateRow& row) = 0;
 
  protected:
   // Whether both arguments of `accumulate` are there; a missing one is traced.

@@ -3,6 +3,7 @@
 #include <absl/container/btree_set.h>
 
 #include <ctime>
+#include <stdexcept>
 
 #include "Common/ORVCommon/CommonAgentFactory.h"
 #include "Probe/Filesystem.h"
@@ -52,14 +53,15 @@ CuStatAccum::~CuStatAccum() {
   releaseAccumulators();
 }
 
-void CuStatAccum::buildAccum(CuStatDef& def, Filesystem& fs) {
+void CuStatAccum::buildAccum(CuStatDef& def, Filesystem& fs, std::int64_t scanTime) {
   TRACE_METHOD("buildAccum(...)");
   // Built anew for every tree and every activation: what an earlier one left must not count again.
   releaseInodeTableMap();
   releaseAccumulators();
   fs.fsComputerID = ComputerID::cachedCID.value_or(-1);
   // One clock reading for every record of this container, so that they agree in the result.
-  const std::int64_t scanTime = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
+  if (scanTime == 0)
+    scanTime = static_cast<std::int64_t>(std::time(nullptr)) * 1000;
   m_results = std::make_unique<CuStatResults>();
   m_results->srID = def.sdID;
   // The top directory itself brings it to 0; leaving that one makes it negative again.
@@ -102,6 +104,8 @@ void CuStatAccum::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
 
 // Whether the entry is the first that this container sees of its inode.
 bool CuStatAccum::isFirstName(const FileAttributes& info) {
+  if (m_firstNames)
+    return m_firstNames->isFirst(info);
   return m_inodeTable.insert(Inode{static_cast<std::int64_t>(info.faInodeNumber)});
 }
 
@@ -117,7 +121,7 @@ void CuStatAccum::directoryLeft() {
   if (m_largeDirAccum)
     m_largeDirAccum->leaveDirectory();
   // Only the tree's own top ends the statistics; a reader of results relies on one finish per tree.
-  if (--m_depth < 0)
+  if (--m_depth < 0 && !m_firstNames)
     finish();
 }
 
@@ -127,6 +131,40 @@ void CuStatAccum::finish() {
     m_largeDirAccum->finish(m_results.get());
   forEach(m_accumulators, [this](Accumulator& a) { a.finish(m_results.get()); });
   releaseInodeTableMap();  // links are matched within one tree
+}
+
+void CuStatAccum::gatherPart(std::unique_ptr<FirstNames> firstNames) {
+  m_firstNames = std::move(firstNames);
+}
+
+// The number of an accumulator is its position in the chain, which depends on the profile alone;
+// the directories come first.
+void CuStatAccum::save(StateSink& sink) const {
+  std::uint32_t number = 0;
+  if (m_largeDirAccum) {
+    sink.beginAccumulator(number);
+    m_largeDirAccum->save(sink);
+  }
+  forEach(m_accumulators, [&](const Accumulator& a) {
+    sink.beginAccumulator(++number);
+    a.save(sink);
+  });
+}
+
+void CuStatAccum::absorb(Scanner& scanner, std::uint32_t number, const StateRow& row) {
+  Accumulator* target = number == 0 ? m_largeDirAccum.get() : nullptr;
+  std::uint32_t position = 0;
+  forEach(m_accumulators, [&](Accumulator& a) {
+    if (++position == number)
+      target = &a;
+  });
+  if (target == nullptr)
+    throw std::runtime_error("a row of an accumulator that the profile has not");
+  target->absorb(scanner, row);
+}
+
+void CuStatAccum::countLaterName(Scanner& scanner, FileAttributes& info) {
+  forEach(m_accumulators, [&](Accumulator& a) { a.accumulate(&scanner, &info); });
 }
 
 std::unique_ptr<CuStatResults> CuStatAccum::takeResults() noexcept {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "Scan/accumulate/Accumulator.h"
+#include "Scan/accumulate/PartState.h"
 #include "Scan/results/CuStatResults.h"
 #include "Scan/walk/FileAction.h"
 
@@ -62,8 +63,9 @@ class CuStatAccum : public FileAction {
   // Makes the accumulators that the profile asks for and an empty set of results, after releasing
   // what an earlier call made. Stamps the filesystem with this computer's identifier (-1 when it is
   // not known), and clears the profile's sdGroupByCreation where the platform records no creation
-  // times. Both must outlive the accumulators.
-  void buildAccum(CuStatDef& def, Filesystem& fs);
+  // times. Both must outlive the accumulators. Records bear `scanTime` (milliseconds since 1970); 0
+  // for now.
+  void buildAccum(CuStatDef& def, Filesystem& fs, std::int64_t scanTime = 0);
 
   // Shows the entry to the accumulators. Of a hard-linked file the first name met goes to the
   // largest directories only and every later one to all statistics: deliberate, keep it.
@@ -71,6 +73,28 @@ class CuStatAccum : public FileAction {
   void directoryEntered(FileAttributes* pDirInfo) override;
   // Finishes the accumulators when the tree's top directory is left.
   void directoryLeft() override;
+
+  // For a part of a tree, after `buildAccum`: the first names of linked files go to `firstNames`,
+  // and leaving the top directory finishes nothing.
+  void gatherPart(std::unique_ptr<FirstNames> firstNames);
+  [[nodiscard]] FirstNames* firstNames() noexcept { return m_firstNames.get(); }
+  // The walk is inside of the top directory from the beginning.
+  void beInside() noexcept { m_depth = 0; }
+
+  // Takes the rows of one accumulator after the other.
+  class StateSink : public RowSink {
+   public:
+    // Those that follow are of the accumulator of that number.
+    virtual void beginAccumulator(std::uint32_t number) = 0;
+  };
+  void save(StateSink& sink) const;
+  // Adds a row of the accumulator of that number; one that there is not is refused.
+  void absorb(Scanner& scanner, std::uint32_t number, const StateRow& row);
+  // Counts a name that turned out not to be the first of its inode, but for the directories, which
+  // count every name when it is met.
+  void countLaterName(Scanner& scanner, FileAttributes& info);
+  // All parts were absorbed: completes the results.
+  void finishParts() { finish(); }
 
   // Deletes the accumulators; the records belong to the results and stay.
   void releaseAccumulators();
@@ -95,6 +119,7 @@ class CuStatAccum : public FileAction {
   void finish();
 
   InodeTable m_inodeTable;
+  std::unique_ptr<FirstNames> m_firstNames;  // null when the tree is gathered as a whole
   std::int32_t m_depth = 0;
   ListElement* m_accumulators = nullptr;  // owned chain, in calling order: the last made is first
   std::unique_ptr<CuStatResults> m_results;

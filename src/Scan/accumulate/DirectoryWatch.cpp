@@ -5,6 +5,7 @@
 #include "Probe/Filesystem.h"
 #include "Scan/definition/CuStatDef.h"
 #include "Scan/entry/FileAttributes.h"
+#include "Scan/walk/Place.h"
 #include "Scan/walk/Scanner.h"
 #include "runtime/ut/ScanPaths.h"
 #include "runtime/ut/Trace.h"
@@ -28,14 +29,37 @@ std::shared_ptr<SMonDir> makeMonDir(const Scanner& scanner) {
 
 }  // namespace
 
-MonDirAccum::MonDirAccum(CuStatDef& profile, Filesystem& filesystem, ResultsByFSList& owner)
-    : m_profile(profile), m_filesystem(filesystem), m_owner(owner) {}
+MonDirAccum::MonDirAccum(CuStatDef& profile, Filesystem& filesystem, ResultsByFSList& owner,
+                         PartKeeper* keeper)
+    : m_profile(profile), m_filesystem(filesystem), m_owner(owner), m_keeper(keeper) {}
 
 void MonDirAccum::activate(std::shared_ptr<SMonDir> smonDir) {
   TRACE_METHOD("activate(...)");
   // Set before the accumulators are built: the calls below look at it to know that they are active.
   m_directory = std::move(smonDir);
   buildAccum(m_profile, m_filesystem);
+  if (m_keeper != nullptr)
+    gatherPart(m_keeper->makeFirstNames());
+}
+
+void MonDirAccum::resume(std::shared_ptr<SMonDir> smonDir, bool isInside) {
+  activate(std::move(smonDir));
+  if (isInside)
+    beInside();
+}
+
+void MonDirAccum::endPart(FileAttributes* pDirInfo) {
+  if (pDirInfo != nullptr)
+    describe(*pDirInfo);
+  deliver();
+}
+
+// The first profile that comes to the directory fills the shared record.
+void MonDirAccum::describe(const FileAttributes& info) {
+  if (m_directory->smFilesystemID != SMonDir::NOT_ENTERED)
+    return;
+  static_cast<FileAttributes&>(*m_directory) = info;
+  m_directory->smFilesystemID = m_filesystem.fsID;
 }
 
 void MonDirAccum::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
@@ -54,11 +78,8 @@ void MonDirAccum::directoryEntered(FileAttributes* pDirInfo) {
     return;
   }
   CuStatAccum::directoryEntered(pDirInfo);
-  // The first profile that enters fills the shared record; for the others it is filled already.
-  if (depth() == 0 && m_directory->smFilesystemID == SMonDir::NOT_ENTERED) {
-    static_cast<FileAttributes&>(*m_directory) = *pDirInfo;
-    m_directory->smFilesystemID = m_filesystem.fsID;
-  }
+  if (depth() == 0)
+    describe(*pDirInfo);
 }
 
 void MonDirAccum::directoryLeft() {
@@ -76,7 +97,10 @@ void MonDirAccum::directoryLeft() {
 // Puts what was measured at the head of the profile's results.
 void MonDirAccum::deliver() {
   // The directory delivered last comes first in the result.
-  m_owner.push_front(std::make_unique<ResultsByFS>(m_filesystem, m_directory, takeResults()));
+  if (m_keeper != nullptr)
+    m_keeper->keep(*this, m_profile, *m_directory);
+  else
+    m_owner.push_front(std::make_unique<ResultsByFS>(m_filesystem, m_directory, takeResults()));
   releaseInodeTableMap();
   m_directory.reset();
 }
@@ -110,8 +134,8 @@ void Activator::directoryEntered(FileAttributes*) {}
 
 void Activator::directoryLeft() {}
 
-DirectoryWatch::DirectoryWatch(Filesystem& filesystem)
-    : FileAction("DirectoryWatch"), m_filesystem(filesystem) {}
+DirectoryWatch::DirectoryWatch(Filesystem& filesystem, PartKeeper* keeper)
+    : FileAction("DirectoryWatch"), m_filesystem(filesystem), m_keeper(keeper) {}
 
 DirectoryWatch::~DirectoryWatch() {
   // One after the other: a job may have too many profiles for a chain of destructors.
@@ -172,22 +196,22 @@ void DirectoryWatch::activate(Scanner* scanner, FileAttributes* info) {
 
 void DirectoryWatch::activateOne(std::size_t place, Scanner* scanner, FileAttributes* info) {
   Activator& activator = m_activators[place];
-  activator.aimAt(targetsOfLevel());
+  activator.aimAt(targetsOfLevel(m_level));
   if (m_active.empty() || m_active.back() != m_level)
     m_active.push_back(m_level);
   activator.actUpon(scanner, info);
 }
 
-// The chain of the current level, made when a directory is monitored there for the first time.
-MonDirAccum* DirectoryWatch::targetsOfLevel() {
+// The chain of a level, made when a directory is monitored there for the first time.
+MonDirAccum* DirectoryWatch::targetsOfLevel(std::size_t level) {
   // A level's chain is made once and used for every directory that is monitored at that depth.
-  if (m_targets.size() <= m_level)
-    m_targets.resize(m_level + 1);
-  Targets& head = m_targets[m_level];
+  if (m_targets.size() <= level)
+    m_targets.resize(level + 1);
+  Targets& head = m_targets[level];
   if (!head)
     for (auto it = m_profiles.rbegin(); it != m_profiles.rend(); ++it) {
-      auto target =
-          std::make_unique<MonDirAccum>(*it->profile, m_filesystem, it->profile->sdResults);
+      auto target = std::make_unique<MonDirAccum>(*it->profile, m_filesystem,
+                                                  it->profile->sdResults, m_keeper);
       target->nextTarget = std::move(head);
       head = std::move(target);
     }
@@ -218,6 +242,35 @@ void DirectoryWatch::directoryNotEntered(FileAttributes* pDirInfo) {
     target.directoryLeft();
   });
   m_active.pop_back();
+}
+
+void DirectoryWatch::directoryLeftOver(FileAttributes* pDirInfo) {
+  m_enclosing.clear();
+  for (const std::size_t level : m_active)
+    m_enclosing.push_back(m_targets[level]->directory());
+  if (m_active.empty() || m_active.back() != m_level)
+    return;
+  forEachTarget(m_targets[m_level].get(), [=](MonDirAccum& target) { target.endPart(pDirInfo); });
+  m_active.pop_back();
+}
+
+void DirectoryWatch::resume(const Enclosing& enclosing, int level) {
+  // Those that both lie in, as the parts come in the walk's order, are the first ones.
+  std::size_t common = 0;
+  while (common < m_active.size() && common < enclosing.size() &&
+         m_targets[m_active[common]]->directory()->faPlace == enclosing[common]->faPlace)
+    ++common;
+  for (; m_active.size() > common; m_active.pop_back())
+    forEachTarget(m_targets[m_active.back()].get(),
+                  [](MonDirAccum& target) { target.endPart(nullptr); });
+  m_level = static_cast<std::size_t>(level);
+  for (std::size_t i = common; i < enclosing.size(); ++i) {
+    const auto own = static_cast<std::size_t>(place::levelOf(enclosing[i]->faPlace));
+    targetsOfLevel(own);
+    forEachTarget(m_targets[own].get(),
+                  [&](MonDirAccum& target) { target.resume(enclosing[i], own < m_level); });
+    m_active.push_back(own);
+  }
 }
 
 }  // namespace orv

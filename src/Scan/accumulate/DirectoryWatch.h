@@ -25,13 +25,22 @@ class Filesystem;
 // when the directory is left, and is inactive again. Owned by the DirectoryWatch.
 class MonDirAccum final : public CuStatAccum {
  public:
-  // All must outlive the accumulator. `owner` is the profile's result list.
-  MonDirAccum(CuStatDef& profile, Filesystem& filesystem, ResultsByFSList& owner);
+  // All must outlive the accumulator. `owner` is the profile's result list. With `keeper` what was
+  // measured is a part, and goes there instead; null for whole directories.
+  MonDirAccum(CuStatDef& profile, Filesystem& filesystem, ResultsByFSList& owner,
+              PartKeeper* keeper = nullptr);
 
   // Starts measuring the directory.
   void activate(std::shared_ptr<SMonDir> smonDir);
 
   void actUpon(Scanner* pScanner, FileAttributes* pInfo) override;
+  // Goes on measuring a directory that another walk has met; `isInside` when the walk begins below
+  // it.
+  void resume(std::shared_ptr<SMonDir> smonDir, bool isInside);
+  // Ends the measurement: of a directory that is left to another walk, which `pDirInfo` describes,
+  // or (null) of one that the next part of this walk does not lie in.
+  void endPart(FileAttributes* pDirInfo);
+
   // The first directory entered after the activation is taken for the monitored one.
   void directoryEntered(FileAttributes* pDirInfo) override;
   // Delivers the results when the monitored directory itself is left.
@@ -44,10 +53,12 @@ class MonDirAccum final : public CuStatAccum {
 
  private:
   void deliver();
+  void describe(const FileAttributes& info);
 
   CuStatDef& m_profile;
   Filesystem& m_filesystem;
   ResultsByFSList& m_owner;
+  PartKeeper* m_keeper;
   std::shared_ptr<SMonDir> m_directory;
 };
 
@@ -85,8 +96,9 @@ class Activator final : public FileAction {
 // any number of monitored directories, however they are nested and named.
 class DirectoryWatch final : public FileAction {
  public:
-  // `filesystem` and the profiles and selections added must outlive the watch.
-  explicit DirectoryWatch(Filesystem& filesystem);
+  // `filesystem` and the profiles and selections added must outlive the watch. With `keeper` parts
+  // of directories are measured, which go there.
+  explicit DirectoryWatch(Filesystem& filesystem, PartKeeper* keeper = nullptr);
   ~DirectoryWatch() override;
 
   // A profile to be gathered for every monitored directory, of entries that `selection` admits
@@ -105,6 +117,17 @@ class DirectoryWatch final : public FileAction {
   void directoryLeft() override;
   // Ends the directory's measurement with its own record.
   void directoryNotEntered(FileAttributes* pDirInfo) override;
+  // Ends this part of it, and notes what a walk that begins there is inside of.
+  void directoryLeftOver(FileAttributes* pDirInfo) override;
+
+  // The monitored directories that a directory lies in, or is, from the top down.
+  using Enclosing = std::vector<std::shared_ptr<SMonDir>>;
+  // Of the directory that was left over last.
+  [[nodiscard]] const Enclosing& enclosing() const noexcept { return m_enclosing; }
+  // Begins, or goes on, with a directory of that level that another walk has met as an entry. What
+  // was measured so far of directories that it does not lie in is complete. Without directories,
+  // ends all measurements.
+  void resume(const Enclosing& enclosing, int level);
 
  private:
   struct Profile {
@@ -120,9 +143,11 @@ class DirectoryWatch final : public FileAction {
 
   void activate(Scanner* scanner, FileAttributes* info);
   void activateOne(std::size_t activator, Scanner* scanner, FileAttributes* info);
-  [[nodiscard]] MonDirAccum* targetsOfLevel();
+  MonDirAccum* targetsOfLevel(std::size_t level);
 
   Filesystem& m_filesystem;
+  PartKeeper* m_keeper;
+  Enclosing m_enclosing;
   std::vector<Profile> m_profiles;
   std::deque<Activator> m_activators;                                  // as they were added
   std::unordered_map<std::string, std::vector<std::size_t>> m_byPath;  // places, ascending

@@ -3,6 +3,7 @@
 #include <array>
 #include <stdexcept>
 
+#include "Scan/accumulate/PartState.h"
 #include "Scan/entry/FileAttributes.h"
 #include "Scan/results/CuStatResults.h"
 #include "Scan/results/DistributionRecords.h"
@@ -62,6 +63,23 @@ void TimeDistAccum::finish(CuStatResults*) {
   // Without any entry the average stays 0, as readers know it.
   if (m_fileCount > 0)
     m_record->tdAverageAge = m_ageSum / m_fileCount;
+}
+
+void TimeDistAccum::save(RowSink& sink) const {
+  std::vector<std::int64_t> figures = {m_fileCount, m_ageSum};
+  figures.insert(figures.end(), m_record->tdSizes.begin(), m_record->tdSizes.end());
+  figures.insert(figures.end(), m_record->tdCounts.begin(), m_record->tdCounts.end());
+  sink.row({}, {}, figures, nullptr);
+}
+
+void TimeDistAccum::absorb(Scanner&, const StateRow& row) {
+  FigureReader figures(row);
+  m_fileCount += figures.next();
+  addSaturating(m_ageSum, figures.next());
+  for (std::int64_t& size : m_record->tdSizes)
+    addSaturating(size, figures.next());
+  for (std::int64_t& entries : m_record->tdCounts)
+    entries += figures.next();
 }
 
 AccessedDistAccum::AccessedDistAccum(STimeDist* record)
@@ -134,6 +152,20 @@ void SizeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
 
 void SizeDistAccum::finish(CuStatResults*) {
   TRACE_METHOD("finish(...)");
+}
+
+void SizeDistAccum::save(RowSink& sink) const {
+  std::vector<std::int64_t> figures(m_record->szdSizes.begin(), m_record->szdSizes.end());
+  figures.insert(figures.end(), m_record->szdCounts.begin(), m_record->szdCounts.end());
+  sink.row({}, {}, figures, nullptr);
+}
+
+void SizeDistAccum::absorb(Scanner&, const StateRow& row) {
+  FigureReader figures(row);
+  for (std::int64_t& size : m_record->szdSizes)
+    addSaturating(size, figures.next());
+  for (std::int64_t& count : m_record->szdCounts)
+    count += figures.next();
 }
 
 }  // namespace orv

@@ -19,6 +19,9 @@ class TimeDistAccum : public Accumulator {
   // Sets the average age when any entry made it up.
   void finish(CuStatResults* results) final;
 
+  void save(RowSink& sink) const final;
+  void absorb(Scanner& scanner, const StateRow& row) final;
+
   // The time that defines the entry's age, in milliseconds since 1970. Throws std::invalid_argument
   // for a null entry, which ends the scan of the tree.
   [[nodiscard]] virtual std::int64_t time(FileAttributes* pInfo) = 0;
@@ -71,6 +74,9 @@ class SizeDistAccum final : public Accumulator {
   void accumulate(Scanner* pScanner, FileAttributes* pInfo) override;
   // The record is complete at any time: nothing to do.
   void finish(CuStatResults* results) override;
+
+  void save(RowSink& sink) const override;
+  void absorb(Scanner& scanner, const StateRow& row) override;
 
  private:
   SSizeDist* m_record;

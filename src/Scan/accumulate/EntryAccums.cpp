@@ -4,7 +4,9 @@
 #include <limits>
 
 #include "Probe/Filesystem.h"
+#include "Scan/accumulate/PartState.h"
 #include "Scan/results/CuStatResults.h"
+#include "Scan/walk/Place.h"
 #include "Scan/walk/Scanner.h"
 #include "runtime/ut/Trace.h"
 
@@ -46,7 +48,7 @@ FileAccum::FileAccum(const char* name, std::int32_t nMaxToRetain)
 
 void FileAccum::add(Scanner* pScanner, FileAttributes* pInfo, std::int64_t key, FileStatKind kind) {
   // The key decides before the type: once a ranking is full nearly every entry ends here.
-  if (pScanner == nullptr || pInfo == nullptr || !m_most || !m_most->mustAdd(key))
+  if (pScanner == nullptr || pInfo == nullptr || !m_most || !m_most->mustAdd(key, pInfo->faPlace))
     return;
   if (pInfo->faType != FT_REGULAR && pInfo->faType != FT_SYMLINK)
     return;
@@ -67,6 +69,15 @@ void FileAccum::finish(CuStatResults* results) {
   store(*results, m_most->takeChain(complete));
   // Marks the accumulator as finished: a second call must not empty the slot.
   m_most.reset();
+}
+
+void FileAccum::save(RowSink& sink) const {
+  m_most->forEach([&](const SFile& file) { sink.row({}, {}, {}, &file); });
+}
+
+void FileAccum::absorb(Scanner& scanner, const StateRow& row) {
+  FileAttributes info = row.entry;
+  accumulate(&scanner, &info);
 }
 
 LargeFileAccum::LargeFileAccum(std::int32_t nMaxToRetain)
@@ -160,9 +171,46 @@ void LargeDirAccum::newDirectory(FileAttributes* pDirInfo) {
 void LargeDirAccum::leaveDirectory() {
   TRACE_METHOD("leaveDirectory()");
   std::unique_ptr<SDirectory> directory = m_open.popFront();
-  // A directory that ranks nowhere is dropped at once; memory follows the depth, not the tree.
-  if (directory && m_most && m_most->mustAdd(directory->dirTotalSize))
+  if (!directory || !m_most)
+    return;
+  // Directories are met, for the ranking, when they are left.
+  if (!directory->faPlace.empty())
+    directory->faPlace += place::BEHIND;
+  offer(std::move(directory));
+}
+
+// A directory that ranks nowhere is dropped at once; memory follows the depth, not the tree.
+void LargeDirAccum::offer(std::unique_ptr<SDirectory> directory) {
+  if (m_most->mustAdd(directory->dirTotalSize, directory->faPlace))
     m_most->add(std::move(directory));
+}
+
+void LargeDirAccum::save(RowSink& sink) const {
+  m_most->forEach([&](const SDirectory& directory) {
+    std::vector<std::int64_t> figures = {directory.dirFileCount, directory.dirDirectoryCount,
+                                         directory.dirTotalSize, directory.dirLargestSize,
+                                         directory.dir2ndLargestSize};
+    figures.insert(figures.end(), directory.dirSizes.begin(), directory.dirSizes.end());
+    figures.insert(figures.end(), directory.dirCounts.begin(), directory.dirCounts.end());
+    sink.row({}, {}, figures, &directory);
+  });
+}
+
+void LargeDirAccum::absorb(Scanner&, const StateRow& row) {
+  auto directory = std::make_unique<SDirectory>();
+  static_cast<FileAttributes&>(*directory) = row.entry;
+  directory->dirFilesystemID = m_filesystem.fsID;
+  FigureReader figures(row);
+  directory->dirFileCount = static_cast<std::uint32_t>(figures.next());
+  directory->dirDirectoryCount = static_cast<std::uint32_t>(figures.next());
+  directory->dirTotalSize = figures.next();
+  directory->dirLargestSize = figures.next();
+  directory->dir2ndLargestSize = figures.next();
+  for (std::int64_t& size : directory->dirSizes)
+    size = figures.next();
+  for (std::uint32_t& count : directory->dirCounts)
+    count = static_cast<std::uint32_t>(figures.next());
+  offer(std::move(directory));
 }
 
 void LargeDirAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {

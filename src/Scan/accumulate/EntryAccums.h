@@ -22,6 +22,10 @@ class FileAccum : public Accumulator {
   // file offered later comes first. Later calls have no effect.
   void finish(CuStatResults* results) final;
 
+  // A row per retained file.
+  void save(RowSink& sink) const final;
+  void absorb(Scanner& scanner, const StateRow& row) final;
+
  protected:
   // Offers a file under `key`. Only regular files and symbolic links are taken.
   virtual void add(Scanner* pScanner, FileAttributes* pInfo, std::int64_t key, FileStatKind kind);
@@ -106,7 +110,13 @@ class LargeDirAccum final : public Accumulator {
   // Drops the records of directories still open, for a walk that ended early.
   void finish(CuStatResults* results) override;
 
+  // A row per retained directory.
+  void save(RowSink& sink) const override;
+  void absorb(Scanner& scanner, const StateRow& row) override;
+
  private:
+  void offer(std::unique_ptr<SDirectory> directory);
+
   const Filesystem& m_filesystem;
   RecordChain<SDirectory> m_open;             // innermost first
   std::unique_ptr<NMost<SDirectory>> m_most;  // null after finish

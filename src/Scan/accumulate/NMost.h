@@ -4,6 +4,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "Scan/results/RecordChain.h"
@@ -12,14 +13,28 @@
 namespace orv {
 
 // The ranking key of one retained entry: by value, among equal values in the order of arrival.
+// Entries that have places (those of a part of a tree) are kept whatever the order of arrival:
+// among equal values what one walk meets later ranks lower.
 struct Orderer {
   std::int64_t value;
   std::int32_t sequence;
+  std::string_view place = {};  // points into the record; empty without one
 
   friend bool operator<(const Orderer& a, const Orderer& b) noexcept {
-    return a.value != b.value ? a.value < b.value : a.sequence < b.sequence;
+    if (a.value != b.value)
+      return a.value < b.value;
+    return a.place != b.place ? a.place > b.place : a.sequence < b.sequence;
   }
 };
+
+// Where a record stands in the order of one walk; empty for records that have no place.
+template <typename Record>
+[[nodiscard]] std::string_view placeOf(const Record& record) noexcept {
+  if constexpr (requires { record.faPlace; })
+    return record.faPlace;
+  else
+    return {};
+}
 
 // A bounded ranking: keeps the N records with the highest keys and owns them. Owned by one
 // accumulator, used on the scanning thread.
@@ -44,9 +59,12 @@ class NMost final {
 
   // Whether a record with that key belongs to the ranking as it stands. The key is kept for the
   // next `add`.
-  [[nodiscard]] bool mustAdd(std::int64_t key) noexcept {
+  [[nodiscard]] bool mustAdd(std::int64_t key, std::string_view place = {}) noexcept {
     m_pendingKey = key;
-    return m_retained < m_maxToRetain || key > m_lowestKey;
+    if (m_retained < m_maxToRetain || key > m_lowestKey)
+      return true;
+    return key == m_lowestKey && !place.empty() && !m_entries.empty() &&
+           place < m_entries.begin()->first.place;
   }
 
   // A record to fill and add. Its fields hold what an earlier use left in them.
@@ -62,7 +80,7 @@ class NMost final {
             "NMost::add() : ERROR: the parameter <pFileAttributes> is NULL. Leaving method.");
       return;
     }
-    const Orderer order{m_pendingKey, nextSequence()};
+    const Orderer order{m_pendingKey, nextSequence(), placeOf(*record)};
     if (m_retained < m_maxToRetain) {
       m_entries.emplace(order, std::move(record));
       ++m_retained;
@@ -72,13 +90,28 @@ class NMost final {
     m_lowestKey = m_entries.begin()->first.value;
   }
 
-  // Empties the ranking into a chain, highest rank first; `complete` sees every record.
+  // Shows every record, in no order that means anything.
+  template <typename Show>
+  void forEach(Show show) const {
+    for (const auto& [order, record] : m_entries)
+      show(*record);
+  }
+
+  // Empties the ranking into a chain, highest rank first; `complete` sees every record. Among equal
+  // keys what came, or what one walk meets, later comes first.
   template <typename Complete>
   [[nodiscard]] RecordChain<Record> takeChain(Complete complete) {
     RecordChain<Record> chain;
-    for (auto& [order, record] : m_entries) {
-      complete(*record);
-      chain.pushFront(std::move(record));
+    for (auto first = m_entries.begin(); first != m_entries.end();) {
+      // Equal keys with places are held the other way round.
+      auto last = m_entries.upper_bound({first->first.value, MAX_SEQUENCE});
+      const bool isPlaced = !first->first.place.empty();
+      for (auto from = first, to = last; from != to;) {
+        std::unique_ptr<Record>& record = isPlaced ? (--to)->second : (from++)->second;
+        complete(*record);
+        chain.pushFront(std::move(record));
+      }
+      first = last;
     }
     m_entries.clear();
     m_retained = 0;
@@ -86,6 +119,8 @@ class NMost final {
   }
 
  private:
+  static constexpr std::int32_t MAX_SEQUENCE = std::numeric_limits<std::int32_t>::max();
+
   void replaceLowest(const Orderer& order, std::unique_ptr<Record> record) {
     auto node = m_entries.extract(m_entries.begin());
     m_spare = std::exchange(node.mapped(), std::move(record));

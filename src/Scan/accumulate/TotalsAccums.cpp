@@ -67,6 +67,19 @@ void SummaryAccum::finish(CuStatResults* results) {
     *m_pSSummary = *results->srSummary;
 }
 
+void SummaryAccum::save(RowSink& sink) const {
+  const std::int64_t figures[] = {m_pSSummary->sumFileCount, m_pSSummary->sumDirectoryCount,
+                                  m_pSSummary->sumTotalSize};
+  sink.row({}, {}, figures, nullptr);
+}
+
+void SummaryAccum::absorb(Scanner&, const StateRow& row) {
+  FigureReader figures(row);
+  m_pSSummary->sumFileCount += figures.next();
+  m_pSSummary->sumDirectoryCount += figures.next();
+  addSaturating(m_pSSummary->sumTotalSize, figures.next());
+}
+
 UserOrGroupAccum::UserOrGroupAccum(int kind, const Filesystem& filesystem)
     : Accumulator("UserOrGroupAccum"),
       m_filesystem(filesystem),
@@ -115,6 +128,32 @@ SUserOrGroup& UserOrGroupAccum::recordOf(const UserOrGroup& identity) {
   m_lastIdentity = &identity;
   m_lastRecord = record.get();
   return *record;
+}
+
+void UserOrGroupAccum::save(RowSink& sink) const {
+  for (const auto& [identifier, record] : m_records) {
+    std::vector<std::int64_t> figures = {
+        identifier,           record->sugFileCount,   record->sugDirectoryCount,
+        record->sugTotalSize, record->sugLargestSize, record->sug2ndLargestSize};
+    figures.insert(figures.end(), record->sugSizes.begin(), record->sugSizes.end());
+    figures.insert(figures.end(), record->sugCounts.begin(), record->sugCounts.end());
+    sink.row({}, {}, figures, nullptr);
+  }
+}
+
+void UserOrGroupAccum::absorb(Scanner& scanner, const StateRow& row) {
+  FigureReader figures(row);
+  const Sid sid(static_cast<std::uint32_t>(figures.next()));
+  SUserOrGroup& record = recordOf(*scanner.users().find(sid, m_kind == GROUPS));
+  record.sugFileCount += static_cast<std::uint32_t>(figures.next());
+  record.sugDirectoryCount += static_cast<std::uint32_t>(figures.next());
+  addSaturating(record.sugTotalSize, figures.next());
+  noteLargest(record, figures.next());
+  noteLargest(record, figures.next());
+  for (std::int64_t& size : record.sugSizes)
+    addSaturating(size, figures.next());
+  for (std::int64_t& count : record.sugCounts)
+    count += figures.next();
 }
 
 void UserOrGroupAccum::finish(CuStatResults* results) {
@@ -168,24 +207,48 @@ void FileTypeAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   std::string_view ext;
   if (!extractExtensionName(pInfo->faName, m_winOS, ext))
     return;
-  FileTypeSummary& summary = summaryOf(ext, *pScanner);
-  ++summary.fileCount;
-  addSaturating(summary.spaceUsed, pInfo->faLength);
+  Counted& counted = summaryOf(ext, *pScanner);
+  ++counted.summary->fileCount;
+  addSaturating(counted.summary->spaceUsed, pInfo->faLength);
+  noteFirst(counted, pInfo->faPlace, *pScanner);
 }
 
-FileTypeSummary& FileTypeAccum::summaryOf(std::string_view ext, const Scanner& scanner) {
+// Later names of linked files come after what lies behind them: not always in the walk's order.
+void FileTypeAccum::noteFirst(Counted& counted, const std::string& place, const Scanner& scanner) {
+  if (place.empty() || (!counted.firstPlace.empty() && counted.firstPlace <= place))
+    return;
+  counted.firstPlace = place;
+  scanner.fileTypes().noteFirst(*counted.summary->fileType, place);
+}
+
+FileTypeAccum::Counted& FileTypeAccum::summaryOf(std::string_view ext, const Scanner& scanner) {
   if (m_last != nullptr && m_last->first == ext)
-    return *m_last->second;
+    return m_last->second;
   auto found = m_summaries.find(ext);
   if (found == m_summaries.end()) {
     auto summary = std::make_unique<FileTypeSummary>();
     summary->profileID = m_proID;
     summary->filesystemID = scanner.filesystem().fsID;
     summary->fileType = &scanner.fileTypes().entry(ext);
-    found = m_summaries.emplace(ext, std::move(summary)).first;
+    found = m_summaries.emplace(ext, Counted{std::move(summary), {}}).first;
   }
   m_last = &*found;
-  return *found->second;
+  return found->second;
+}
+
+void FileTypeAccum::save(RowSink& sink) const {
+  for (const auto& [ext, counted] : m_summaries) {
+    const std::int64_t figures[] = {counted.summary->fileCount, counted.summary->spaceUsed};
+    sink.row(ext, counted.firstPlace, figures, nullptr);
+  }
+}
+
+void FileTypeAccum::absorb(Scanner& scanner, const StateRow& row) {
+  Counted& counted = summaryOf(row.key, scanner);
+  FigureReader figures(row);
+  counted.summary->fileCount += figures.next();
+  addSaturating(counted.summary->spaceUsed, figures.next());
+  noteFirst(counted, row.place, scanner);
 }
 
 void FileTypeAccum::finish(CuStatResults* results) {
@@ -206,8 +269,8 @@ void FileTypeAccum::finish(CuStatResults* results) {
 
   NMost<FileTypeSummary> most(m_ftNumber);
   for (Summaries::value_type* entry : ordered)
-    if (most.mustAdd(entry->second->spaceUsed))
-      most.add(std::move(entry->second));
+    if (most.mustAdd(entry->second.summary->spaceUsed))
+      most.add(std::move(entry->second.summary));
   results->srFileTypes = most.takeChain([](FileTypeSummary&) {});
   m_last = nullptr;
   m_summaries.clear();

@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "Scan/accumulate/Accumulator.h"
+#include "Scan/accumulate/PartState.h"
 #include "Scan/results/TotalsRecords.h"
 
 namespace orv {
@@ -26,6 +27,9 @@ class SummaryAccum final : public Accumulator {
   void accumulate(Scanner* pScanner, FileAttributes* pInfo) override;
   // Takes over the figures of the results' record when that is another one than its own.
   void finish(CuStatResults* results) override;
+
+  void save(RowSink& sink) const override;
+  void absorb(Scanner& scanner, const StateRow& row) override;
 
  private:
   SSummary* m_pSSummary;
@@ -48,6 +52,10 @@ class UserOrGroupAccum final : public Accumulator {
   void accumulate(Scanner* pScanner, FileAttributes* pInfo) override;
   // Hands the records over, highest identifier first. Later calls have no effect.
   void finish(CuStatResults* results) override;
+
+  // A row per identity.
+  void save(RowSink& sink) const override;
+  void absorb(Scanner& scanner, const StateRow& row) override;
 
  private:
   [[nodiscard]] const UserOrGroup* identityOf(const FileAttributes& info) const;
@@ -79,6 +87,10 @@ class FileTypeAccum final : public Accumulator {
   // Ranks the types and hands the survivors over, largest first. Later calls have no effect.
   void finish(CuStatResults* results) override;
 
+  // A row per type, with the place that it was met at first: types are numbered in that order.
+  void save(RowSink& sink) const override;
+  void absorb(Scanner& scanner, const StateRow& row) override;
+
   // Points `ext` at the extension of the path `name`: what follows the last "." of its last
   // component. False, with `ext` left alone, when there is none: no ".", nothing behind it, nothing
   // before it (hidden files), a blank or backslash in between, or, but with `winOS`, more than six
@@ -93,14 +105,18 @@ class FileTypeAccum final : public Accumulator {
       return std::hash<std::string_view>{}(text);
     }
   };
-  using Summaries =
-      std::unordered_map<std::string, std::unique_ptr<FileTypeSummary>, Hash, std::equal_to<>>;
+  struct Counted {
+    std::unique_ptr<FileTypeSummary> summary;
+    std::string firstPlace;  // empty where entries have no places
+  };
+  using Summaries = std::unordered_map<std::string, Counted, Hash, std::equal_to<>>;
 
-  [[nodiscard]] FileTypeSummary& summaryOf(std::string_view ext, const Scanner& scanner);
+  [[nodiscard]] Counted& summaryOf(std::string_view ext, const Scanner& scanner);
+  static void noteFirst(Counted& counted, const std::string& place, const Scanner& scanner);
 
   // Hashed for counting; `finish` ranks in the order of the text.
   Summaries m_summaries;
-  const Summaries::value_type* m_last = nullptr;  // the extension met last
+  Summaries::value_type* m_last = nullptr;  // the extension met last
   std::int32_t m_proID;
   std::int32_t m_ftNumber;
   bool m_winOS = false;

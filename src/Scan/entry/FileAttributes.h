@@ -43,7 +43,10 @@ struct FileAttributes {
   void appendValues(std::vector<std::string>& values) const;
 
   std::uint8_t faType = FT_UNKNOWN;
-  std::string faName;                    // the whole path as the walk reports it
+  std::string faName;  // the whole path as the walk reports it
+  // Where the entry stands in the order of one walk, when several do it; else empty. No record
+  // shows it.
+  std::string faPlace;
   const UserOrGroup* faOwner = nullptr;  // not owned
   const UserOrGroup* faGroup = nullptr;  // not owned
   std::int64_t faCreated = 0;            // always 0: the platform keeps no creation time

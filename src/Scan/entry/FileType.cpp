@@ -35,4 +35,19 @@ const FileType& FileTypeTable::entry(std::string_view extension) {
   return type;
 }
 
+void FileTypeTable::noteFirst(const FileType& type, std::string_view place) {
+  std::string& first = m_firstPlaces[type.ftpFileExtension];
+  if (first.empty() || place < first)
+    first = place;
+}
+
+void FileTypeTable::numberByPlace() {
+  std::map<std::string_view, FileType*> ordered;
+  for (auto& [extension, type] : m_types)
+    ordered.emplace(m_firstPlaces[extension], &type);
+  std::int32_t number = 0;
+  for (const auto& [place, type] : ordered)
+    type->fptID = ++number;
+}
+
 }  // namespace orv

@@ -32,8 +32,15 @@ class FileTypeTable final {
   // reference stays valid while the table exists.
   [[nodiscard]] const FileType& entry(std::string_view extension);
 
+  // For parts of a tree, whose types come in any order: a type of the table was met at that place
+  // of the walk, and nowhere before as far as the caller knows.
+  void noteFirst(const FileType& type, std::string_view place);
+  // Numbers the types in the order of the places that they were met at first.
+  void numberByPlace();
+
  private:
   std::map<std::string, FileType, std::less<>> m_types;
+  std::map<std::string, std::string, std::less<>> m_firstPlaces;  // by extension
 };
 
 }  // namespace orv

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <exception>
 #include <new>
@@ -19,7 +18,6 @@
 #include "Scan/definition/ComputerID.h"
 #include "Scan/definition/DefinitionBuilder.h"
 #include "Scan/job/FilesystemScan.h"
-#include "Scan/unix/ReadAhead.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
@@ -42,17 +40,6 @@ constexpr int RC_LARGEST_WITH_RESULT = 7;
 
 constexpr int DEFAULT_TRACE_KB = 10'000;
 constexpr std::size_t LIST_INDENTATION = 25;
-
-// The only place where the job looks at its environment for options.
-ScanOptions optionsOfEnvironment() {
-  ScanOptions options;
-  options.walkThreads = walkThreads(std::getenv("ORV_WALK_THREADS"));
-  if (const char* table = std::getenv("ORV_MNTTAB"); table != nullptr && *table != '\0')
-    options.mountTable = table;
-  if (const char* progress = std::getenv("ORV_PROGRESS"); progress != nullptr)
-    options.progressFile = progress;
-  return options;
-}
 
 std::string timeStamp() {
   return std::to_string(std::time(nullptr));
@@ -273,7 +260,7 @@ void ExecScan::dropOutput() noexcept {
 
 void ExecScan::scanFilesystems() {
   ComputerID::load(m_installLocation);
-  m_filesystemScan = std::make_unique<FilesystemScan>(optionsOfEnvironment());
+  m_filesystemScan = std::make_unique<FilesystemScan>(scanOptionsOfEnvironment());
   m_print = std::make_unique<GenericPrint>(m_output);
   if (!m_print->isOpen())
     throw new ORVIOException("create the directory of " + m_output);

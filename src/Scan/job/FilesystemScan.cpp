@@ -8,6 +8,8 @@
 #include "Scan/accumulate/DirectoryWatch.h"
 #include "Scan/definition/AgentScan.h"
 #include "Scan/job/FilesystemNames.h"
+#include "Scan/job/SpreadWalk.h"
+#include "Scan/job/WalkSelections.h"
 #include "Scan/results/CuStatResults.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "runtime/nls/MessageLog.h"
@@ -19,20 +21,10 @@
 
 namespace orv {
 
-// The clauses of the job's profiles as one walk asks them: one per profile, however many actions.
-class WalkSelections final {
- public:
-  [[nodiscard]] EntrySelection& of(const Tree& tree) {
-    return m_selections.try_emplace(&tree, tree.selection.get()).first->second;
-  }
-
- private:
-  std::map<const Tree*, EntrySelection> m_selections;
-};
-
 namespace {
 
 constexpr int RC_NOTHING_TO_SCAN = 12;
+constexpr int RC_FAILED = 8;
 
 bool isNetworkSource(const std::string& source) {
   return source.find(':') != std::string::npos;
@@ -64,7 +56,43 @@ void FilesystemScan::setUnlocker(std::function<void(const Filesystem&)> unlocker
 int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
   TRACE_METHOD("doScan(...)");
   m_nfsTimeout = std::max(nfsTimeout, 0);
-  job->setFilesystems(arrangeFilesystems(job->takeFilesystems()));
+  if (const int code = prepare(*job); code != 0)
+    return code;
+  for (const auto& ref : m_bindings.refs)
+    walkFilesystem(*ref);
+  TRACE(TR_GENERAL, "end of final loop over filesystem!");
+  TRACE(TR_GENERAL, "%zu filesystems were scanned.", m_scannedCount);
+  // Frees the clauses; what was gathered stays with the profiles until the job ends.
+  m_bindings = Bindings();
+  m_userTable.cleanUP();
+  restoreFakes();
+  sortFilesystemsByID(*job->getFilesystems());
+  return m_rc;
+}
+
+int FilesystemScan::doShare(AgentScan* job, const share::Share& share, share::StateWriter& state,
+                            const std::string& temporary,
+                            const std::function<void(bool)>& walking) {
+  if (const int code = prepare(*job); code != 0)
+    return code;
+  if (m_bindings.refs.empty() || !mayBeSpread(*m_bindings.refs.front()))
+    return RC_FAILED;
+  const WalkSetting own = setting();
+  FSRef& ref = *m_bindings.refs.front();
+  walking(true);
+  ShareWalk walk(ref, own, share, state, temporary);
+  m_rc = walk.walk();
+  reportFailedLookups(ref);
+  walking(false);
+  if (m_rc <= SCAN_INCOMPLETE)
+    state.close({walk.entries(), m_rc});
+  return m_rc;
+}
+
+// What comes before the walks. 0, or the code that the job ends with.
+int FilesystemScan::prepare(AgentScan& job) {
+  m_profiles = job.getStatistics();
+  job.setFilesystems(arrangeFilesystems(job.takeFilesystems()));
   if (!CommonAgentFactory::getCommonAgent()->isWindows) {
     TRACE(TR_GENERAL,
           "(if(!CommonAgentFactory::getCommonAgent()->isWindows)) == TRUE. Calling "
@@ -76,7 +104,7 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
   // Without a mount table nothing can be matched, so nothing is said of single filesystems either.
   if (m_mounts.empty())
     return RC_NOTHING_TO_SCAN;
-  matchFilesystems(*job);
+  matchFilesystems(job);
   // The walks have helpers of their own.
   m_statThread.cleanUp();
   if (m_bindings.refs.empty()) {
@@ -85,23 +113,40 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
     return RC_NOTHING_TO_SCAN;
   }
   // Profiles before directories: those of code 3 serve both and are parsed here.
-  raise(bindProfiles(job->getStatistics(), m_bindings));
-  if (const int lockStatus = lock(job); lockStatus != 0) {
+  raise(bindProfiles(m_profiles, m_bindings));
+  if (const int lockStatus = lock(&job); lockStatus != 0) {
     TRACE(TR_MAX, "return value <lockStatus> == %d. Leaving method.", lockStatus);
     return lockStatus;
   }
-  raise(bindDirectories(job->getDirectories(), m_bindings));
-  raise(bindDirectoryProfiles(job->getStatistics(), m_bindings));
-  for (const auto& ref : m_bindings.refs)
-    walkFilesystem(*ref);
-  TRACE(TR_GENERAL, "end of final loop over filesystem!");
-  TRACE(TR_GENERAL, "%zu filesystems were scanned.", m_scannedCount);
-  // Frees the clauses; what was gathered stays with the profiles until the job ends.
-  m_bindings = Bindings();
-  m_userTable.cleanUP();
-  restoreFakes();
-  sortFilesystemsByID(*job->getFilesystems());
-  return m_rc;
+  raise(bindDirectories(job.getDirectories(), m_bindings));
+  raise(bindDirectoryProfiles(m_profiles, m_bindings));
+  return 0;
+}
+
+WalkSetting FilesystemScan::setting() noexcept {
+  return {m_bindings, m_profiles, m_userTable, m_fileTypes, m_options.walkThreads};
+}
+
+// A state is of one filesystem, and what has a time-out or another name here is not opened below
+// its root.
+bool FilesystemScan::mayBeSpread(const FSRef& ref) const {
+  const char* reason = nullptr;
+  if (m_bindings.refs.size() != 1)
+    reason = "the job has several filesystems";
+  else if (m_nfsTimeout > 0)
+    reason = "calls may take some time only";
+  else if (ref.filesystem->nasFiler)
+    reason = "it is known by another name here";
+  if (reason != nullptr)
+    issueMessage(msg::STA0567E, {ref.filesystem->fsMountPoint, reason, m_options.spread.work});
+  return reason == nullptr;
+}
+
+int FilesystemScan::runSpread(FSRef& ref) {
+  if (!mayBeSpread(ref))
+    return RC_FAILED;
+  const WalkSetting own = setting();
+  return SpreadWalk(ref, own, m_options.spread, m_progress.get()).walk();
 }
 
 void FilesystemScan::raise(int rc) noexcept {
@@ -207,12 +252,12 @@ const MountEntry* FilesystemScan::findMount(const Filesystem& filesystem) const 
   return nullptr;
 }
 
-std::unique_ptr<DirectoryWatch> FilesystemScan::makeWatch(const FSRef& ref,
-                                                          WalkSelections& selections) const {
-  if (ref.directories.empty() || m_bindings.directoryProfiles.empty())
+std::unique_ptr<DirectoryWatch> makeWatch(const FSRef& ref, const Bindings& bindings,
+                                          WalkSelections& selections, PartKeeper* keeper) {
+  if (ref.directories.empty() || bindings.directoryProfiles.empty())
     return nullptr;
-  auto watch = std::make_unique<DirectoryWatch>(*ref.filesystem);
-  for (const Tree* tree : m_bindings.directoryProfiles)
+  auto watch = std::make_unique<DirectoryWatch>(*ref.filesystem, keeper);
+  for (const Tree* tree : bindings.directoryProfiles)
     watch->addProfile(*tree->profile, selections.of(*tree));
   for (const MonDirSelection& directory : ref.directories) {
     const MonDirSpec& spec = *directory.dirSpec;
@@ -227,7 +272,7 @@ std::unique_ptr<DirectoryWatch> FilesystemScan::makeWatch(const FSRef& ref,
 void FilesystemScan::walkFilesystem(FSRef& ref) {
   issueMessage(msg::STA0025I, {qualifiedFSName(ref.filesystem)});
   m_userTable.retryFailures();
-  const int result = runScanner(ref);
+  const int result = m_options.spread.work.empty() ? runScanner(ref) : runSpread(ref);
   reportFailedLookups(ref);
   const bool failed = result > SCAN_INCOMPLETE || result < 0;
   raise(failed ? SCAN_INCOMPLETE : result);
@@ -250,7 +295,7 @@ int FilesystemScan::runScanner(FSRef& ref) {
     containers.back()->buildAccum(*assoc.profile, *ref.filesystem);
     actions.push_back({containers.back().get(), &selections.of(*assoc.tree)});
   }
-  const auto watch = makeWatch(ref, selections);
+  const auto watch = makeWatch(ref, m_bindings, selections, nullptr);
   // The watch comes last, so that a profile's own statistics see a directory before it.
   if (watch)
     actions.push_back({watch.get(), nullptr});

@@ -12,6 +12,8 @@
 #include "Scan/entry/FileType.h"
 #include "Scan/entry/UserTable.h"
 #include "Scan/job/Bindings.h"
+#include "Scan/job/ScanOptions.h"
+#include "Scan/job/ShareWalk.h"
 #include "Scan/unix/UnixUserTable.h"
 #include "runtime/unx/virtstat.h"
 
@@ -21,15 +23,6 @@ class AgentScan;
 class DirectoryWatch;
 class GenericPrint;
 class ProgressPage;
-class WalkSelections;
-
-// What the environment tells the job, besides its command line and its definition. Read once, by
-// the driver.
-struct ScanOptions {
-  int walkThreads = 1;                           // helpers that read ahead of the walk; 1 for none
-  std::string mountTable = Mounts::MOUNT_TABLE;  // the file that lists what is mounted
-  std::string progressFile = {};                 // where the walk shows how far it is, or empty
-};
 
 // Mount table entries by mount point and, for network mounts, also by source.
 using MountsMap = std::map<std::string, MountEntry>;
@@ -54,6 +47,12 @@ class FilesystemScan {
   // be scanned; 12 when nothing could. Throws ScanAbortException* when the scan is stopped.
   [[nodiscard]] int doScan(AgentScan* job, int nfsTimeout);
 
+  // Walks one share of the job's one filesystem and completes its state, instead of `doScan`. Files
+  // without names are made in `temporary`; `walking` is told when the walk begins and ends. As
+  // `doScan`, and 8 when the share cannot be walked, whose state is then not completed.
+  [[nodiscard]] int doShare(AgentScan* job, const share::Share& share, share::StateWriter& state,
+                            const std::string& temporary, const std::function<void(bool)>& walking);
+
   // Writes one filesystem's part of the data section.
   void printData(GenericPrint* print, const FSRef& ref) const;
 
@@ -67,13 +66,15 @@ class FilesystemScan {
 
  private:
   [[nodiscard]] bool handleMounts(MountsMap& map);
+  [[nodiscard]] int prepare(AgentScan& job);
+  [[nodiscard]] WalkSetting setting() noexcept;
+  [[nodiscard]] bool mayBeSpread(const FSRef& ref) const;
+  [[nodiscard]] int runSpread(FSRef& ref);
 
   void matchFilesystems(AgentScan& job);
   void matchFilesystem(Filesystem& filesystem);
   [[nodiscard]] bool examine(const MountEntry& entry, Filesystem& filesystem, MountRoot& root);
   [[nodiscard]] const MountEntry* findMount(const Filesystem& filesystem) const;
-  [[nodiscard]] std::unique_ptr<DirectoryWatch> makeWatch(const FSRef& ref,
-                                                          WalkSelections& selections) const;
   void printDirectoryResults(GenericPrint& print, const FSRef& ref) const;
   void walkFilesystem(FSRef& ref);
   [[nodiscard]] int runScanner(FSRef& ref);
@@ -95,6 +96,7 @@ class FilesystemScan {
   MountsMap m_mounts;
   std::map<std::string, std::string> m_excluded;  // types that are never scanned, by mount point
   MountTree m_mountTree;
+  CuStatDef* m_profiles = nullptr;  // the head of the job's chain
   Bindings m_bindings;
   std::vector<Filesystem*> m_fakes;
   std::size_t m_scannedCount = 0;

@@ -58,7 +58,9 @@ long DirectoryReaderAhead::open(const std::string& path) {
 
 int DirectoryReaderAhead::openRoot(const std::string& path, const std::string& local) {
   EntryStat st;
-  const int error = m_ahead.openRoot(local, m_directory, st);
+  const int parent = m_scanner.parentDirectoryFd();
+  const std::string name = parent < 0 ? local : local.substr(local.rfind('/') + 1);
+  const int error = m_ahead.openRoot({parent, name, walk().level}, m_directory, st);
   if (error == 0)
     m_root = st;
   // Without its root there is nothing of the filesystem to report.

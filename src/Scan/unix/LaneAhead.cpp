@@ -49,10 +49,10 @@ LaneAhead::LaneAhead(int lanes, int timeoutSeconds, lane::Root root, LeftBehind&
     m_lanes.push_back(std::make_unique<Lane>(leftBehind));
 }
 
-int LaneAhead::openRoot(const std::string& path, std::unique_ptr<AheadDirectory>& root,
+int LaneAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                         EntryStat& st) {
   TRACE_METHOD("LaneAhead::openRoot(...)");
-  m_root.path = path;
+  m_root.path = origin.path;
   m_pumped = Lane::Clock::now();
   Lane& lane = *m_lanes.front();
   if (!lane.start(m_root))

@@ -31,7 +31,7 @@ class LaneAhead final : public ReadAhead {
   ~LaneAhead() override { stop(); }
 
   // ETIMEDOUT when the root does not answer.
-  [[nodiscard]] int openRoot(const std::string& path, std::unique_ptr<AheadDirectory>& root,
+  [[nodiscard]] int openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                              EntryStat& st) override;
   void start(AheadDirectory& root, AheadRules rules) override;
   void stop() noexcept override;

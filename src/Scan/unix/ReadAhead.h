@@ -36,9 +36,15 @@ class ReadAhead {
   ReadAhead(const ReadAhead&) = delete;
   ReadAhead& operator=(const ReadAhead&) = delete;
 
-  // Opens and examines the scan root at `path` on this machine; `root` is read by its first step.
-  // 0, or the errno value.
-  [[nodiscard]] virtual int openRoot(const std::string& path, std::unique_ptr<AheadDirectory>& root,
+  // Where the walk begins: `path` on this machine or, when `parent` is an open directory, below it,
+  // and then never through a link.
+  struct Origin {
+    int parent;  // -1 without one
+    std::string path;
+    int level;  // 0 for the scan root
+  };
+  // Opens and examines that directory; `root` is read by its first step. 0, or the errno value.
+  [[nodiscard]] virtual int openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                                      EntryStat& st) = 0;
   // Begins with the work on the tree below `root`.
   virtual void start(AheadDirectory& root, AheadRules rules) = 0;

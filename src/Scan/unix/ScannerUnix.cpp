@@ -164,6 +164,32 @@ void ScannerUnix::checkRoot(int directory) {
         {mountPoint, "it was unmounted, or another one was mounted over it, since the job began"});
 }
 
+// One component after the other, so that no link of a tree that changed meanwhile leads elsewhere,
+// and however long the path is.
+int ScannerUnix::openAbovePart(const std::string& path, int& directory) {
+  // Other processes would have to do it, and a filer's names lead nowhere here.
+  if (hasTimeout() || m_localPath)
+    return ENOTSUP;
+  constexpr int FLAGS = O_PATH | O_DIRECTORY | O_CLOEXEC;
+  const std::string& rootPath = state().rules.rootPath;
+  UniqueFd open(::open(rootPath.c_str(), FLAGS));
+  checkRoot(open.get());
+  EntryStat root;
+  if (const int error = examineEntry(open.get(), "", m_membership, root); error != 0)
+    return error;
+  state().rules.device = root.device;
+  std::size_t begin = rootPath.size() + (rootPath.ends_with('/') ? 0 : 1);
+  for (std::size_t end = 0; (end = path.find('/', begin)) != std::string::npos; begin = end + 1) {
+    const std::string name = path.substr(begin, end - begin);
+    open.reset(::openat(open.get(), name.c_str(), FLAGS | O_NOFOLLOW));
+    if (!open)
+      return errno;
+  }
+  m_abovePart = std::move(open);
+  directory = m_abovePart.get();
+  return 0;
+}
+
 bool ScannerUnix::toLocalPath(const std::string& path, std::string& local, std::size_t available) {
   const bool isWhole = m_localPath->retrieve(path, local, available);
   if (!isWhole)

@@ -12,6 +12,7 @@
 #include "Scan/unix/ReadAhead.h"
 #include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/Scanner.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 
@@ -112,6 +113,7 @@ class ScannerUnix final : public Scanner {
   [[nodiscard]] std::unique_ptr<DirectoryReader> makeReader(int argument) override;
   [[nodiscard]] std::string snapshotDirectory() override;
   void checkRoot(int directory) override;
+  [[nodiscard]] int openAbovePart(const std::string& path, int& directory) override;
   void checkFilesystem() override;
 
  private:
@@ -121,6 +123,7 @@ class ScannerUnix final : public Scanner {
   [[nodiscard]] bool isOnLocalDisk();
 
   WalkOptions m_options;
+  UniqueFd m_abovePart;
   Membership m_membership = Membership::BY_DEVICE;
   int m_timeoutsInRow = 0;  // calls since the last one that was answered, in the walk's order
   std::unique_ptr<LocalPath> m_localPath;

@@ -60,14 +60,16 @@ ThreadAhead::~ThreadAhead() {
   stop();
 }
 
-int ThreadAhead::openRoot(const std::string& path, std::unique_ptr<AheadDirectory>& root,
+int ThreadAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                           EntryStat& st) {
-  UniqueFd fd(m_open(AT_FDCWD, path.c_str(), false));
+  const bool isBelow = origin.parent >= 0;
+  UniqueFd fd(m_open(isBelow ? origin.parent : AT_FDCWD, origin.path.c_str(), isBelow));
   if (!fd)
     return errno;
   if (const int error = examineEntry(fd.get(), "", m_membership, st); error != 0)
     return error;
   root = std::make_unique<AheadDirectory>();
+  root->level = origin.level;
   root->firstStep = std::make_unique<AheadStep>(*root);
   root->firstStep->opened = std::make_shared<const OpenDirectory>(std::move(fd), m_openCount);
   return 0;

@@ -24,7 +24,7 @@ class ThreadAhead final : public ReadAhead {
   ThreadAhead(int helpers, Membership membership, AheadWorker::Opener open);
   ~ThreadAhead() override;
 
-  [[nodiscard]] int openRoot(const std::string& path, std::unique_ptr<AheadDirectory>& root,
+  [[nodiscard]] int openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                              EntryStat& st) override;
   // Without any helper, the consumer does all the work.
   void start(AheadDirectory& root, AheadRules rules) override;

@@ -22,6 +22,8 @@ class FileAction {
   virtual void directoryLeft() = 0;
   // The directory shown last is not entered. Most actions have nothing to do then.
   virtual void directoryNotEntered(FileAttributes* /*pDirInfo*/) {}
+  // The directory shown last is left to another walk, which enters it.
+  virtual void directoryLeftOver(FileAttributes* /*pDirInfo*/) {}
 
   [[nodiscard]] const char* objectName() const noexcept { return m_objectName; }
 

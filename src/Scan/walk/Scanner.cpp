@@ -6,6 +6,8 @@
 
 #include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/FileAction.h"
+#include "Scan/walk/Place.h"
+#include "Scan/walk/WalkPart.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/unx/ProgressPage.h"
 #include "runtime/ut/ORVException.h"
@@ -67,15 +69,18 @@ int Scanner::scan() {
 }
 
 int Scanner::walk() {
+  if (m_part != nullptr && !beginPart())
+    return m_rc;
   // The root is opened before the clock is read: the scan starts when there is something to scan.
   if (!openRoot())
     return WALK_FAILED;
-  const std::time_t now = std::time(nullptr);
-  m_filesystem.fsScanTime = static_cast<std::int64_t>(now) * 1000;
-  m_selectContext.scanStart = now;
-  m_state.info = std::make_unique<FileAttributes>();
-  m_state.info->faName = m_state.path;
-  if (!m_arrayReader.front()) {
+  if (m_part == nullptr) {
+    m_selectContext.scanStart = std::time(nullptr);
+    m_filesystem.fsScanTime = m_selectContext.scanStart * 1000;
+    m_state.info = std::make_unique<FileAttributes>();
+    m_state.info->faName = m_state.path;
+  }
+  if (!m_arrayReader.back()) {
     TRACE(TR_ERROR,
           "Scanner::scan() : ERROR: The array reader stored at <arrayReader[0]> is NULL. Leaving "
           "method.");
@@ -83,7 +88,10 @@ int Scanner::walk() {
   }
   enterRoot();
   walkEntries();
-  issueMessage(msg::AGT0144I, {std::to_string(m_total)});
+  if (m_part != nullptr)
+    m_part->asked = m_entry;
+  else
+    issueMessage(msg::AGT0144I, {std::to_string(m_total)});
   if (m_leftOut > 0) {
     issueMessage(msg::STA0140W, {m_filesystem.fsMountPoint, std::to_string(m_leftOut)});
     m_rc = WALK_INCOMPLETE;
@@ -107,7 +115,51 @@ bool Scanner::openRoot() {
   }
 }
 
+void Scanner::setPart(WalkPart& part) {
+  m_part = &part;
+  m_selectContext.scanStart = part.scanStart;
+  m_filesystem.fsScanTime = part.scanStart * 1000;
+  // Selections remember the number of the entry that they were asked about last.
+  m_entry = part.asked;
+  m_state.info = std::make_unique<FileAttributes>(part.root());
+  m_firstLevel = place::levelOf(part.root().faPlace);
+  m_places.resize(static_cast<std::size_t>(m_firstLevel) + 1);
+  m_places.back().place = part.root().faPlace;
+  if (m_firstLevel == 0) {
+    m_state.info->faName = m_state.path;
+    return;
+  }
+  m_state.level = m_firstLevel;
+  m_state.path = part.root().faName;
+  m_arrayReader.resize(static_cast<std::size_t>(m_firstLevel));
+  m_total = 0;
+}
+
+int Scanner::openAbovePart(const std::string& /*path*/, int& /*directory*/) {
+  return ENOTSUP;
+}
+
+// Comes to where the part begins. False when nobody does any more: then what the directory holds
+// is as unknown as that of one that cannot be opened, and reported likewise.
+bool Scanner::beginPart() {
+  if (m_firstLevel == 0)
+    return true;
+  const int error = openAbovePart(m_state.path, m_abovePart);
+  if (error == 0)
+    return true;
+  noteFailure(error);
+  issueMessage(msg::STA0121E, {m_state.path, errnoText(error)});
+  enterDirectory();
+  leaveDirectory();
+  return false;
+}
+
 void Scanner::enterRoot() {
+  if (m_firstLevel > 0) {
+    // Its record was made, and counted, by the walk that left it.
+    enterDirectory();
+    return;
+  }
   checkRoot(m_arrayReader.front()->directoryFd());
   m_state.rules.device =
       m_arrayReader.front()->stat(m_state.path, m_state.info.get(), m_filesystem.fsType);
@@ -126,7 +178,7 @@ void Scanner::enterRoot() {
 // The traversal loop: one entry, or one end of a directory, per round.
 void Scanner::walkEntries() {
   m_state.rules.snapshotPath = snapshotDirectory();
-  while (m_state.level >= 0) {
+  while (m_state.level >= m_firstLevel) {
     if (nextGood(m_filesystem.fsType))
       handleEntry();
     else
@@ -161,6 +213,10 @@ void Scanner::accumulate() {
 // Enters the directory that the current entry names.
 void Scanner::advance(Passage passage) {
   TRACE_METHOD("advance()");
+  if (m_part != nullptr && passage == Passage::ENTERED && !m_part->mayEnter(m_total)) {
+    leaveOver();
+    return;
+  }
   if (enterNextLevel(passage))
     return;
   for (const SelectedAction& selected : m_actions)
@@ -202,8 +258,25 @@ bool Scanner::enterNextLevel(Passage passage) {
     decrementLevel(m_state.info->faName.substr(0, parentLength));
     return false;
   }
+  if (m_part != nullptr) {
+    m_places.resize(static_cast<std::size_t>(m_state.level));
+    m_places.push_back({m_state.info->faPlace});
+  }
   enterDirectory();
   return true;
+}
+
+void Scanner::leaveOver() {
+  for (const SelectedAction& selected : m_actions)
+    selected.action->directoryLeftOver(m_state.info.get());
+  m_part->leaveOver(*m_state.info);
+}
+
+// Called when an entry was named, before anything is found out about it.
+void Scanner::notePlace() {
+  Level& level = m_places[static_cast<std::size_t>(m_state.level)];
+  m_state.info->faPlace = level.place;
+  place::append(m_state.info->faPlace, level.next++);
 }
 
 void Scanner::noteFailure(int error) noexcept {
@@ -277,7 +350,7 @@ void Scanner::countEntry() {
     m_progress->entryMet();
   ++m_total;
   ++m_sinceReport;
-  if (m_sinceReport <= PROGRESS_INTERVAL || naLog == nullptr)
+  if (m_sinceReport <= PROGRESS_INTERVAL || naLog == nullptr || m_part != nullptr)
     return;
   issueMessage(msg::AGT0143I, {std::to_string(m_total)});
   // 0 and not 1: the first report comes after 99,999 entries below the root, the others every
@@ -286,8 +359,8 @@ void Scanner::countEntry() {
 }
 
 int Scanner::parentDirectoryFd() const noexcept {
-  return m_state.level == 0
-             ? -1
+  return m_state.level == m_firstLevel
+             ? m_abovePart
              : m_arrayReader[static_cast<std::size_t>(m_state.level) - 1]->directoryFd();
 }
 
@@ -333,6 +406,8 @@ void Scanner::ScannerFinishOffNextEntry(const std::string& path, const char* fil
   path.copy(name.data(), path.size());
   name[prefix - 1] = '/';
   file.copy(name.data() + prefix, file.size());
+  if (m_part != nullptr)
+    notePlace();
 }
 
 bool Scanner::ScannerInitOpen(const std::string& path, std::string& buffer,

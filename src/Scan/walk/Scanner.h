@@ -12,6 +12,7 @@
 namespace orv {
 
 class ProgressPage;
+class WalkPart;
 
 class DirectoryReader;
 class FileAction;
@@ -71,6 +72,15 @@ class Scanner {
   // Lets another process see how far the walk is; null for nobody. Must outlive the scanner.
   void setProgress(ProgressPage* page) noexcept { m_progress = page; }
 
+  // Makes the walk one over a part of the tree, as several do that together are one: entries get
+  // their places, and what is said of a whole walk (its start, its end, how far it is) is left to
+  // who divides it. Must outlive the scanner; set before `scan`.
+  void setPart(WalkPart& part);
+  // Entries met so far, the scan root included.
+  [[nodiscard]] std::int64_t entriesMet() const noexcept { return m_total; }
+  // The entry that was named last.
+  [[nodiscard]] const FileAttributes& currentEntry() const noexcept { return *m_state.info; }
+
   // For the accumulators.
 
   // The filesystem being scanned.
@@ -79,6 +89,8 @@ class Scanner {
   [[nodiscard]] std::int64_t scanStart() const noexcept { return m_selectContext.scanStart; }
   // The scan-wide file types.
   [[nodiscard]] FileTypeTable& fileTypes() const noexcept { return m_fileTypes; }
+  // The scan-wide users and groups.
+  [[nodiscard]] UserTable& users() const noexcept { return m_users; }
 
   // Whether the selection (null: yes) admits the current entry.
   [[nodiscard]] bool admits(EntrySelection* selection) const;
@@ -118,6 +130,10 @@ class Scanner {
   // Called when the root was opened (`directory`; -1 when it could not be) and before it is
   // examined; a subclass ends the walk by throwing a GenericException*.
   virtual void checkRoot(int /*directory*/) {}
+  // Opens the directory that holds the root of a part below the scan root, and makes sure that it
+  // lies in the tree; sets `rules.device`. 0 and the descriptor, which the subclass keeps, or the
+  // errno value. May throw as `checkRoot` does.
+  [[nodiscard]] virtual int openAbovePart(const std::string& path, int& directory);
   // Called after every entry; a subclass ends the walk by throwing a GenericException*.
   virtual void checkFilesystem() {}
 
@@ -131,6 +147,9 @@ class Scanner {
   [[nodiscard]] int walk();
   [[nodiscard]] bool openRoot();
   void enterRoot();
+  [[nodiscard]] bool beginPart();
+  void notePlace();
+  void leaveOver();
   void walkEntries();
   void handleEntry();
   // Collects the positions of the actions whose selection admits the current entry.
@@ -160,6 +179,16 @@ class Scanner {
   ProgressPage* m_progress = nullptr;
   std::int64_t m_total = 1;        // entries met, the root included
   std::int64_t m_sinceReport = 1;  // entries since the last progress message
+
+  // Of a directory on the way down: its place, and the position of the entry that comes next.
+  struct Level {
+    std::string place;
+    std::uint64_t next = 0;
+  };
+  WalkPart* m_part = nullptr;   // null when the walk does the whole tree
+  int m_firstLevel = 0;         // of the directory that the walk begins with
+  int m_abovePart = -1;         // the open directory above it; -1 for the scan root
+  std::vector<Level> m_places;  // by level
 };
 
 }  // namespace orv

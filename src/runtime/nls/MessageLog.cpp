@@ -85,18 +85,25 @@ MessageLog::~MessageLog() {
 }
 
 void MessageLog::issue(const Message& message, const std::vector<Insert>& inserts) {
-  const std::string line = format(message, inserts);
+  write(format(message, inserts));
+}
+
+void MessageLog::repeat(const std::string& line) {
+  write(line);
+}
+
+void MessageLog::write(const std::string& line) {
   TRACE(TR_GENERAL, "message %s", line.c_str());
   const int rc = m_writer->LogActivityLog(line);
   if (rc == 0)
     return;
   TRACE(TR_ERROR, "activity log not written, rc %d: %s", rc, line.c_str());
-  noteLost(message, line);
+  noteLost(line);
 }
 
-void MessageLog::noteLost(const Message& message, const std::string& line) {
-  // The severity is the last letter of the ID.
-  const std::string_view id(message.id);
+void MessageLog::noteLost(const std::string& line) {
+  // The severity is the last letter of the ID, which comes first.
+  const std::string_view id = std::string_view(line).substr(0, line.find(' '));
   if (m_hasLostWarnings || id.empty() || (id.back() != 'W' && id.back() != 'E'))
     return;
   m_hasLostWarnings = true;

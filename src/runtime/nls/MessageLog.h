@@ -83,6 +83,9 @@ class MessageLog final {
   // the catalog, or has other places than inserts, is replaced by the inserts themselves.
   void issue(const Message& message, const std::vector<Insert>& inserts = {});
 
+  // Writes a line that the log of another process of the same scan made.
+  void repeat(const std::string& line);
+
   // The line that `issue` would write.
   [[nodiscard]] std::string format(const Message& message,
                                    const std::vector<Insert>& inserts = {}) const;
@@ -95,7 +98,8 @@ class MessageLog final {
   [[nodiscard]] bool hasLostWarnings() const noexcept { return m_hasLostWarnings; }
 
  private:
-  void noteLost(const Message& message, const std::string& line);
+  void write(const std::string& line);
+  void noteLost(const std::string& line);
 
   const MessageCatalog& m_catalog;
   std::unique_ptr<ActivityLogWriter> m_writer;

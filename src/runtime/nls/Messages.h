@@ -74,6 +74,10 @@ inline constexpr Message STA0560E{2400, "STA0560E"};
 inline constexpr Message STA0561W{2401, "STA0561W"};
 inline constexpr Message STA0562W{2402, "STA0562W"};
 inline constexpr Message STA0563E{2403, "STA0563E"};
+inline constexpr Message STA0564E{2404, "STA0564E"};
+inline constexpr Message STA0565W{2405, "STA0565W"};
+inline constexpr Message STA0566W{2406, "STA0566W"};
+inline constexpr Message STA0567E{2407, "STA0567E"};
 inline constexpr Message GEN7001E{7001, "GEN7001E"};
 // clang-format on
 }  // namespace msg

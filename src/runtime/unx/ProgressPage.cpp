@@ -60,6 +60,10 @@ void ProgressPage::entryMet() noexcept {
                           std::memory_order_relaxed);
 }
 
+void ProgressPage::setEntries(std::uint64_t entries) noexcept {
+  m_layout->entries.store(entries, std::memory_order_relaxed);
+}
+
 void ProgressPage::directoryEntered(std::string_view path) noexcept {
   path = path.substr(0, m_layout->path.size());
   const std::uint32_t before = m_layout->changes.load(std::memory_order_relaxed);

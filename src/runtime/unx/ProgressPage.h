@@ -27,6 +27,8 @@ class ProgressPage final {
 
   // For the one writer.
   void entryMet() noexcept;
+  // As many were met in all.
+  void setEntries(std::uint64_t entries) noexcept;
   void directoryEntered(std::string_view path) noexcept;
 
   // For the watcher: the newest state that is whole.

@@ -1,0 +1,107 @@
+#include "Scan/job/ShareJob.h"
+
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "Common/CmdArgs.h"
+#include "Common/unix/pssignal.h"
+#include "Scan/definition/AgentScan.h"
+#include "Scan/definition/DefinitionBuilder.h"
+#include "Scan/job/FilesystemScan.h"
+#include "Scan/job/ScanOptions.h"
+#include "Scan/share/WorkDirectory.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/ut/ORVException.h"
+
+namespace orv {
+namespace {
+
+constexpr int FAILED = 8;
+
+// Puts the messages of the walk into the state, from where they come into the scan's log. Those
+// before it are the scan's own, too: they are said here only, for whoever looks into a failure.
+class ShareLog final : public ActivityLogWriter {
+ public:
+  void writeInto(share::StateWriter* writer) noexcept { m_writer = writer; }
+  int LogActivityLog(std::string_view line) override {
+    if (m_writer != nullptr)
+      m_writer->message(line);
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
+    return 0;
+  }
+
+ private:
+  share::StateWriter* m_writer = nullptr;
+};
+
+std::uint32_t shareNumber(const char* text) {
+  std::uint32_t number = 0;
+  const char* end = text + std::strlen(text);
+  const auto [at, error] = std::from_chars(text, end, number);
+  if (error != std::errc() || at != end)
+    throw std::invalid_argument(std::string("no number of a share: ") + text);
+  return number;
+}
+
+void walkShare(const std::string& directory, std::uint32_t number) {
+  const share::WorkDirectory work(directory);
+  share::Share share = share::readShare(work.share(number), {});
+  share.header.node = share::nodeName();
+  MessageCatalog catalog;
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+  if (!catalog.open(installLocationOfProgram(program) + "/nls", "xrmna.cat", "ORV"))
+    throw std::runtime_error("the message catalog cannot be opened");
+  auto writer = std::make_unique<ShareLog>();
+  ShareLog& log = *writer;
+  const MessageLog messages(catalog, std::move(writer));
+  AgentScan job;
+  DefinitionBuilder(work.definition(), job).build();
+  ScanOptions options = scanOptionsOfEnvironment();
+  options.mountTable = work.mountTable();
+  options.progressFile.clear();
+  FilesystemScan scan(options);
+  share::StateWriter state(work.state(number), share.header);
+  const int code = scan.doShare(&job, share, state, work.temporary(), [&](bool isWalking) {
+    log.writeInto(isWalking ? &state : nullptr);
+  });
+  if (code >= FAILED)
+    throw std::runtime_error("the share cannot be walked here");
+}
+
+}  // namespace
+
+int runShare(const char* workDirectory, const char* number) noexcept {
+  setUpProcess();
+  // Whoever started it has others walk the share when it is gone itself.
+  ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+  installSignalHandlers();
+  std::string reason;
+  try {
+    walkShare(workDirectory, shareNumber(number));
+    return 0;
+  } catch (const std::exception& error) {
+    reason = error.what();
+  } catch (const ORVParserException& error) {
+    reason = error.message;
+  } catch (const OrvObjectCreationException& error) {
+    reason = error.message;
+  } catch (ScanAbortException* thrown) {
+    reason = std::unique_ptr<ScanAbortException>(thrown)->message;
+  } catch (...) {
+    reason = "an unexpected failure";
+  }
+  std::fprintf(stderr, "scan: share %s of %s: %s\n", number, workDirectory, reason.c_str());
+  return FAILED;
+}
+
+}  // namespace orv

@@ -1,0 +1,232 @@
+#include "Scan/share/Coordinator.h"
+
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+
+#include "Scan/share/LocalEngine.h"
+#include "Scan/share/SlurmEngine.h"
+#include "runtime/nls/MessageLog.h"
+#include "runtime/thrd/StopFlag.h"
+#include "runtime/unx/ProgressPage.h"
+#include "runtime/ut/Text.h"
+
+namespace orv::share {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int INCOMPLETE = 4;
+constexpr auto WAIT = 500ms;
+// Directories of a lost share that its message names.
+constexpr std::size_t NAMED_DIRECTORIES = 10;
+
+std::string newRunName() {
+  std::uint64_t number = 0;
+  if (::getrandom(&number, sizeof number, 0) != sizeof number)
+    throw StateError("name the run: " + errnoText(errno));
+  return formatText("%016lx", static_cast<unsigned long>(number));
+}
+
+bool exists(const std::string& file) {
+  return ::access(file.c_str(), F_OK) == 0;
+}
+
+}  // namespace
+
+std::unique_ptr<Engine> makeEngine(const SpreadOptions& options, const WorkDirectory& work,
+                                   const std::string& run, const std::string& program) {
+  if (options.engine == "local")
+    return std::make_unique<LocalEngine>(work, program);
+  if (options.engine == "slurm")
+    return std::make_unique<SlurmEngine>(options, work, run, program);
+  return nullptr;
+}
+
+Coordinator::Coordinator(const SpreadOptions& options, const WorkDirectory& work,
+                         ProgressPage* progress)
+    : m_options(options), m_work(work), m_progress(progress) {
+  begin();
+}
+
+Coordinator::~Coordinator() = default;
+
+void Coordinator::begin() {
+  if (!exists(m_work.runFile())) {
+    Header header;
+    header.run = newRunName();
+    header.scanStart = std::time(nullptr);
+    header.node = nodeName();
+    StateWriter(m_work.runFile(), header).close({});
+  }
+  m_run = readShare(m_work.runFile(), {}).header;
+}
+
+Coordinator::Outcome Coordinator::walkAll(Engine& engine) {
+  takeUp(engine);
+  while (plan(engine), !m_running.empty()) {
+    show();
+    for (const Engine::Ended& ended : engine.wait(WAIT))
+      settle(engine, ended);
+    if (agentStop.load(std::memory_order_relaxed)) {
+      engine.cancel();
+      throwIfStopped();
+    }
+  }
+  for (const auto& [key, place] : m_met)
+    m_outcome.met.push_back({key.first, key.second, place});
+  std::ranges::sort(m_outcome.met, {}, &Met::place);
+  return std::move(m_outcome);
+}
+
+// Goes on where an earlier coordinator ended. What shares of it are still walking is ended first:
+// nobody can tell it from a walk that is lost.
+void Coordinator::takeUp(Engine& engine) {
+  const std::vector<std::uint32_t> shares = m_work.shares();
+  if (shares.empty())
+    return;
+  engine.cancel();
+  std::set<std::string> planned;
+  std::vector<std::uint32_t> open;
+  for (const std::uint32_t number : shares) {
+    for (const LeftOver& root : readShare(m_work.share(number), m_run.run).roots)
+      planned.insert(root.directory.faPlace);
+    m_lastShare = number;
+    try {
+      if (exists(m_work.accepted(number)))
+        take(number, m_work.accepted(number));
+      else
+        accept(number);
+    } catch (const StateError&) {
+      // Not there, or not whole: walked again.
+      open.push_back(number);
+    }
+  }
+  std::erase_if(m_left,
+                [&](const LeftOver& left) { return planned.contains(left.directory.faPlace); });
+  for (const std::uint32_t number : open)
+    m_running[number] = 1;
+  engine.start(open);
+}
+
+// Keeps the engine busy.
+void Coordinator::plan(Engine& engine) {
+  std::vector<std::uint32_t> fresh;
+  while (m_running.size() < static_cast<std::size_t>(m_options.tasks) &&
+         (!m_left.empty() || m_lastShare == 0)) {
+    const Share share = nextShare();
+    writeShare(m_work.share(share.header.share), share);
+    m_running[share.header.share] = 1;
+    fresh.push_back(share.header.share);
+  }
+  if (!fresh.empty())
+    engine.start(fresh);
+}
+
+// Budgets grow with what is known of the tree: a share must not be what all others wait for in the
+// end. For the same reason it gets a part only of the directories that are left.
+Share Coordinator::nextShare() {
+  const std::int64_t fair = m_outcome.entries / (2 * m_options.tasks);
+  Share share;
+  share.header = m_run;
+  share.header.share = ++m_lastShare;
+  share.header.budget = std::min(std::max(fair, MIN_BUDGET), m_options.budget);
+  const std::size_t part = m_left.size() / (2 * static_cast<std::size_t>(m_options.tasks)) + 1;
+  for (std::size_t i = std::min({part, MAX_ROOTS, m_left.size()}); i > 0; --i) {
+    share.roots.push_back(std::move(m_left.front()));
+    m_left.pop_front();
+  }
+  std::ranges::sort(share.roots, {}, [](const LeftOver& root) -> const std::string& {
+    return root.directory.faPlace;
+  });
+  return share;
+}
+
+void Coordinator::settle(Engine& engine, const Engine::Ended& ended) {
+  if (!m_running.contains(ended.share))
+    return;
+  try {
+    accept(ended.share);
+    m_running.erase(ended.share);
+  } catch (const StateError& error) {
+    retry(engine, ended.share, ended.reason.empty() ? error.what() : ended.reason);
+  }
+}
+
+// Takes a state over, after which the share cannot be walked again: what it left is planned now.
+void Coordinator::accept(std::uint32_t number) {
+  const std::string state = m_work.state(number);
+  const std::string accepted = m_work.accepted(number);
+  StateReader::verify(state);
+  if (StateReader(state, m_run.run).header().share != number)
+    throw StateError("read " + state + ": it is of another share");
+  if (::rename(state.c_str(), accepted.c_str()) != 0)
+    throw StateError("rename " + state + ": " + errnoText(errno));
+  take(number, accepted);
+}
+
+void Coordinator::take(std::uint32_t number, const std::string& file) {
+  StateReader::verify(file);
+  StateReader reader(file, m_run.run);
+  m_nodes.insert(reader.header().node);
+  std::vector<LeftOver> left;
+  Record record;
+  while (reader.next(record)) {
+    if (record.kind == Record::Kind::LEFT_OVER) {
+      left.push_back(std::move(record.leftOver));
+    } else if (record.kind == Record::Kind::MET) {
+      std::string& first = m_met[{record.met.isGroup, record.met.id}];
+      if (first.empty() || record.met.place < first)
+        first = record.met.place;
+    } else if (record.kind == Record::Kind::TRAILER) {
+      m_outcome.entries += record.trailer.entries;
+      m_outcome.code = std::max(m_outcome.code, record.trailer.code);
+    }
+  }
+  m_left.insert(m_left.end(), std::make_move_iterator(left.begin()),
+                std::make_move_iterator(left.end()));
+  m_outcome.states.push_back(file);
+  m_outcome.isRootWalked = m_outcome.isRootWalked || number == 1;
+}
+
+void Coordinator::retry(Engine& engine, std::uint32_t number, const std::string& reason) {
+  ::unlink(m_work.state(number).c_str());
+  if (m_running[number]++ < MAX_ATTEMPTS) {
+    issueMessage(msg::STA0565W, {std::to_string(number), reason});
+    engine.start({number});
+    return;
+  }
+  giveUp(number, reason);
+}
+
+// Says which directories are missing: a result must never be silently short.
+void Coordinator::giveUp(std::uint32_t number, const std::string& reason) {
+  m_running.erase(number);
+  m_outcome.code = INCOMPLETE;
+  const Share share = readShare(m_work.share(number), m_run.run);
+  std::string names;
+  for (std::size_t i = 0; i < std::min(share.roots.size(), NAMED_DIRECTORIES); ++i)
+    names += "\n" + withoutControlCharacters(share.roots[i].directory.faName);
+  if (share.roots.size() > NAMED_DIRECTORIES)
+    names += formatText("\nand %zu more, see %s", share.roots.size() - NAMED_DIRECTORIES,
+                        m_work.share(number).c_str());
+  if (share.roots.empty())
+    names = "\nthe scan root";
+  issueMessage(msg::STA0564E, {std::to_string(number), std::to_string(MAX_ATTEMPTS), reason,
+                               Insert::lines(names)});
+}
+
+void Coordinator::show() const {
+  if (m_progress == nullptr)
+    return;
+  m_progress->setEntries(static_cast<std::uint64_t>(m_outcome.entries));
+  m_progress->directoryEntered(
+      formatText("%zu shares done, %zu running, %zu directories left, %zu nodes",
+                 m_outcome.states.size(), m_running.size(), m_left.size(), m_nodes.size()));
+}
+
+}  // namespace orv::share

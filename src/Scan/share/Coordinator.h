@@ -1,0 +1,78 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Scan/share/Engine.h"
+
+namespace orv {
+class ProgressPage;
+}
+
+namespace orv::share {
+
+// Divides a tree among walks that are done elsewhere: writes shares, has an engine walk them, takes
+// their states over and makes new shares of what they left, until nothing is left. Knows nothing of
+// the tree beforehand. All that it needs to go on after its end lies in the work directory.
+//
+// Used once, by the filesystem scan, on its thread.
+class Coordinator final {
+ public:
+  // Walks of a share that fail before it is given up.
+  static constexpr int MAX_ATTEMPTS = 3;
+  // Entries of the first share, and the fewest of any: so that work for everybody is found soon.
+  static constexpr std::int64_t MIN_BUDGET = 20'000;
+  // Directories that one share begins with, at most.
+  static constexpr std::size_t MAX_ROOTS = 10'000;
+
+  // What all walks came to.
+  struct Outcome {
+    std::vector<std::string> states;  // files, one per share that was walked
+    std::int64_t entries = 0;
+    int code = 0;               // 4 when something could not be read or walked
+    bool isRootWalked = false;  // else there is nothing to report
+    std::vector<Met> met;       // by place
+  };
+
+  // `progress` null: nobody watches. Begins a run or, when the work directory holds one, goes on
+  // with it. Throws StateError.
+  Coordinator(const SpreadOptions& options, const WorkDirectory& work, ProgressPage* progress);
+  ~Coordinator();
+
+  [[nodiscard]] const Header& run() const noexcept { return m_run; }
+
+  // Throws StateError when the work directory fails, and ScanAbortException* when the scan is
+  // stopped; what is done then stays done.
+  [[nodiscard]] Outcome walkAll(Engine& engine);
+
+ private:
+  void begin();
+  void takeUp(Engine& engine);
+  void plan(Engine& engine);
+  [[nodiscard]] Share nextShare();
+  void settle(Engine& engine, const Engine::Ended& ended);
+  void accept(std::uint32_t number);
+  void take(std::uint32_t number, const std::string& file);
+  void retry(Engine& engine, std::uint32_t number, const std::string& reason);
+  void giveUp(std::uint32_t number, const std::string& reason);
+  void show() const;
+
+  SpreadOptions m_options;
+  const WorkDirectory& m_work;
+  ProgressPage* m_progress;
+  Header m_run;
+  std::deque<LeftOver> m_left;             // that no share has
+  std::map<std::uint32_t, int> m_running;  // attempts, by share
+  std::uint32_t m_lastShare = 0;
+  std::set<std::string> m_nodes;
+  std::map<std::pair<bool, std::uint32_t>, std::string> m_met;  // first places of users and groups
+  Outcome m_outcome;
+};
+
+}  // namespace orv::share

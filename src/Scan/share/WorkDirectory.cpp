@@ -1,0 +1,100 @@
+#include "Scan/share/WorkDirectory.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <filesystem>
+
+#include "runtime/ut/Text.h"
+
+namespace orv::share {
+namespace {
+
+constexpr std::array<const char*, 6> FOLDERS = {"shares", "states", "accepted",
+                                                "merged", "tmp",    "logs"};
+
+}  // namespace
+
+WorkDirectory::WorkDirectory(std::string path) : m_path(std::move(path)) {}
+
+void WorkDirectory::prepare() const {
+  struct stat info {};
+  std::string reason;
+  if (::lstat(m_path.c_str(), &info) != 0)
+    reason = errnoText(errno);
+  else if (!S_ISDIR(info.st_mode))
+    reason = "it is no directory";
+  else if (info.st_uid != ::geteuid() || (info.st_mode & 077) != 0)
+    // Whoever may write there may forge states.
+    reason = "it must belong to the scan's user and be closed to others (mode 0700)";
+  if (!reason.empty())
+    throw StateError("use work directory " + m_path + ": " + reason);
+  for (const char* folder : FOLDERS)
+    if (::mkdir((m_path + "/" + folder).c_str(), 0700) != 0 && errno != EEXIST)
+      throw StateError("create " + m_path + "/" + folder + ": " + errnoText(errno));
+}
+
+std::string WorkDirectory::file(const char* folder, std::uint32_t number) const {
+  return formatText("%s/%s/%08u", m_path.c_str(), folder, number);
+}
+
+std::string WorkDirectory::share(std::uint32_t number) const {
+  return file("shares", number);
+}
+std::string WorkDirectory::state(std::uint32_t number) const {
+  return file("states", number);
+}
+std::string WorkDirectory::accepted(std::uint32_t number) const {
+  return file("accepted", number);
+}
+std::string WorkDirectory::merged(std::uint32_t number) const {
+  return file("merged", number);
+}
+std::string WorkDirectory::log(const std::string& name) const {
+  return m_path + "/logs/" + name + ".log";
+}
+
+std::vector<std::uint32_t> WorkDirectory::shares() const {
+  std::vector<std::uint32_t> numbers;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(m_path + "/shares", error)) {
+    const std::string name = entry.path().filename();
+    std::uint32_t number = 0;
+    const auto [end, bad] = std::from_chars(name.data(), name.data() + name.size(), number);
+    if (bad == std::errc() && end == name.data() + name.size())
+      numbers.push_back(number);
+  }
+  std::ranges::sort(numbers);
+  return numbers;
+}
+
+void writeShare(const std::string& path, const Share& share) {
+  StateWriter writer(path, share.header);
+  for (const LeftOver& root : share.roots)
+    writer.leftOver(root);
+  writer.close({});
+}
+
+Share readShare(const std::string& path, const std::string& run) {
+  StateReader::verify(path);
+  StateReader reader(path, run);
+  Share share;
+  share.header = reader.header();
+  Record record;
+  while (reader.next(record))
+    if (record.kind == Record::Kind::LEFT_OVER)
+      share.roots.push_back(std::move(record.leftOver));
+  return share;
+}
+
+std::string nodeName() {
+  std::array<char, HOST_NAME_MAX + 1> name{};
+  return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "unknown";
+}
+
+}  // namespace orv::share
