@@ -35,6 +35,7 @@ CmdExecer::CmdExecer(const std::vector<std::string>& cmdArgs, std::string standa
   }
   for (const std::string& argument : cmdArgs)
     m_command += argument + " ";
+  // Appended to, because the files were made by the caller and bear its rights.
   m_command += ">>" + shellWord(m_standardOutput) + " 2>>" + shellWord(m_standardError);
 }
 

@@ -17,7 +17,6 @@
 #include "runtime/ut/Trace.h"
 
 namespace orv {
-
 namespace {
 
 constexpr std::chrono::milliseconds GROWTH{5};
@@ -77,6 +76,7 @@ int LogManager::append(std::string_view line) {
     TRACE(TR_MAX, "Exit %s, m_LogName not defined.", NAME);
     return ENOENT;
   }
+  // Opened for every line: a log that is moved away or purged meanwhile is made again.
   UniqueFd fd = openLog(m_LogName);
   if (fd)
     return appendTo(std::move(fd), line);
@@ -91,12 +91,14 @@ int LogManager::append(std::string_view line) {
 
 int LogManager::appendTo(UniqueFd fd, std::string_view line) {
   std::string whole;
+  // A line break first, or this line would end the one that a full disk cut off.
   if (m_mayBeCut && endsInACutLine(fd.get())) {
     whole.append("\n").append(line);
     line = whole;
   }
   int error = writeFully(fd.get(), line) ? 0 : errno;
   m_mayBeCut = error != 0;
+  // Kept for the time when no descriptor is left: then the log is needed most.
   if (UniqueFd spare(::fcntl(fd.get(), F_DUPFD_CLOEXEC, 0)); spare)
     m_spare = std::move(spare);
   // A network filesystem may tell only now that the line did not get there.
@@ -242,6 +244,7 @@ std::string openActivityLog(const CmdArgs& args, const std::string& defaultPath)
           errnoText(errno).c_str());
     return defaultPath;
   }
+  // Between two jobs that number the same log both would take one number.
   const LogLock lock(defaultPath);
   numberPlainLog(defaultPath, name);
   LogLimits limits = limitsOf(args);

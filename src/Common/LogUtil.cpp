@@ -179,6 +179,7 @@ void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumbe
   const int limit = byRunNumber ? limits.maxNumRuns : limits.maxNumLogs;
   if (limit <= 0)
     return;
+  // The file that is about to be made counts, too.
   const auto count = static_cast<long long>(files.size()) + (limits.newInstance ? 1 : 0);
   auto file = files.begin();
   for (long long excess = count - limit; excess > 0 && file != files.end(); --excess, ++file) {
@@ -200,6 +201,7 @@ void purgeJobFiles(const CmdArgs& args, const std::string& installLocation) {
     const std::string own =
         dir + "/" + jobFileName(args.jobName, args.jobRunNumber, args.sidRunNumber, kind.extension);
     NumberedFiles files = getMatchingFilesMap(dir, args.jobName, ALL_RUNS, "scan", kind.extension);
+    // The running job's own files of an earlier attempt are replaced by it, not purged under it.
     std::erase_if(files, [&own](const auto& file) { return file.second == own; });
     const std::string infoDir = installLocation + "/output/" + args.serverName + "/";
     purgeLogFiles(std::move(files), limits, true, [&](const std::string& file) {

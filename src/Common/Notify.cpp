@@ -36,6 +36,7 @@ constexpr const char* END_STAMP = "-jobendtimestamp";
 // The values of EXIT_CODE and END_STAMP are still to come.
 std::vector<std::string> notifyCommand(const CmdArgs& args, const std::string& installLocation,
                                        const std::string& startStamp) {
+  // The program writes a trace of its own: two processes in one file would cut each other's lines.
   const std::string traceName = args.debugfile.empty() ? "" : notifyTraceName(args.debugfile);
   // clang-format off
   const Option options[] = {

@@ -88,6 +88,7 @@ bool ResourceFile::makeSureItExists() const {
   if (isRegularFile(m_path))
     return true;
   if (::access(m_path.c_str(), F_OK) == 0) {
+    // Not deleted: somebody may have put something there by mistake.
     const std::string aside = m_path + ".invalid";
     TRACE(TR_ERROR, "%s is no file, moved to %s", m_path.c_str(), aside.c_str());
     if (std::rename(m_path.c_str(), aside.c_str()) != 0)
@@ -104,6 +105,7 @@ bool ResourceFile::makeSureItExists() const {
 
 std::optional<std::vector<ResourceRecord>> ResourceFile::read() const {
   std::optional<std::string> text = readWholeFile(m_path);
+  // Made by a job with a tighter umask: without the records nothing can be locked.
   if (!text && errno == EACCES && ::chmod(m_path.c_str(), 0644) == 0)
     text = readWholeFile(m_path);
   if (!text) {

@@ -47,6 +47,7 @@ std::set<std::pair<std::string, std::string>>& ownResources() {
 int codeOf(const ResourceRecord& record, const std::string& file, std::string& reason) {
   const char* name = record.resource.c_str();
   TRACE(TR_MAX, "found resource %s", name);
+  // In a container ids begin anew with every start: an own id does not say that the record is own.
   if (record.pid == ::getpid()) {
     if (ownResources().contains({file, record.resource})) {
       TRACE(TR_MAX, "resource %s is already locked by this process", name);
@@ -79,12 +80,14 @@ int addRecord(const ResourceFile& file, const std::string& name, std::string& re
     return record.resource == name && code == RESOURCE_LOCKED;
   });
   if (result != RESOURCE_LOCKED) {
+    // A leftover of a job that was killed while it wrote.
     file.removeTemporary();
     return result;
   }
   records->push_back({name, ::getpid()});
   if (!file.replace(*records))
     return failed(reason, "write " + file.path());
+  // Only once it stands in the file.
   ownResources().insert({file.path(), name});
   return RESOURCE_LOCKED;
 }
@@ -188,6 +191,7 @@ std::unique_ptr<Filelock> createResourceLockFile(int type, const std::string& in
     code = lock->lockFile();
   }
   if (code == Filelock::LOCKED) {
+    // For whoever waits in vain: a message can then say for whom.
     if (!lock->writeProcessId())
       TRACE(TR_ERROR, "write process id to %s: %s", name, errnoText(errno).c_str());
     return lock;

@@ -25,6 +25,7 @@ namespace orv {
 namespace {
 
 constexpr const char* ZENFS_CLUSTER_FILE = "/etc/zenfs/cluster";
+// Longest line of the table that is read; what is longer is reported and left out.
 constexpr std::size_t ENTRY_BUFFER_SIZE = 1025;
 
 // Types that are never scanned, in byte order for the binary search.
@@ -139,6 +140,7 @@ bool Mounts::readEntry() {
     }
     if (std::binary_search(EXCLUDED_TYPES.begin(), EXCLUDED_TYPES.end(),
                            std::string_view(entry.mnt_type))) {
+      // Kept, to tell whoever asks for it why it is not scanned.
       m_excluded[entry.mnt_dir] = entry.mnt_type;
       continue;
     }
@@ -206,6 +208,7 @@ int Mounts::statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeo
 void Mounts::setCapacity(const struct statvfs64& st, const MountEntry& entry,
                          Filesystem& filesystem) {
   traceFigures(st);
+  // Some network filesystems leave the fragment's size at 0.
   const std::uint64_t fragment = st.f_frsize != 0 ? st.f_frsize : st.f_bsize;
   if (std::find(TYPES_WITHOUT_INODES.begin(), TYPES_WITHOUT_INODES.end(), entry.type) ==
       TYPES_WITHOUT_INODES.end()) {

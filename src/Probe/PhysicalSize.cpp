@@ -50,6 +50,8 @@ std::int64_t extSize(const DeviceStart& start) {
   constexpr std::uint16_t magic = 0xEF53;
   constexpr std::uint32_t incompat64Bit = 0x80;
   constexpr std::uint32_t largestLogBlockSize = 6;  // 64 KiB
+  // Offsets and limits are those of the format on disk; every figure read is checked before use,
+  // for a device may hold anything.
   if (numberAt<std::uint16_t>(start, superblock + 0x38) != magic)
     return 0;
   const auto logBlockSize = numberAt<std::uint32_t>(start, superblock + 0x18);
@@ -74,6 +76,7 @@ std::int64_t fatSize(const DeviceStart& start) {
   if (!std::has_single_bit(sectorSize) || sectorSize < 512 || sectorSize > 4096 ||
       !std::has_single_bit(sectorsPerCluster) || reservedSectors == 0 || tables == 0)
     return 0;
+  // Small volumes have their size in the older, 16-bit field, all others 0 there.
   const std::uint32_t sectors = numberAt<std::uint16_t>(start, 19);
   return unitsOf(sectors != 0 ? sectors : numberAt<std::uint32_t>(start, 32), sectorSize);
 }
@@ -139,6 +142,7 @@ int GetPhysicalSize(const MountEntry& entry, Filesystem& filesystem) {
   for (const Kind& kind : KINDS) {
     if (!entry.type.starts_with(kind.prefix))
       continue;
+    // Never to wait: a name of the mount table may be a pipe or a terminal by now.
     const UniqueFd fd(::open(entry.source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!fd) {
       issueMessage(msg::STA0097E, {deviceAndError(entry.source)});

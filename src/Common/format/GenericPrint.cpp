@@ -57,6 +57,8 @@ GenericPrint::GenericPrint(const std::string& path, int format)
     TRACE(TR_ERROR, "create directory %s: %s", directory.c_str(), errnoText(error).c_str());
     return;
   }
+  // Beside its final name, on the same filesystem: it gets that in one step, and nobody reads half
+  // a result.
   UniqueFd fd = createFile(m_partPath);
   m_stream.reset(fd ? ::fdopen(fd.get(), "wb") : nullptr);
   if (m_stream)
@@ -111,6 +113,8 @@ void GenericPrint::writeLine(std::string&& line) {
   if (std::fwrite(line.data(), 1, line.size(), m_stream.get()) == line.size())
     return;
   noteLostWrite(errno);
+  // What follows may still fit, but a lost line means no result; the code is settled when the file
+  // is closed.
   std::clearerr(m_stream.get());
 }
 

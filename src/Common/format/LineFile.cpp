@@ -21,6 +21,7 @@ bool LineFile::open(const std::string& path) {
 bool LineFile::fill() {
   ssize_t got = 0;
   do {
+    // At the position and not at the descriptor's own: entities are read back and forth.
     got = ::pread(m_fd.get(), m_buffer.get(), BUFFER_SIZE, m_position);
   } while (got < 0 && errno == EINTR);
   m_begin = m_position;
@@ -44,6 +45,7 @@ LineFile::Read LineFile::next(std::string& line) {
     const auto* const found = static_cast<const char*>(std::memchr(from, '\n', available));
     isFound = found != nullptr;
     m_position = isFound ? m_begin + (found - m_buffer.get()) : m_end;
+    // Positions are kept in 32 bits by whoever asks for them.
     if (m_position >= MAX_POSITION)
       return Read::TOO_LARGE;
   }

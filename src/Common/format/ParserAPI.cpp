@@ -177,6 +177,7 @@ void ParserAPI::readHeader() {
       m_headerEnd = m_file.position();
       return;
     } else if (!line->empty()) {
+      // The first line counts where a tag declares its fields twice.
       m_headerTable.emplace(key, *line);
     }
   }
@@ -245,6 +246,7 @@ ParserAPI::Entity* ParserAPI::findNextEntity(Entity* ef) {
 
 HeaderArray ParserAPI::getEntityHeader(const std::string& name) {
   TRACE_METHOD("getEntityHeader(...)");
+  // Rows of one entity follow one another: the last header is mostly the one.
   if (m_header == m_headerTable.end() || m_header->first != name)
     m_header = m_headerTable.find(name);
   if (m_header == m_headerTable.end()) {
@@ -282,6 +284,7 @@ DataArray ParserAPI::getEntityData(Entity* e, int count) {
 
 bool ParserAPI::getEntityRow(Entity& e, std::vector<std::string>& row) {
   static constexpr const char* OPERATION = "getEntityData()";
+  // The file ends behind that row without a line break; another look would find it cut off.
   if (e.dataPointer == m_endOfLastRow)
     return false;
   seek(e.dataPointer, OPERATION);

@@ -33,6 +33,8 @@ int Filelock::lockFile() {
     return NOT_OPENED;
   }
   TRACE(TR_MAX, "locking file: %s", m_name.c_str());
+  // Of the process, not of the descriptor: it ends with the job however that ends, so no lock is
+  // ever stale.
   if (::lockf(fd.get(), F_TLOCK, 0) != 0) {
     if (lockedElsewhere(errno)) {
       TRACE(TR_MAX, "file already locked");
@@ -60,6 +62,7 @@ bool Filelock::writeProcessId() {
 }
 
 std::optional<int> Filelock::readProcessId() const {
+  // Through the own descriptor where there is one: closing another would release the lock.
   const UniqueFd opened(m_fd ? -1 : ::open(m_name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   char text[16];
   const ssize_t length = ::pread(m_fd ? m_fd.get() : opened.get(), text, sizeof text, 0);

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "Common/unix/pssignal.h"
 #include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
@@ -58,6 +59,7 @@ void complain(const char* what) noexcept {
   constexpr int WRITE_FLAGS = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NOCTTY;
   const std::string& out = output.standardOutput;
   const std::string& err = output.standardError;
+  // A group of its own: a time-out ends the program with all that it started.
   ::setpgid(0, 0);
   resetSignals();
   // First, so that a job that has used up its descriptors can still start a program.
@@ -76,22 +78,6 @@ void complain(const char* what) noexcept {
 
 // ---- the parent's side ----
 
-// Blocks every signal for a scope, so that none of the job's handlers runs in a forked child.
-class SignalsBlocked final {
- public:
-  SignalsBlocked() noexcept {
-    sigset_t all;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &m_old);
-  }
-  ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &m_old, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t m_old{};
-};
-
 pid_t waitRestarting(pid_t pid, int& status) noexcept {
   pid_t result = 0;
   do {
@@ -103,6 +89,7 @@ pid_t waitRestarting(pid_t pid, int& status) noexcept {
 // Forks and executes. A child that is given the very id that means "not started" is let go unused,
 // so that the caller can tell the two apart.
 pid_t forkProgram(char* const* arguments, const OutputFiles& output) {
+  // None of the job's handlers may run in the child.
   const SignalsBlocked guard;
   while (true) {
     const pid_t pid = ::fork();

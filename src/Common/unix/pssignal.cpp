@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/Text.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <csignal>
+
 namespace orv {
 
 // What the job makes of the process that it was started in, whatever its starter left it with.
@@ -33,5 +35,21 @@ void installSignalHandlers();
 // `traceCaughtSignal`; any other signal is left alone. It does nothing else, because it may have
 // interrupted the trace itself. It does not end the process.
 extern "C" void unxInterruptHandler(int signal);
+
+// Blocks every signal for a scope, on the calling thread and what is made of it meanwhile.
+class SignalsBlocked final {
+ public:
+  SignalsBlocked() noexcept {
+    sigset_t all;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &m_old);
+  }
+  ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &m_old, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t m_old{};
+};
 
 }  // namespace orv

@@ -83,6 +83,7 @@ int CuStatAccum::checkForFAT(const CuStatDef&, const Filesystem& fs) {
 }
 
 void CuStatAccum::push(std::unique_ptr<Accumulator> accumulator) {
+  // The list owns its elements from here on, until `releaseAccumulators`.
   accumulator->next = m_accumulators;
   m_accumulators = accumulator.release();
 }
@@ -106,6 +107,7 @@ void CuStatAccum::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
 bool CuStatAccum::isFirstName(const FileAttributes& info) {
   if (m_firstNames)
     return m_firstNames->isFirst(info);
+  // Inodes are enough: a walk stays on one filesystem, and the table lives as long as one tree.
   return m_inodeTable.insert(Inode{static_cast<std::int64_t>(info.faInodeNumber)});
 }
 

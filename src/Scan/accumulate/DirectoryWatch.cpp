@@ -102,6 +102,7 @@ void MonDirAccum::deliver() {
   else
     m_owner.push_front(std::make_unique<ResultsByFS>(m_filesystem, m_directory, takeResults()));
   releaseInodeTableMap();
+  // Inactive again, for the next directory of this level.
   m_directory.reset();
 }
 
@@ -149,6 +150,7 @@ void DirectoryWatch::addProfile(CuStatDef& profile, EntrySelection& selection) {
 }
 
 void DirectoryWatch::addDirectory(std::string_view path, std::int32_t mdsID) {
+  // Paths of the walk end without a "/", but for the root's.
   m_byPath[std::string(withoutTrailingSlash(path))].push_back(m_activators.size());
   m_activators.emplace_back(mdsID);
 }
@@ -186,6 +188,8 @@ void DirectoryWatch::activate(Scanner* scanner, FileAttributes* info) {
   for (const Mask& mask : m_masks) {
     if (!mask.pattern->matches(path))
       continue;
+    // Named ones and masks are merged by their places: results list specifications as they were
+    // added.
     for (; !places.empty() && places.front() < mask.activator; places = places.subspan(1))
       activateOne(places.front(), scanner, info);
     activateOne(mask.activator, scanner, info);

@@ -54,6 +54,7 @@ void TimeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
     return;
   }
   ++m_fileCount;
+  // Dates may lie anywhere: a sum that cannot grow any more spoils an average, one that wraps lies.
   addSaturating(m_ageSum, age);
   count(*m_record, ageBucket(age), pInfo->faLength);
 }

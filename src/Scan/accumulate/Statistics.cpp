@@ -25,6 +25,8 @@ struct Statistic {
 };
 
 template <typename RankingAccum, auto Count>
+// Each statistic is three things that differ by type only: the templates keep the table one row
+// each.
 constexpr Statistic ranking(const char* name) {
   return {name, [](const Request& r) { return r.profile.*Count > 0; },
           [](const Request& r) -> AccumulatorPtr {
@@ -44,6 +46,8 @@ template <typename AgeAccum, auto Switch, auto Slot, TimeDistType Type>
 constexpr Statistic ages(const char* name) {
   return {name, [](const Request& r) { return r.profile.*Switch; },
           [](const Request& r) -> AccumulatorPtr {
+            // The results own the record, the accumulator fills it: what was gathered outlives who
+            // gathered it.
             auto record = std::make_unique<STimeDist>();
             record->tdFilesystemID = r.filesystem.fsID;
             record->tdStatisticID = r.profile.sdID;
@@ -131,6 +135,8 @@ std::vector<AccumulatorPtr> makeAccumulators(const StatisticRequest& request) {
 bool isStatistic(const ListElement& element) noexcept {
   return element.accumulator() != nullptr &&
          std::any_of(std::begin(STATISTICS), std::end(STATISTICS), [&](const Statistic& row) {
+           // By name and not by type, so that an element of another class, whoever hung it in, is
+           // told apart.
            return std::string_view(row.name) == element.objectName();
          });
 }

@@ -16,6 +16,7 @@ namespace orv {
 namespace {
 
 void noteLargest(SUserOrGroup& record, std::int64_t length) noexcept {
+  // Nearly every file ends here.
   if (length <= record.sug2ndLargestSize)
     return;
   if (length > record.sugLargestSize) {
@@ -222,6 +223,7 @@ void FileTypeAccum::noteFirst(Counted& counted, const std::string& place, const 
 }
 
 FileTypeAccum::Counted& FileTypeAccum::summaryOf(std::string_view ext, const Scanner& scanner) {
+  // Files of one kind lie together: mostly it is the type of the entry before.
   if (m_last != nullptr && m_last->first == ext)
     return m_last->second;
   auto found = m_summaries.find(ext);
@@ -229,6 +231,7 @@ FileTypeAccum::Counted& FileTypeAccum::summaryOf(std::string_view ext, const Sca
     auto summary = std::make_unique<FileTypeSummary>();
     summary->profileID = m_proID;
     summary->filesystemID = scanner.filesystem().fsID;
+    // Numbered by the whole scan, so that a type has one number in all filesystems of the result.
     summary->fileType = &scanner.fileTypes().entry(ext);
     found = m_summaries.emplace(ext, Counted{std::move(summary), {}}).first;
   }

@@ -102,6 +102,7 @@ void AgentScan::inititializeObject(const HeaderArray& refHeaderArray,
   TRACE_METHOD("inititializeObject(...)");
   const std::vector<std::string>& row = firstRow(refDataArray);
   checkSizes(refHeaderArray, row);
+  // By place and name: this record alone does not take its columns in any order.
   for (std::size_t column = 0; column < std::size(ROWS) && column < row.size(); ++column)
     if (refHeaderArray[column] == ROWS[column].name)
       ROWS[column].read(*this, row[column]);
@@ -183,6 +184,7 @@ void AgentScan::setDirectories(std::unique_ptr<MonDirSpecList> directories) {
 }
 
 void AgentScan::addDirectory(std::unique_ptr<MonDirSpec> directory) {
+  // It may come from another chain, whose rest does not come with it.
   if (directory->getMdsNext() != nullptr)
     directory->setMdsNext(nullptr);
   if (!m_pDirectories.empty())

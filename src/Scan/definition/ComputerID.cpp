@@ -23,6 +23,7 @@ void ComputerID::load(const std::string& installLocation) {
   TRACE_METHOD("load(...)");
   cachedCID.reset();
   const std::string file = installLocation + "/config/computerid.dat";
+  // An agent without one is in order; only a file that is there and cannot be read is a fault.
   if (::access(file.c_str(), F_OK) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
     TRACE(TR_GENERAL, "no file %s: this computer has no identifier", file.c_str());
     return;

@@ -8,7 +8,6 @@
 #include "runtime/ut/Trace.h"
 
 namespace orv {
-
 namespace {
 
 // A 16-bit field that is set through its setter, which traces it.
@@ -126,6 +125,7 @@ constexpr Field<CuStatDef> text(std::string_view name) {
 }
 
 void readSummary(CuStatDef& profile, const std::string& value) {
+  // A number that is read and written as a flag: what builds the summary compares it with 1.
   bool wanted = profile.sdSummary != 0;
   parseFlag(value, wanted);
   profile.sdSummary = wanted ? 1 : 0;
@@ -221,6 +221,8 @@ void CuStatDef::parseWhereClause(const std::string& text) {
   if (text == "null")
     return;
   bool atTokenStart = true;
+  // The clause stands there with a blank behind each of its bytes; of more in one token only the
+  // first counts.
   for (const char c : text) {
     const bool isSeparator = c == ',' || c == ' ';
     if (!isSeparator && atTokenStart)

@@ -86,6 +86,7 @@ void DefinitionBuilder::forEachChild(Entity& entity, Handler handler) {
   std::vector<std::unique_ptr<Entity>> children;
   for (Entity* child : m_reader.getEntityChildren(&entity))
     children.emplace_back(child);
+  // The reader has told about it and gone on: half a job must not pass for the whole one.
   if (m_reader.hasLostChildren())
     throw std::bad_alloc();
   TRACE(TR_GENERAL, "found %zu to get the sub-level-entities", children.size());

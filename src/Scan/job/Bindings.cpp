@@ -16,7 +16,6 @@
 #include "runtime/ut/Trace.h"
 
 namespace orv {
-
 namespace {
 
 enum TypeCode : std::int64_t { DIRECTORIES_ONLY = 0, UNANNOUNCED = 3, LISTED_FILESYSTEMS = 4 };
@@ -63,11 +62,13 @@ const Tree* parseSelection(CuStatDef& profile, Bindings& bindings) {
 }
 
 void newFSAssoc(FSRef& ref, const Tree& tree) {
+  // More would not fit the numbers by which the walk keeps its matching actions.
   if (ref.assocs.size() == MAX_PROFILES) {
     ++ref.leftOutProfiles;
     return;
   }
   CuStatDef& profile = *tree.profile;
+  // Owned by the profile, which outlives the walk; the association only points to it.
   profile.sdResults.push_back(std::make_unique<ResultsByFS>(*ref.filesystem));
   ref.assocs.push_back({&profile, &tree, profile.sdResults.back().get()});
 }
@@ -86,74 +87,6 @@ const Tree* treeOf(const CuStatDef& profile, const Bindings& bindings) {
       return tree.get();
   return nullptr;
 }
-
-}  // namespace
-
-int bindProfiles(CuStatDef* profiles, Bindings& bindings) {
-  TRACE(TR_GENERAL,
-        "for(dCurrent = scanObject->asStats; dCurrent != NULL; dCurrent=dCurrent->sdNext)...");
-  int rc = 0;
-  Announcement announcement;
-  for (CuStatDef* profile = profiles; profile != nullptr; profile = profile->sdNext) {
-    if (!CommonAgentFactory::getCommonAgent()->isWindows)
-      profile->sdWinOnlyFileType = false;
-    const std::int64_t code = typeCode(*profile);
-    if (code == DIRECTORIES_ONLY)
-      continue;
-    const Tree* tree = parseSelection(*profile, bindings);
-    if (tree == nullptr) {
-      rc = SCAN_INCOMPLETE;
-      continue;
-    }
-    if (code == LISTED_FILESYSTEMS) {
-      bindListedFilesystems(*tree, bindings);
-    } else {
-      for (const auto& ref : bindings.refs)
-        newFSAssoc(*ref, *tree);
-    }
-    if (code != UNANNOUNCED)
-      announcement.add(*profile);
-    // Deliberate: results of filesystems name no clause.
-    profile->setWhereClause("");
-  }
-  announcement.issue(msg::STA0026I);
-  for (const auto& ref : bindings.refs) {
-    if (ref->leftOutProfiles == 0)
-      continue;
-    issueMessage(msg::STA0031E, {ref->filesystem->fsMountPoint, std::to_string(MAX_PROFILES),
-                                 std::to_string(ref->leftOutProfiles)});
-    rc = SCAN_INCOMPLETE;
-  }
-  return rc;
-}
-
-int bindDirectoryProfiles(CuStatDef* profiles, Bindings& bindings) {
-  TRACE_METHOD("bindDirectoryProfiles(...)");
-  if (std::ranges::all_of(bindings.refs, [](const auto& ref) { return ref->directories.empty(); }))
-    return 0;
-  int rc = 0;
-  Announcement announcement;
-  for (CuStatDef* profile = profiles; profile != nullptr; profile = profile->sdNext) {
-    const std::int64_t code = typeCode(*profile);
-    if (code != DIRECTORIES_ONLY && code != UNANNOUNCED)
-      continue;
-    const Tree* tree = code == UNANNOUNCED ? treeOf(*profile, bindings)  //
-                                           : parseSelection(*profile, bindings);
-    if (tree == nullptr) {
-      rc = SCAN_INCOMPLETE;
-      continue;
-    }
-    TRACE(TR_GENERAL, "selection for monitored directories: %s",
-          code == UNANNOUNCED ? "(DIR STAT)" : profileName(*profile).c_str());
-    bindings.directoryProfiles.push_back(tree);
-    if (code == DIRECTORIES_ONLY)
-      announcement.add(*profile);
-  }
-  announcement.issue(msg::STA0027I);
-  return rc;
-}
-
-namespace {
 
 // The computer that a filesystem belongs to: its filer, or this one; -1 when that is not known.
 std::int32_t owningComputer(const Filesystem& filesystem) {
@@ -218,6 +151,72 @@ void bindDirectory(FSRef& ref, MonDirSpec& dirSpec,
 
 }  // namespace
 
+int bindProfiles(CuStatDef* profiles, Bindings& bindings) {
+  TRACE(TR_GENERAL,
+        "for(dCurrent = scanObject->asStats; dCurrent != NULL; dCurrent=dCurrent->sdNext)...");
+  int rc = 0;
+  Announcement announcement;
+  for (CuStatDef* profile = profiles; profile != nullptr; profile = profile->sdNext) {
+    if (!CommonAgentFactory::getCommonAgent()->isWindows)
+      profile->sdWinOnlyFileType = false;
+    const std::int64_t code = typeCode(*profile);
+    if (code == DIRECTORIES_ONLY)
+      continue;
+    const Tree* tree = parseSelection(*profile, bindings);
+    if (tree == nullptr) {
+      rc = SCAN_INCOMPLETE;
+      continue;
+    }
+    if (code == LISTED_FILESYSTEMS) {
+      bindListedFilesystems(*tree, bindings);
+    } else {
+      for (const auto& ref : bindings.refs)
+        newFSAssoc(*ref, *tree);
+    }
+    if (code != UNANNOUNCED)
+      announcement.add(*profile);
+    // Deliberate: results of filesystems name no clause.
+    profile->setWhereClause("");
+  }
+  announcement.issue(msg::STA0026I);
+  for (const auto& ref : bindings.refs) {
+    if (ref->leftOutProfiles == 0)
+      continue;
+    issueMessage(msg::STA0031E, {ref->filesystem->fsMountPoint, std::to_string(MAX_PROFILES),
+                                 std::to_string(ref->leftOutProfiles)});
+    rc = SCAN_INCOMPLETE;
+  }
+  return rc;
+}
+
+int bindDirectoryProfiles(CuStatDef* profiles, Bindings& bindings) {
+  TRACE_METHOD("bindDirectoryProfiles(...)");
+  if (std::ranges::all_of(bindings.refs, [](const auto& ref) { return ref->directories.empty(); }))
+    return 0;
+  int rc = 0;
+  Announcement announcement;
+  for (CuStatDef* profile = profiles; profile != nullptr; profile = profile->sdNext) {
+    const std::int64_t code = typeCode(*profile);
+    if (code != DIRECTORIES_ONLY && code != UNANNOUNCED)
+      continue;
+    // One that also serves filesystems was parsed with those, and its clause is gone from the
+    // record by now.
+    const Tree* tree = code == UNANNOUNCED ? treeOf(*profile, bindings)  //
+                                           : parseSelection(*profile, bindings);
+    if (tree == nullptr) {
+      rc = SCAN_INCOMPLETE;
+      continue;
+    }
+    TRACE(TR_GENERAL, "selection for monitored directories: %s",
+          code == UNANNOUNCED ? "(DIR STAT)" : profileName(*profile).c_str());
+    bindings.directoryProfiles.push_back(tree);
+    if (code == DIRECTORIES_ONLY)
+      announcement.add(*profile);
+  }
+  announcement.issue(msg::STA0027I);
+  return rc;
+}
+
 int bindDirectories(MonDirSpec* directories, Bindings& bindings) {
   // Also without a directory: what a result calls a filesystem does not depend on what else the job
   // asks for.
@@ -227,6 +226,7 @@ int bindDirectories(MonDirSpec* directories, Bindings& bindings) {
   TRACE(TR_GENERAL, "while ( dirSpec != NULL )...");
   int rc = 0;
   for (MonDirSpec* dirSpec = directories; dirSpec != nullptr; dirSpec = dirSpec->getMdsNext()) {
+    // Definitions may come from hosts that divide paths otherwise.
     dirSpec->setMdsPath(replaceDelimiter(dirSpec->getMdsPath()));
     maskedPath(*dirSpec);
     std::shared_ptr<const PathPattern> mask;

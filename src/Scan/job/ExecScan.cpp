@@ -36,8 +36,10 @@ constexpr int RC_NO_INSTALL_LOCATION = 72;
 constexpr int RC_NO_TRACE = 30;
 constexpr int RC_SCAN_FAILED = 8;
 constexpr int RC_WRITE_FAILED = 9;
+// Above it a job has no result: the agent would take what there is for a whole one.
 constexpr int RC_LARGEST_WITH_RESULT = 7;
 
+// A full trace of one large tree would otherwise fill the disk that the agent lives on.
 constexpr int DEFAULT_TRACE_KB = 10'000;
 constexpr std::size_t LIST_INDENTATION = 25;
 
@@ -55,13 +57,17 @@ ExecScan::~ExecScan() = default;
 int ExecScan::run(int argc, const char* const* argv) noexcept {
   setUpProcess();
   attempt("start", [&] { begin(argc, argv); });
+  // The agent waits for the byte: it comes also when the start fell over on the way.
   if (!m_statusReported) {
     reportStatus();
     if (m_isParsed && m_rc == RC_SCAN_FAILED)
       attempt("notify the agent", [this] { notifyOfFailedStart(); });
   }
+  // A job that was not started has no files to read or remove, and nobody was told that it would
+  // end.
   if (m_isStarted) {
     attempt("read its definition", [this] { readDefinition(); });
+    // Without a definition nothing is locked and no result begun, so there is nothing to settle.
     if (m_definitionRead) {
       attempt("scan", [this] { scanAll(); });
       attempt("settle its result", [this] { settleResult(); });
@@ -105,6 +111,8 @@ void ExecScan::raise(int rc) noexcept {
 }
 
 void ExecScan::begin(int argc, const char* const* argv) {
+  // In this order: the catalog lies where the command line says, its faults are messages of the
+  // catalog, and whether there is a trace is one of its options.
   m_args = std::make_unique<CmdArgs>(argc, argv, SCAN_COMMAND_NUMBER);
   openCatalog();
   parseCommandLine();
@@ -133,6 +141,7 @@ void ExecScan::parseCommandLine() {
       takeAgentDescriptors(m_args->agentDescriptor, m_args->statusDescriptor);
   const std::string path =
       m_args->logname.empty() ? m_installLocation + "/log/scan.log" : m_args->logname;
+  // Numbers and limits of logs come from the command line: a faulty one, half read, purges none.
   const bool ownLog = !m_args->logname.empty() || m_rc != 0;
   m_messageLog = std::make_unique<MessageLog>(
       m_catalog, std::make_unique<LogManager>(ownLog ? path : openActivityLog(*m_args, path)));
@@ -147,6 +156,7 @@ void ExecScan::openTrace() {
   if (m_rc != 0 || m_args->debugMode.empty())
     return;
   const std::string& file = m_args->debugfile;
+  // A limit that is given without a value arrives as -1.
   const int limitKb = m_args->maxLogSize == 0 ? DEFAULT_TRACE_KB : m_args->maxLogSize / 1024;
   if (makePath(parentDirectory(file)) &&
       trace::open(file, m_args->debugMode, std::max(limitKb, 1), true))
@@ -158,6 +168,8 @@ void ExecScan::openTrace() {
 // Steps between the trace and the definition.
 void ExecScan::start() {
   TRACE(TR_ENTER, "Enter: %s", "startScan(...)");
+  // From here on a signal ends the job in order; before, there is nothing that it could leave
+  // behind.
   installSignalHandlers();
   if (m_args->mode == CmdArgs::MODE_VERSION) {
     m_statusReported = true;
@@ -174,6 +186,7 @@ void ExecScan::start() {
   if (m_rc != 0)
     return;
   m_isStarted = true;
+  // Before the job writes anything: later it could not be told from a result delivered meanwhile.
   m_earlierResult = identityOf(m_output);
   issueMessage(msg::AGT0146I, {m_args->jobName});
   purgeJobFiles(*m_args, m_installLocation);
@@ -185,6 +198,7 @@ void ExecScan::reportStatus() noexcept {
   const int descriptor = m_args ? m_args->statusDescriptor : -1;
   if (descriptor < 0)
     return;
+  // One byte, written once: a failure behind it reaches the agent with the notification only.
   const char status = m_rc == 0 ? '1' : '3';
   if (writeFully(descriptor, std::string_view(&status, 1)))
     TRACE(TR_GENERAL, "Successfully sent status to agent: %c", status);
@@ -197,6 +211,7 @@ void ExecScan::readDefinition() {
   TRACE(TR_GENERAL, "---- initializing ParserAPI ----");
   TRACE(TR_GENERAL, "fileName = %s", m_definition.c_str());
   try {
+    // Owned here: the scan works on its objects, and the locks are given back by them.
     m_agentScan = std::make_unique<AgentScan>();
     DefinitionBuilder(m_definition, *m_agentScan).build();
     m_definitionRead = true;
@@ -262,16 +277,19 @@ void ExecScan::scanFilesystems() {
   ComputerID::load(m_installLocation);
   m_filesystemScan = std::make_unique<FilesystemScan>(scanOptionsOfEnvironment());
   m_print = std::make_unique<GenericPrint>(m_output);
+  // Now, and not after hours of scanning that nobody would see the figures of.
   if (!m_print->isOpen())
     throw new ORVIOException("create the directory of " + m_output);
   m_filesystemScan->setGenericPrint(m_print.get());
   m_filesystemScan->setUnlocker([this](const Filesystem& fs) { unlockFilesystem(fs); });
   m_agentScan->printHeader(*m_print);
+  // The job's own record goes first; each filesystem follows as its walk ends.
   m_print->printBegin(DATA_SECTION);
   m_agentScan->printJob(*m_print);
   m_rc = m_filesystemScan->doScan(m_agentScan.get(), m_args->nfsTimeout);
   m_print->printEnd(DATA_SECTION);
   m_scanRan = true;
+  // Before the result gets its name: whoever finds it finds the code that goes with it.
   raiseForLostMessages();
   if (m_rc > RC_LARGEST_WITH_RESULT)
     m_print->discard();
@@ -302,7 +320,9 @@ void ExecScan::lock() {
         lockResource(m_installLocation, resourceName(*filesystem), SCAN_RESOURCE, &reason);
     if (code == RESOURCE_LOCKED)
       continue;
+    // The lock file is waited for: a job that was stopped there is stopped, not locked out.
     throwIfStopped();
+    // Two filesystems of one number would give back each other's lock.
     if (code == RESOURCE_ALREADY_HELD)
       reason = formatText("the job names two filesystems with the fsID %d", filesystem->fsID);
     issueMessage(msg::STA0531E, {filesystem->fsMountPoint, reason});
@@ -362,6 +382,7 @@ void ExecScan::reportDelivery() const noexcept {
 
 void ExecScan::notify() {
   const std::string endStamp = timeStamp();
+  // Only when the agent could not be told: it learns the outcome from the file then.
   if (m_notification->send(m_rc, endStamp) != 0 && m_jobFileMade)
     updateJobFile(m_jobInfo, m_rc, endStamp);
 }
@@ -373,11 +394,14 @@ void ExecScan::notifyOfFailedStart() const {
 }
 
 void ExecScan::removeDefinition() const {
+  // A job that is traced in full keeps it, so that the very run can be repeated.
   if (!trace::isOn(TR_ENTER) && psFileExists(m_definition))
     psRemoveFile(m_definition);
 }
 
 void ExecScan::cleanUp() noexcept {
+  // The log before the catalog that its texts come from, the trace last: all the others write to
+  // it.
   m_args.reset();
   m_messageLog.reset();
   m_filesystemScan.reset();

@@ -98,6 +98,7 @@ int FilesystemScan::prepare(AgentScan& job) {
           "(if(!CommonAgentFactory::getCommonAgent()->isWindows)) == TRUE. Calling "
           "<makeMountsMap(...)> ...");
     m_mountTree = MountTree::read();
+    // The code is told and not used: an empty map says all that matters.
     const int mountsCode = makeMountsMap(m_mounts);
     TRACE(TR_GENERAL, "Call to <makeMountsMap> finished. Return code = %d.", mountsCode);
   }
@@ -172,6 +173,7 @@ bool FilesystemScan::handleMounts(MountsMap& map) {
   while (mounts.nextMount()) {
     const MountEntry& entry = mounts.current();
     map[entry.mountPoint] = entry;
+    // A definition may name a network filesystem by its source: "host:export" stands for the mount.
     if (isNetworkSource(entry.source))
       map[entry.source] = entry;
   }
@@ -217,6 +219,7 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
   }
   ref->filesystem = &filesystem;
   ref->mountPoint = entry->mountPoint;
+  // Two records of one number were refused when the driver locked them, so none is lost here.
   m_bindings.refsByID[filesystem.fsID] = ref.get();
   m_bindings.refs.push_back(std::move(ref));
   ++m_scannedCount;
@@ -226,6 +229,7 @@ void FilesystemScan::matchFilesystem(Filesystem& filesystem) {
 bool FilesystemScan::examine(const MountEntry& entry, Filesystem& filesystem, MountRoot& root) {
   const std::string& mountPoint = entry.mountPoint;
   std::string reason;
+  // First of all: under a hidden mount point it is the other filesystem that would answer.
   if (const std::string other = m_mountTree.hiddenBy(mountPoint); !other.empty()) {
     reason = "the filesystem mounted later on " + other + " hides it";
   } else if (Mounts::statFS(entry, filesystem, m_nfsTimeout, m_statThread) != 0) {
@@ -243,6 +247,7 @@ bool FilesystemScan::examine(const MountEntry& entry, Filesystem& filesystem, Mo
 }
 
 const MountEntry* FilesystemScan::findMount(const Filesystem& filesystem) const {
+  // The first that is mounted counts: the names come from the most to the least exact.
   for (const std::string& candidate : mountCandidates(filesystem)) {
     const auto found = m_mounts.find(candidate);
     if (found != m_mounts.end())
@@ -271,10 +276,12 @@ std::unique_ptr<DirectoryWatch> makeWatch(const FSRef& ref, const Bindings& bind
 
 void FilesystemScan::walkFilesystem(FSRef& ref) {
   issueMessage(msg::STA0025I, {qualifiedFSName(ref.filesystem)});
+  // A directory service that was away during one filesystem may be back for the next.
   m_userTable.retryFailures();
   const int result = m_options.spread.work.empty() ? runScanner(ref) : runSpread(ref);
   reportFailedLookups(ref);
   const bool failed = result > SCAN_INCOMPLETE || result < 0;
+  // One filesystem that failed is one that is left out: the job goes on with the others.
   raise(failed ? SCAN_INCOMPLETE : result);
   // Before giving up: a missing summary must raise the code also where the walk failed.
   copyCapacity(ref);
@@ -291,6 +298,7 @@ int FilesystemScan::runScanner(FSRef& ref) {
   std::vector<std::unique_ptr<CuStatAccum>> containers;
   std::vector<SelectedAction> actions;
   for (const Assoc& assoc : ref.assocs) {
+    // A container each, also for profiles that gather the same: their clauses admit other entries.
     containers.push_back(std::make_unique<CuStatAccum>());
     containers.back()->buildAccum(*assoc.profile, *ref.filesystem);
     actions.push_back({containers.back().get(), &selections.of(*assoc.tree)});
@@ -300,9 +308,9 @@ int FilesystemScan::runScanner(FSRef& ref) {
   if (watch)
     actions.push_back({watch.get(), nullptr});
   WalkOptions options{m_nfsTimeout, m_options.walkThreads, {}, &m_statThread, ref.root};
+  // A filer's export is known to the server by another path than the one it is mounted at here.
   if (ref.filesystem->nasFiler)
     options.localRoot = ref.mountPoint;
-  // A filer's export is known to the server by another path than the one it is mounted at here.
   ScannerUnix scanner(*ref.filesystem, std::move(actions), m_userTable, m_fileTypes,
                       std::move(options));
   scanner.setProgress(m_progress.get());
@@ -349,6 +357,7 @@ void FilesystemScan::giveUp(FSRef& ref) {
 }
 
 void FilesystemScan::removeReferencesTo(FSRef& ref) {
+  // The results of the other filesystems stay: they were printed, or still will be.
   const auto isOfFilesystem = [&ref](const auto& results) {
     return &results->filesystem() == ref.filesystem;
   };
@@ -386,6 +395,7 @@ void FilesystemScan::printDirectoryResults(GenericPrint& print, const FSRef& ref
 }
 
 int FilesystemScan::lock(const AgentScan*) {
+  // The driver has locked all filesystems before it gets here, and unlocks them after.
   TRACE(TR_GENERAL, "WARNING: Nothing implemented in body of FilesystemScan::lock().");
   return 0;
 }
@@ -406,6 +416,7 @@ void FilesystemScan::unlockOne(const Filesystem* pFilesystem) const {
 
 void FilesystemScan::restoreFakes() {
   for (Filesystem* filesystem : m_fakes) {
+    // It was scanned as what is mounted there; whoever sent the definition gets it back as it was.
     filesystem->fsType = Filesystem::TYPE_FAKE;
     filesystem->fsCapacity = 0;
     filesystem->fsFreeSpace = 0;

@@ -10,7 +10,6 @@
 #include "runtime/ut/Trace.h"
 
 namespace orv {
-
 namespace {
 
 template <typename Record>
@@ -46,6 +45,8 @@ const FileType* identityOf(const FileTypeSummary& record) {
 template <typename Record>
 void printIdentities(GenericPrint& print, const char* slot, const RecordChain<Record>& chain) {
   using Identity = decltype(identityOf(*chain.head()));
+  // Owners, groups and types are printed with the records that count for them: a reader needs
+  // nothing from another place of the result.
   if constexpr (!std::is_same_v<Identity, std::nullptr_t>)
     printEntity(print, std::remove_pointer_t<Identity>::ENTITY_NAME, slot, [&] {
       for (const Record* record = chain.head(); record != nullptr; record = record->next.get())
@@ -104,6 +105,11 @@ constexpr Slot SLOTS[] = {
 };
 // clang-format on
 
+// The mdsID that a monitored directory goes by: its first specification.
+std::int32_t mdsIDOf(const SMonDir& monDir) {
+  return monDir.smDirSpecs.empty() ? 0 : monDir.smDirSpecs.front();
+}
+
 }  // namespace
 
 void CuStatResults::printHeader(GenericPrint& print) {
@@ -117,6 +123,7 @@ void CuStatResults::printData(GenericPrint& print) const {
   TRACE_METHOD("printData(...)");
   std::vector<std::string> values{std::to_string(srID)};
   for (const Slot& row : SLOTS)
+    // The counts go first: a reader knows what follows before it comes.
     values.push_back(std::to_string(row.count(*this)));
 
   print.printBegin(ENTITY_NAME);
@@ -126,15 +133,6 @@ void CuStatResults::printData(GenericPrint& print) const {
       row.print(*this, print, row.name);
   print.printEnd(ENTITY_NAME);
 }
-
-namespace {
-
-// The mdsID that a monitored directory goes by: its first specification.
-std::int32_t mdsIDOf(const SMonDir& monDir) {
-  return monDir.smDirSpecs.empty() ? 0 : monDir.smDirSpecs.front();
-}
-
-}  // namespace
 
 ResultsByFS::ResultsByFS(const Filesystem& filesystem, std::shared_ptr<const SMonDir> monDir,
                          std::unique_ptr<CuStatResults> results) noexcept

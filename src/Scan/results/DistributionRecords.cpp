@@ -4,7 +4,6 @@
 #include "Common/format/GenericPrint.h"
 
 namespace orv {
-
 namespace {
 
 using Buckets = std::array<std::int64_t, SizeRanges::BUCKETS>;

@@ -5,7 +5,6 @@
 #include "Probe/Filesystem.h"
 
 namespace orv {
-
 namespace {
 
 // clang-format off

@@ -6,7 +6,6 @@
 #include "Scan/entry/UserTable.h"
 
 namespace orv {
-
 namespace {
 
 // clang-format off
@@ -26,30 +25,6 @@ constexpr Column<SSummary> SUMMARY_COLUMNS[] = {
     column<SSummary, &SSummary::sumDirectoryCount>("sumDirectoryCount"),
 };
 // clang-format on
-
-}  // namespace
-
-void SSummaryHist::printHeader(GenericPrint& print) {
-  print.printHeaderLine(columnNames<SSummaryHist>(SUMMARY_HIST_COLUMNS));
-}
-
-void SSummaryHist::printData(GenericPrint& print) const {
-  print.printDataLine(columnTexts<SSummaryHist>(SUMMARY_HIST_COLUMNS, *this));
-}
-
-void SSummary::printHeader(GenericPrint& print) {
-  std::vector<std::string> names = columnNames<SSummaryHist>(SUMMARY_HIST_COLUMNS);
-  appendColumnNames<SSummary>(SUMMARY_COLUMNS, names);
-  print.printHeaderLine(names);
-}
-
-void SSummary::printData(GenericPrint& print) const {
-  std::vector<std::string> values = columnTexts<SSummaryHist>(SUMMARY_HIST_COLUMNS, *this);
-  appendColumnTexts<SSummary>(SUMMARY_COLUMNS, *this, values);
-  print.printDataLine(values);
-}
-
-namespace {
 
 std::string identityText(const SUGHist& record) {
   return record.sugIdentity == nullptr
@@ -79,30 +54,6 @@ constexpr Column<SUserOrGroup> OWNER_COLUMNS[] = {
 };
 // clang-format on
 
-}  // namespace
-
-void SUGHist::printHeader(GenericPrint& print) {
-  print.printHeaderLine(columnNames<SUGHist>(OWNER_HIST_COLUMNS));
-}
-
-void SUGHist::printData(GenericPrint& print) const {
-  print.printDataLine(columnTexts<SUGHist>(OWNER_HIST_COLUMNS, *this));
-}
-
-void SUserOrGroup::printHeader(GenericPrint& print) {
-  std::vector<std::string> names = columnNames<SUGHist>(OWNER_HIST_COLUMNS);
-  appendColumnNames<SUserOrGroup>(OWNER_COLUMNS, names);
-  print.printHeaderLine(names);
-}
-
-void SUserOrGroup::printData(GenericPrint& print) const {
-  std::vector<std::string> values = columnTexts<SUGHist>(OWNER_HIST_COLUMNS, *this);
-  appendColumnTexts<SUserOrGroup>(OWNER_COLUMNS, *this, values);
-  print.printDataLine(values);
-}
-
-namespace {
-
 std::string typeText(const FileTypeSummary& record) {
   return record.fileType == nullptr ? std::string() : std::to_string(record.fileType->fptID);
 }
@@ -123,6 +74,46 @@ constexpr Column<FileTypeSummary> TYPE_COLUMNS[] = {
 // clang-format on
 
 }  // namespace
+
+void SSummaryHist::printHeader(GenericPrint& print) {
+  print.printHeaderLine(columnNames<SSummaryHist>(SUMMARY_HIST_COLUMNS));
+}
+
+void SSummaryHist::printData(GenericPrint& print) const {
+  print.printDataLine(columnTexts<SSummaryHist>(SUMMARY_HIST_COLUMNS, *this));
+}
+
+void SSummary::printHeader(GenericPrint& print) {
+  std::vector<std::string> names = columnNames<SSummaryHist>(SUMMARY_HIST_COLUMNS);
+  appendColumnNames<SSummary>(SUMMARY_COLUMNS, names);
+  print.printHeaderLine(names);
+}
+
+void SSummary::printData(GenericPrint& print) const {
+  std::vector<std::string> values = columnTexts<SSummaryHist>(SUMMARY_HIST_COLUMNS, *this);
+  appendColumnTexts<SSummary>(SUMMARY_COLUMNS, *this, values);
+  print.printDataLine(values);
+}
+
+void SUGHist::printHeader(GenericPrint& print) {
+  print.printHeaderLine(columnNames<SUGHist>(OWNER_HIST_COLUMNS));
+}
+
+void SUGHist::printData(GenericPrint& print) const {
+  print.printDataLine(columnTexts<SUGHist>(OWNER_HIST_COLUMNS, *this));
+}
+
+void SUserOrGroup::printHeader(GenericPrint& print) {
+  std::vector<std::string> names = columnNames<SUGHist>(OWNER_HIST_COLUMNS);
+  appendColumnNames<SUserOrGroup>(OWNER_COLUMNS, names);
+  print.printHeaderLine(names);
+}
+
+void SUserOrGroup::printData(GenericPrint& print) const {
+  std::vector<std::string> values = columnTexts<SUGHist>(OWNER_HIST_COLUMNS, *this);
+  appendColumnTexts<SUserOrGroup>(OWNER_COLUMNS, *this, values);
+  print.printDataLine(values);
+}
 
 void History::printHeader(GenericPrint& print) {
   print.printHeaderLine(columnNames<History>(HISTORY_COLUMNS));

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 namespace orv {
-
 namespace {
 
 using Kind = GlobPiece::Kind;
@@ -18,6 +17,7 @@ constexpr std::string_view TO_ESCAPE = ".$^";
 class GlobReader final {
  public:
   explicit GlobReader(std::string_view glob) : m_glob(glob) {
+    // Definitions write a path's separator either way, so the sign that escapes is "&".
     std::replace(m_glob.begin(), m_glob.end(), '\\', '/');
     std::replace(m_glob.begin(), m_glob.end(), '&', '\\');
   }
@@ -31,6 +31,7 @@ class GlobReader final {
  private:
   void readPiece() {
     const char c = m_glob[m_at];
+    // Only as a whole component: "%" in a name is a letter like others.
     if (c == '%' && atComponentStart() && m_glob.substr(m_at, 2) == "%/")
       return readDirectories();
     if (c == '[')

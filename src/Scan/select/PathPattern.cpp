@@ -8,12 +8,12 @@
 #include "runtime/ut/Trace.h"
 
 namespace orv {
-
 namespace {
 
 using Kind = GlobPiece::Kind;
 using Pieces = std::vector<GlobPiece>;
 
+// What plain comparisons decide, as nearly all patterns that people write; nothing for the others.
 std::optional<PathPattern::Shape> shapeOf(const Pieces& pieces) {
   PathPattern::Shape shape;
   std::string run;
@@ -148,6 +148,7 @@ bool hasLiterals(const PathPattern::Literals& literals, std::string_view text) {
     return false;
   text = text.substr(literals.prefix.size(),
                      text.size() - literals.prefix.size() - literals.suffix.size());
+  // In order and without overlap: the first place of each leaves the most room to those behind.
   for (const std::string& infix : literals.infixes) {
     const std::size_t at = text.find(infix);
     if (at == std::string_view::npos)
@@ -164,6 +165,7 @@ std::unique_ptr<PathPattern> PathPattern::compile(std::string_view glob, Pattern
   TRACE_METHOD("PathPattern::compile(...)");
   std::string effective(glob);
   if (scope == PatternScope::PATH && !startsWithAny(glob, {"/", "\\", "%/", "%\\"}))
+    // A path that does not say where it begins may begin anywhere.
     effective.insert(0, "%/");
   const Pieces pieces = globPieces(effective);
   std::unique_ptr<PathPattern> pattern(new PathPattern);
@@ -174,6 +176,7 @@ std::unique_ptr<PathPattern> PathPattern::compile(std::string_view glob, Pattern
   pattern->m_shape = shapeOf(pieces);
   if (pattern->m_shape)
     return pattern;
+  // Asked before the expression: most paths lack one of its literal parts.
   pattern->m_literals = literalsOf(pieces);
   pattern->m_regex = BasicRegex::compile(pattern->m_expression, error);
   return pattern->m_regex != nullptr ? std::move(pattern) : nullptr;

@@ -8,7 +8,6 @@
 #include "runtime/ut/Trace.h"
 
 namespace orv {
-
 namespace {
 
 constexpr std::int64_t DAY = 86400;

@@ -6,7 +6,6 @@
 #include "Scan/entry/UserTable.h"
 
 namespace orv {
-
 namespace {
 
 constexpr std::int64_t MS_PER_SECOND = 1000;
@@ -24,6 +23,7 @@ int costOfAll(const std::vector<ClauseNodePtr>& nodes) {
 
 std::int64_t wholeSeconds(std::int64_t milliseconds) {
   const std::int64_t seconds = milliseconds / MS_PER_SECOND;
+  // Down also before 1970, so that every second is as long.
   return milliseconds % MS_PER_SECOND < 0 ? seconds - 1 : seconds;
 }
 
@@ -44,6 +44,7 @@ std::int64_t figureOf(const FileAttributes& info, Figure figure) {
 
 std::string_view pathOf(const FileAttributes& info) {
   std::string_view path = info.faName;
+  // The root's name ends with a "/", and patterns are written without.
   if (path.size() > 1 && path.ends_with('/'))
     path.remove_suffix(1);
   return path;
@@ -139,6 +140,7 @@ bool PatternNode::matches(const FileAttributes& info, const SelectContext& /*con
 
 int PatternNode::cost() const {
   const bool path = m_scope == PatternScope::PATH;
+  // Far above all other tests: an expression looks at every byte, and a path has more of them.
   return m_pattern->usesRegex() ? (path ? 200 : 100) : (path ? 12 : 10);
 }
 

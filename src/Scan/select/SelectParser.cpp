@@ -10,7 +10,6 @@
 #include "runtime/ut/Trace.h"
 
 namespace orv {
-
 namespace {
 
 struct Operator {
@@ -96,6 +95,7 @@ class Parse final {
   // One or more parts joined by the sign; a single one stands for itself.
   template <typename Node>
   ClauseNodePtr chain(std::string_view sign, ClauseNodePtr (Parse::*part)()) {
+    // Joined flat and not in pairs, so that any number of tests nests no deeper than one.
     std::vector<ClauseNodePtr> parts;
     do
       parts.push_back((this->*part)());
@@ -110,6 +110,7 @@ class Parse final {
     const bool negation = m_cursor.take("!");
     if (!negation && !m_cursor.take("("))
       return test();
+    // Parsing and asking go down by recursion: the text must not decide how deep the stack gets.
     if (++m_nesting > SelectParser::MAX_NESTING) {
       m_cursor.fail(from, "at most " + std::to_string(SelectParser::MAX_NESTING) +
                               " \"(\" and \"!\" inside one another");
@@ -143,6 +144,7 @@ class Parse final {
         continue;
       const std::size_t from = m_cursor.at();
       auto value = read(m_cursor);
+      // Numbers of links have no range: see the grammar.
       if (value && value->measure != Measure::COUNT && comparison == Comparison::EQUAL &&
           m_cursor.peek() == '.')
         value = upperEnd(*value, m_cursor.since(from), read);
@@ -165,6 +167,7 @@ class Parse final {
     const auto upper = read(m_cursor);
     if (!upper)
       return std::nullopt;
+    // An age counts back from the scan's start, a date does not: between them there is no order.
     if (upper->measure != lower.measure) {
       m_cursor.fail(from, std::string(lower.measure == Measure::AGE ? "an age" : "a date") +
                               " like the lower end " + shownInError(text));
@@ -227,8 +230,10 @@ class Parse final {
     const std::size_t from = m_cursor.at();
     std::uint32_t types = 0;
     for (const char letter : m_cursor.takeLetters()) {
+      // Bit 0x20 makes a small letter of a capital one.
       const auto* row = std::ranges::find(TYPE_LETTERS, letter | 0x20, &Letter::letter);
       if (row == std::end(TYPE_LETTERS)) {
+        // One letter that is none makes the word mistyped, not a shorter list.
         types = 0;
         break;
       }

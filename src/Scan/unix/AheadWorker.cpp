@@ -24,6 +24,7 @@ void AheadWorker::read(AheadStep& step) noexcept {
   try {
     if (!step.opened)
       directory.openError = open(step);
+    // The last of the siblings that lets go of their directory closes it.
     directory.parent.reset();
     if (!step.opened)
       return;
@@ -31,11 +32,13 @@ void AheadWorker::read(AheadStep& step) noexcept {
     keepNames(step);
     if (!m_list.atEnd()) {
       step.next = std::make_unique<AheadStep>(directory);
+      // The rest is read through the same descriptor, whose position is behind what was read.
       step.next->opened = step.opened;
     }
   } catch (const std::bad_alloc&) {
     step.count = 0;
     step.next.reset();
+    // The walk reports it when it gets there, as an error of this directory.
     directory.readError = ENOMEM;
   }
 }
@@ -73,6 +76,7 @@ void AheadWorker::keepNames(AheadStep& step) const {
     return;
   step.entries = std::make_unique_for_overwrite<AheadStep::Entry[]>(names.size());
   step.names = std::make_unique_for_overwrite<char[]>(text.size());
+  // Copied to size: the list's own memory serves the next directory.
   std::copy(text.begin(), text.end(), step.names.get());
   for (std::size_t i = 0; i < names.size(); ++i)
     step.entries[i].nameOffset = names[i].offset;
@@ -112,6 +116,7 @@ void AheadWorker::finish(AheadStep& step) const noexcept {
   } catch (const std::bad_alloc&) {
     // Those that are missing cannot be entered; the walk reports each of them when it gets there.
   }
+  // Subdirectories that are still to be opened below it hold it themselves.
   step.opened.reset();
 }
 

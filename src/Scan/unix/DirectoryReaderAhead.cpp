@@ -36,6 +36,7 @@ int DirectoryReaderAhead::setHandle(long handle) {
 }
 
 int DirectoryReaderAhead::directoryFd() const noexcept {
+  // Once the read-ahead runs, its helpers may close it at any time.
   const bool isOpenRoot = !m_ahead.isStarted() && m_directory && m_directory->firstStep->opened;
   return isOpenRoot ? m_directory->firstStep->opened->fd() : -1;
 }
@@ -80,6 +81,8 @@ int DirectoryReaderAhead::openOffered() {
 
 // Called before the first entry, while the scanner's record still describes the directory itself.
 void DirectoryReaderAhead::start(int fsType) {
+  // The plan needs it to tell whether the root is a large directory; below, a directory's size is
+  // known from its entry.
   m_directory->size = walk().info->faLength;
   m_ahead.start(*m_directory, m_scanner.aheadRules(fsType));
 }
@@ -100,6 +103,7 @@ AheadStep* DirectoryReaderAhead::currentStep() {
 // Makes the next entry the scanner's current one.
 void DirectoryReaderAhead::deliver(AheadStep& step) {
   const AheadStep::Entry& entry = step.entries[m_position];
+  // The name lives in the step, which stays until the walk asks for the entry behind it.
   m_name = step.nameOf(m_position);
   FileRecord& file = walk().file;
   file.examined = true;
@@ -109,6 +113,7 @@ void DirectoryReaderAhead::deliver(AheadStep& step) {
     file.st = entry.st;
   if (m_nextBelow < step.subdirectories.size() &&
       step.subdirectories[m_nextBelow].index == m_position)
+    // Before the walk decides: a directory that it does not enter is discarded with the next offer.
     m_ahead.offer(std::move(step.subdirectories[m_nextBelow++].directory));
   if (++m_position % GIVE_BACK == 0)
     m_ahead.giveBack(step, GIVE_BACK);
@@ -147,6 +152,8 @@ std::int64_t DirectoryReaderAhead::stat(const std::string&, FileAttributes* info
   }
   // What was examined ahead still has to be within the limits of the path that is reported.
   file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
+  // With a local root also what was examined: an entry whose local path is too long is left out,
+  // with helpers or without.
   const bool needsPath = !file.examined || m_scanner.localPath() != nullptr;
   if (needsPath && !m_scanner.pathToExamine(path, file)) {
     file.examined = false;

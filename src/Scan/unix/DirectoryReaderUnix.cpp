@@ -37,6 +37,8 @@ DIR* DirectoryReaderUnix::openStream(const std::string& path) const {
   std::string local;
   if (!m_scanner.pathToOpen(path, local))
     return nullptr;
+  // Below the open parent wherever that is possible: a path would be resolved anew, through
+  // whatever has taken the place of one of its directories meanwhile.
   const int parent = m_scanner.localPath() != nullptr ? -1 : m_scanner.parentDirectoryFd();
   const char* name = parent < 0 ? local.c_str() : local.c_str() + local.rfind('/') + 1;
   UniqueFd fd(m_scanner.openDirectory(parent < 0 ? AT_FDCWD : parent, name, parent >= 0));
@@ -45,6 +47,7 @@ DIR* DirectoryReaderUnix::openStream(const std::string& path) const {
     reportOpenFailure(m_scanner, path, errno);
     return nullptr;
   }
+  // The stream has taken it over.
   (void)fd.release();
   TRACE(TR_MAX, ">> opendir() succeed on %s\n", local.c_str());
   return stream;
@@ -82,6 +85,7 @@ bool DirectoryReaderUnix::readName(int fsType) {
   }
   for (;;) {
     throwIfStopped();
+    // The end of the stream is told from a failure by this alone.
     errno = 0;
     const dirent64* entry = ::readdir64(m_stream.get());
     if (entry == nullptr)
@@ -109,6 +113,7 @@ bool DirectoryReaderUnix::nextEntry(const std::string& path, long handle, int fs
     m_scanner.ScannerFinishOffNextEntry(path, m_name);
     return true;
   }
+  // First: closing the stream may change it.
   const int readError = handle == 0 ? 0 : errno;
   endOfStream();
   if (readError != 0) {
@@ -124,6 +129,7 @@ bool DirectoryReaderUnix::locate(const std::string& path, FileRecord& file) {
     return m_scanner.pathToExamine(path, file);
   file.pathIsCut = path.size() > Scanner::MAX_STAT_PATH;
   file.directory = directoryFd();
+  // Without a name yet, it is the directory itself that is examined.
   file.name = m_name == nullptr ? "" : m_name;
   return true;
 }

@@ -9,6 +9,7 @@
 namespace orv {
 
 bool Lane::start(const lane::Root& root) {
+  // Before the helper is made, which inherits the mapping; nothing of it lies in a file.
   void* memory = ::mmap(nullptr, sizeof(lane::Channel), PROT_READ | PROT_WRITE,
                         MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED)
@@ -42,6 +43,7 @@ void Lane::wakeHelper() noexcept {
 }
 
 void Lane::send(const lane::Request& request, const std::string& path, const char* names) {
+  // In one piece: a helper never sees a request without its names.
   auto& requests = m_channel->requests;
   requests.put(&request, sizeof request);
   requests.put(path.data(), request.pathLength);
@@ -69,6 +71,7 @@ bool Lane::askToBeWoken() noexcept {
   const std::uint64_t done = m_channel->done.load();
   const std::uint64_t wakeAt = done + std::max<std::uint64_t>(works.size() / 2, 1);
   m_channel->wakeAt.store(wakeAt);
+  // Asked again after it was said: what was answered in between wakes nobody any more.
   return m_channel->done.load() < wakeAt && !m_channel->helperSleeps.load();
 }
 

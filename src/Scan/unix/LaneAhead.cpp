@@ -57,6 +57,7 @@ int LaneAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& r
   Lane& lane = *m_lanes.front();
   if (!lane.start(m_root))
     return errno;
+  // What it is told when no answer comes at all.
   m_rootReply.error = ETIMEDOUT;
   awaitUntil([&lane] { return !lane.isOpening; }, nullptr);
   if (m_rootReply.error != 0) {
@@ -174,6 +175,7 @@ void LaneAhead::handle(Lane& lane, const lane::Reply& reply) {
     rootOpened(lane, reply);
     return;
   }
+  // A helper answers in the order of its requests.
   LaneWork& work = lane.works.front();
   switch (reply.kind) {
     case lane::Reply::OPENED:
@@ -228,8 +230,10 @@ void LaneAhead::listed(Lane& lane, LaneWork& work, const lane::Reply& reply) {
   auto names = std::make_unique_for_overwrite<char[]>(list.textLength);
   lane.takeText(names.get(), list.textLength);
   if (step != nullptr) {
+    // The estimate that was reserved with the request makes room for what there is.
     m_ahead.fetch_add(std::int64_t{list.count} + STEP_COST - expectedEntries(step->directory));
     step->keep(std::move(names), list.count, list.textLength);
+    // Its first entries are examined with the read: most directories are done in one request.
     step->claimed = work.end;
     step->examining = work.end > 0 ? 1 : 0;
     step->state = State::EXAMINING;
@@ -308,6 +312,7 @@ void LaneAhead::endStep(AheadStep& step) {
 void LaneAhead::judge(Lane& lane, Lane::Clock::duration elapsed) {
   if (!lane.isRunning() || !lane.isAwaited() || lane.since == m_pumped)
     return;
+  // Added up in slices and not taken from the clock: see `pump`.
   lane.waited += elapsed;
   if (lane.waited < m_timeout)
     return;
@@ -342,6 +347,7 @@ void LaneAhead::lose(Lane& lane, int error) {
           errnoText(error).c_str());
   lane.end();
   std::deque<LaneWork> works = std::exchange(lane.works, {});
+  // Without the root there is nothing to go on with: whoever opens it gets the error.
   if (!m_root.identity.isKnown()) {
     m_rootReply.error = error;
     return;
@@ -353,6 +359,7 @@ void LaneAhead::lose(Lane& lane, int error) {
     current.wasCut = isRepeated;
     if (!isRepeated && charge(current, error))
       works.pop_front();
+    // From the end, so that the first of them comes first again.
     for (auto work = works.rbegin(); work != works.rend(); ++work)
       putBack(*work);
   }
@@ -431,6 +438,7 @@ void LaneAhead::dispatchPlan() {
 // Has the next of the step's work done. False when there is none, or no lane can take it.
 bool LaneAhead::dispatchStep(AheadStep& step) {
   if (step.state == State::UNREAD) {
+    // The rest of a large directory is only listed: other lanes examine what it holds.
     const std::uint32_t inFirst = step.isContinuation ? 0 : lane::SHARE;
     if (!dispatchWork({&step, Kind::READ, 0, inFirst}))
       return false;

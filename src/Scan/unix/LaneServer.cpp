@@ -77,6 +77,7 @@ void Server::wakeJob() noexcept {
 template <typename IsReady>
 void Server::sleepUntil(IsReady isReady) noexcept {
   while (!isReady()) {
+    // Said first, then asked once more: what arrives in between would wake nobody.
     m_channel.helperSleeps.store(true);
     if (isReady()) {
       m_channel.helperSleeps.store(false);
@@ -86,6 +87,8 @@ void Server::sleepUntil(IsReady isReady) noexcept {
     char woken;
     const ssize_t got = ::read(m_requests, &woken, 1);
     if (got == 0 || (got < 0 && errno != EINTR))
+      // The job is gone, or has left this helper behind. Nothing that the copy holds must be
+      // flushed.
       ::_exit(0);
     m_channel.helperSleeps.store(false);
   }
@@ -93,6 +96,7 @@ void Server::sleepUntil(IsReady isReady) noexcept {
 
 void Server::answer(const Reply& reply, std::size_t textLength) noexcept {
   auto& replies = m_channel.replies;
+  // A job that takes no answers makes its helper wait, not lose them.
   sleepUntil([&] { return replies.room() >= sizeof reply + textLength; });
   replies.put(&reply, sizeof reply);
   replies.put(m_names, textLength);
@@ -128,6 +132,7 @@ int Server::openAt(int parent, const char* path, bool isRoot) noexcept {
   };
   int fd = open(m_atimeFlag);
   if (fd < 0 && errno == EPERM && m_atimeFlag != 0) {
+    // For the rest of the helper's life, as in the job: see ScannerUnix::openDirectory.
     m_atimeFlag = 0;
     fd = open(0);
   }
@@ -139,6 +144,7 @@ bool Server::openRoot() noexcept {
   m_root.reset(openAt(AT_FDCWD, m_rootTold.path.c_str(), true));
   reply.error = m_root ? examineEntry(m_root.get(), "", m_rootTold.membership, reply.st) : errno;
   if (reply.error == 0 && m_rootTold.identity.isKnown()) {
+    // Mounted anew meanwhile: positions and names of the old one mean nothing here.
     if (!(Identity::of(reply.st) == m_rootTold.identity))
       reply.error = ESTALE;
     // Whoever takes over was called because a server did not answer: it has to, not a cache.
@@ -159,6 +165,7 @@ Server::Held* Server::held() noexcept {
     if (place.usedAt < oldest->usedAt)
       oldest = &place;
   }
+  // What it held may be asked for again, and is then opened anew and compared.
   oldest->fd.reset();
   oldest->directory = m_request.directory;
   return oldest;
@@ -194,6 +201,7 @@ int Server::openDirectory() noexcept {
 // Reads on in the current directory; 0 or the errno value. What was read before a failure counts.
 int Server::readEntries() noexcept {
   const int fd = m_current->fd.get();
+  // As a rule it stands there: only a helper that takes over must look for the place.
   if (m_current->position != m_request.position && ::lseek64(fd, m_request.position, SEEK_SET) < 0)
     return errno;
   m_list.position = m_request.position;

@@ -20,6 +20,7 @@ int walkThreads(const char* text) {
   else if (!isNumber || error != std::errc())
     threads = 0;
   const int used = threads < 1 ? 1 : std::min(threads, ReadAhead::MAX_HELPERS);
+  // Traced and not refused: a scan must not fail for an option that changes nothing in its result.
   if (used != threads)
     TRACE(TR_ERROR, "ORV_WALK_THREADS=%s: not a number from 1 to %d, taken as %d", text,
           ReadAhead::MAX_HELPERS, used);
@@ -28,10 +29,13 @@ int walkThreads(const char* text) {
 
 void ReadAhead::setDone(AheadStep& step) noexcept {
   step.state = AheadStep::State::DONE;
+  // Releases all that was written to the step; the walk acquires it with `isDone` and needs no
+  // lock.
   step.done.store(true, std::memory_order_release);
 }
 
 void ReadAhead::offer(std::unique_ptr<AheadDirectory> directory) {
+  // The walk has come to another entry: it did not enter that directory.
   if (m_offered) [[unlikely]]
     discard(std::move(m_offered));
   m_offered = std::move(directory);

@@ -145,6 +145,7 @@ void ScannerUnix::checkRoot(int directory) {
   if (!m_options.root)
     return;
   const std::string& mountPoint = filesystem().fsMountPoint;
+  // The local root has no "/" at its end: it is empty where it is this machine's root directory.
   const std::string path = m_localPath ? m_localPath->localRoot + "/" : mountPoint;
   MountRoot root;
   const int error = directory < 0
@@ -158,6 +159,7 @@ void ScannerUnix::checkRoot(int directory) {
   if (error != 0)
     throw new GenericException(msg::STA0529E,
                                {mountPoint, "examine its root: " + errnoText(error)});
+  // Hours may lie between the matching and the walk; another tree must not pass for this one.
   if (root != *m_options.root)
     throw new GenericException(
         msg::STA0529E,
@@ -238,6 +240,7 @@ void ScannerUnix::checkFilesystem() {
 }
 
 int ScannerUnix::examine(FileRecord& file) {
+  // Below an open directory there is no limit; paths that are reported have one.
   if (file.pathIsCut)
     return ENAMETOOLONG;
   if (file.examined)
@@ -261,9 +264,11 @@ bool ScannerUnix::Stat(FileRecord& file) {
   }
   EntryStat& st = file.st;
   file.type = TYPE_OF_MODE[(st.mode >> 12) & 15U];
+  // Its links are the names that its subdirectories have for it: no file with several names.
   if (file.type == FT_DIRECTORY)
     st.linkCount = 1;
   file.attributes = attributesOf(st.mode, file.type);
+  // Mounts without access times leave them behind: a file that was just written is not an old one.
   st.accessed = std::max(st.accessed, st.modified);
   return true;
 }
@@ -272,6 +277,8 @@ int ScannerUnix::openDirectory(int parent, const char* name, bool noFollow) noex
   const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | (noFollow ? O_NOFOLLOW : 0);
   // Reading a directory marks it accessed: a scan that may avoid that does, or its next run would
   // find every directory freshly used.
+  // Only owners and the privileged may ask for it. One refusal decides for the whole walk: a second
+  // call for every directory would cost more than it spares.
   if (m_mayKeepAccessTime.load(std::memory_order_relaxed)) {
     const int fd = ::openat(parent, name, flags | O_NOATIME);
     if (fd >= 0 || errno != EPERM)
@@ -294,6 +301,7 @@ bool ScannerUnix::isOnLocalDisk() {
 std::shared_ptr<DirectoryWindow> ScannerUnix::lendWindow() {
   if (m_localPath || !m_lentWindow.expired() || !isOnLocalDisk())
     return nullptr;
+  // Shared with the reader; the next one is lent when that lets go of it.
   auto window = std::make_shared<DirectoryWindow>();
   m_lentWindow = window;
   return window;

@@ -1,13 +1,12 @@
 #include "Scan/unix/ThreadAhead.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <csignal>
 #include <system_error>
 
+#include "Common/unix/pssignal.h"
 #include "Scan/unix/DirectoryStream.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/Trace.h"
@@ -16,6 +15,8 @@ namespace orv {
 namespace {
 
 // Entries that one thread examines at a time.
+// Few enough that the last share of a step does not hold the walk up for long, many enough that
+// taking the lock for one costs nothing beside its calls.
 constexpr std::uint32_t SHARE = 128;
 // Helpers that found no room read on when this much is left.
 constexpr std::int64_t LOW_WATER = ReadAhead::BUDGET / 4 * 3;
@@ -31,22 +32,6 @@ int openLimit() noexcept {
   return static_cast<int>(
       std::clamp<std::int64_t>(descriptors - RESERVED_DESCRIPTORS, 0, ThreadAhead::MAX_OPEN));
 }
-
-// Blocks every signal for a scope: threads made in it take none of the job's.
-class AllSignalsBlocked final {
- public:
-  AllSignalsBlocked() noexcept {
-    sigset_t all;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &m_old);
-  }
-  ~AllSignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &m_old, nullptr); }
-  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
- private:
-  sigset_t m_old{};
-};
 
 }  // namespace
 
@@ -80,11 +65,13 @@ void ThreadAhead::start(AheadDirectory& root, AheadRules rules) {
   m_rules = std::move(rules);
   m_isStarted = true;
   m_plan.insert(*root.firstStep, nullptr);
-  const AllSignalsBlocked blocked;
+  // Threads made meanwhile take none of the job's signals: those are for the walk.
+  const SignalsBlocked blocked;
   try {
     for (int i = 0; i < m_helperCount; ++i)
       m_helpers.emplace_back([this] { help(); });
   } catch (const std::system_error& error) {
+    // No failure: with fewer helpers, or none, the walk does the work when it gets there.
     TRACE(TR_ERROR, "start helper thread %zu of %d: %s", m_helpers.size() + 1, m_helperCount,
           error.what());
   }
@@ -128,6 +115,7 @@ bool ThreadAhead::mayRead(const AheadStep& step) const noexcept {
 AheadStep* ThreadAhead::firstToTake() const noexcept {
   for (AheadStep* step = m_plan.front(); step != nullptr; step = step->later) {
     if (step->state == AheadStep::State::UNREAD)
+      // What comes behind it in the plan must not take the room that it waits for.
       return mayRead(*step) ? step : nullptr;
     if (step->state == AheadStep::State::EXAMINING && step->claimed < step->count)
       return step;
@@ -145,6 +133,7 @@ AheadStep* ThreadAhead::takeFor(AheadStep& step) const noexcept {
 
 // Called with every piece of work taken and left behind: wakes one thread if there is more.
 void ThreadAhead::wakeForWork() {
+  // One thread, not all: each that finds work wakes the next while there is more.
   if ((!m_consumerSleeps && m_sleeping <= m_waking) || firstToTake() == nullptr)
     return;
   if (m_consumerSleeps) {
@@ -185,6 +174,7 @@ bool ThreadAhead::readStep(AheadStep& step, AheadWorker& worker, Lock& lock) {
     worker.finish(step);
   }
   lock.lock();
+  // What the step really takes, in place of what was reserved for it.
   m_ahead.fetch_sub(reserved, std::memory_order_relaxed);
   m_ahead.fetch_add(step.count + STEP_COST, std::memory_order_relaxed);
   if (isWhole) {
@@ -209,6 +199,7 @@ void ThreadAhead::examineShare(AheadStep& step, const AheadWorker& worker, Lock&
   --step.examining;
   if (step.claimed < step.count || step.examining > 0)
     return;
+  // Whoever ends the last share finishes the step, whoever read it.
   step.state = AheadStep::State::FINISHING;
   lock.unlock();
   worker.finish(step);
@@ -219,6 +210,7 @@ void ThreadAhead::examineShare(AheadStep& step, const AheadWorker& worker, Lock&
 void ThreadAhead::markDone(AheadStep& step) {
   AheadStep* after = &step;
   if (!step.directory.isDiscarded)
+    // Right behind the step in stream order: that is where the walk goes next.
     for (const AheadStep::Subdirectory& below : step.subdirectories) {
       m_plan.insert(*below.directory->firstStep, after);
       after = below.directory->firstStep.get();
@@ -235,6 +227,7 @@ void ThreadAhead::await(AheadStep& step) {
   if (step.isDone())
     return;
   Lock lock(m_mutex);
+  // Helpers leave a sleeping consumer alone until this very step is done, or there is work for it.
   m_awaited = &step;
   while (!step.isDone()) {
     if (AheadStep* taken = takeFor(step)) {
@@ -261,6 +254,7 @@ void ThreadAhead::discard(std::unique_ptr<AheadDirectory> directory) {
   if (!directory)
     return;
   Lock lock(m_mutex);
+  // Somebody works below it: the memory may go only when that is done.
   while (AheadStep* busy = m_plan.withdraw(*directory)) {
     lock.unlock();
     await(*busy);

@@ -13,7 +13,6 @@
 #include "runtime/ut/UniqueFd.h"
 
 namespace orv {
-
 namespace {
 
 // 0 when the file can be read, else the errno value.
@@ -54,6 +53,7 @@ void UnixUserTable::retryFailures() {
   // The base class may remember one of them.
   UserTable::cleanUP();
   for (const auto& [isGroup, key] : m_failed)
+    // The records stay with the table that owns them: results may point to them.
     (isGroup ? m_groups : m_users).erase(key);
   m_failed.clear();
 }
@@ -87,6 +87,7 @@ UserOrGroup* UnixUserTable::resolve(std::uint32_t key, bool isGroup) {
   if (error == 0)
     return m_uberTable.stashOnUnix(std::move(record), isGroup);
   noteFailure(key, isGroup, error);
+  // Not by its number as a name: a user may really be called so.
   return m_uberTable.keepUnnamed(std::move(record));
 }
 

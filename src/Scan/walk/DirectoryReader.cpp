@@ -34,6 +34,7 @@ void DirectoryReader::init(Scanner* pScanner, int fsType) {
   m_walk = &pScanner->m_state;
   TRACE(TR_GENERAL, "opening %s, argument %d", m_walk->path.c_str(), fsType);
   try {
+    // A directory that cannot be opened leaves a reader without a handle: one that is at its end.
     setHandle(open(m_walk->path));
   } catch (GenericException* thrown) {
     std::unique_ptr<GenericException> exception(thrown);
@@ -107,6 +108,7 @@ void DirectoryReader::ScannerFinishOffStat(FileAttributes* info, FileRecord* fil
   info->ownerId = st.uid;
   info->groupId = st.gid;
   info->faOwner = users.find(Sid(st.uid), false);
+  // An orphan is what has no owner: a group that is gone makes none.
   if (info->faOwner->ugRemoved)
     file->attributes |= FA_ORPHAN;
   info->faAttributes = file->attributes;

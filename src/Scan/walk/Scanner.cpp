@@ -21,6 +21,7 @@ namespace {
 constexpr int WALK_FAILED = 8;
 constexpr int WALK_INCOMPLETE = 4;
 constexpr int NO_READER = -1;
+// The message names a round number of entries, so the interval is one less than that.
 constexpr std::int64_t PROGRESS_INTERVAL = 99'999;
 
 std::string_view nameOf(const std::string& path) {
@@ -38,6 +39,7 @@ Scanner::Scanner(Filesystem& filesystem, std::vector<SelectedAction> actions, Us
   m_state.rules.rootPath = withoutTrailingSlash(filesystem.fsMountPoint);
   m_state.path = filesystem.fsMountPoint;
   m_state.file.scanner = this;
+  // No more can match: selecting the actions of an entry never allocates.
   m_matching.reserve(m_actions.size());
 }
 
@@ -240,6 +242,8 @@ bool Scanner::enterNextLevel(Passage passage) {
   try {
     auto reader = makeReader(0);
     const auto slot = static_cast<std::size_t>(m_state.level);
+    // A level keeps the reader of the directory that was left until the next one is entered there;
+    // its stream was closed at its end.
     if (m_arrayReader.size() > slot)
       m_arrayReader[slot] = std::move(reader);
     else
@@ -365,6 +369,7 @@ int Scanner::parentDirectoryFd() const noexcept {
 }
 
 void Scanner::selectActions() {
+  // A new number makes every selection forget its last answer.
   ++m_entry;
   m_matching.clear();
   for (std::size_t i = 0; i < m_actions.size(); ++i)

@@ -15,6 +15,8 @@ namespace {
 
 constexpr int MESSAGE_SET = 1;
 
+// An empty insert would leave a hole in its sentence, one without limit make lines that no reader
+// of logs takes.
 std::string limited(std::string text) {
   if (text.empty())
     return NULL_INSERT;
@@ -76,6 +78,7 @@ Insert Insert::lines(std::string_view text) {
 
 MessageLog::MessageLog(const MessageCatalog& catalog, std::unique_ptr<ActivityLogWriter> writer)
     : m_catalog(catalog), m_writer(std::move(writer)) {
+  // The newest log is the one: the job has one at a time.
   naLog = this;
 }
 
@@ -115,6 +118,8 @@ std::string MessageLog::format(const Message& message, const std::vector<Insert>
   const std::string catalogText = text(message);
   std::string filled;
   try {
+    // A catalog of another version may have fewer places, or none: the message still says what it
+    // is about.
     filled = fillPlaces(catalogText, inserts);
   } catch (const fmt::format_error& error) {
     TRACE(TR_ERROR, "catalog text of %s does not fit its inserts: %s", message.id, error.what());

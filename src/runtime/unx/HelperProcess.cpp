@@ -47,13 +47,17 @@ bool makePipe(UniqueFd (&ends)[2], int ownEnd) noexcept {
     return false;
   ends[0].reset(fds[0]);
   ends[1].reset(fds[1]);
+  // The job looks at the stop flag and the clock between its reads; a helper has nothing else to do
+  // than to wait.
   return ::fcntl(fds[ownEnd], F_SETFL, O_NONBLOCK) == 0;
 }
 
 [[noreturn]] void live(const HelperProcess::Life& life, int requests, int replies, pid_t parent) {
   // Before anything else, so that a kill or the parent's end is never held up by a handler.
   setDefaultSignals();
+  // A job that is killed leaves no helper behind, unless that sleeps in the kernel.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // The parent may have ended before the line above took effect.
   if (::getppid() != parent)
     ::_exit(1);
   ::prctl(PR_SET_NAME, "scan-stat");
@@ -98,6 +102,7 @@ void HelperProcess::end() noexcept {
   if (m_process <= 0)
     return;
   ::kill(m_process, SIGKILL);
+  // There is room, see `start`: an end must not fail for want of memory.
   m_leftBehind.m_helpers.push_back(m_process);
   m_process = -1;
   --m_leftBehind.m_running;

@@ -23,6 +23,7 @@ struct ProgressPage::Layout {
 };
 
 std::unique_ptr<ProgressPage> ProgressPage::make(const std::string& path) {
+  // The page of an earlier scan may still be mapped by its reader: this one gets a file of its own.
   ::unlink(path.c_str());
   const UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!fd || ::ftruncate(fd.get(), sizeof(Layout)) != 0)
@@ -35,6 +36,7 @@ std::unique_ptr<ProgressPage> ProgressPage::open(const std::string& path) {
   struct stat info {};
   if (!fd || ::fstat(fd.get(), &info) != 0)
     return nullptr;
+  // Mapped beyond its end, a shorter file would kill the job with the first store.
   if (!S_ISREG(info.st_mode) || info.st_size != sizeof(Layout)) {
     errno = EINVAL;
     return nullptr;
@@ -68,6 +70,7 @@ void ProgressPage::directoryEntered(std::string_view path) noexcept {
   path = path.substr(0, m_layout->path.size());
   const std::uint32_t before = m_layout->changes.load(std::memory_order_relaxed);
   m_layout->changes.store(before + 1, std::memory_order_relaxed);
+  // Whoever sees a byte of the new path sees the odd count, too.
   std::atomic_thread_fence(std::memory_order_release);
   for (std::size_t i = 0; i < path.size(); ++i)
     m_layout->path[i].store(path[i], std::memory_order_relaxed);
@@ -87,6 +90,7 @@ ProgressPage::State ProgressPage::read() const {
     for (std::size_t at = 0; at < length; ++at)
       state.directory[at] = m_layout->path[at].load(std::memory_order_relaxed);
     std::atomic_thread_fence(std::memory_order_acquire);
+    // After that many tries a path that was cut in the middle is shown: nothing depends on it.
     if (before % 2 == 0 && m_layout->changes.load(std::memory_order_relaxed) == before)
       break;
   }

@@ -65,6 +65,7 @@ void serve(int requests, int replies) noexcept {
   Tap tap;
   while (readTap(requests, tap)) {
     Reply reply;
+    // The whole reply passes through the pipe, its padding as well: nothing of the stack must.
     std::memset(&reply, 0, sizeof reply);
     reply.number = tap.number;
     reply.error = OPERATIONS[tap.operation].perform(tap.path, reply.result) == 0 ? 0 : errno;

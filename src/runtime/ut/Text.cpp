@@ -9,6 +9,7 @@
 namespace orv {
 
 std::string formatText(const char* format, va_list args) {
+  // Measured first: a path in an insert may be of any length.
   va_list measure;
   va_copy(measure, args);
   const int length = std::vsnprintf(nullptr, 0, format, measure);
@@ -58,6 +59,8 @@ std::string errnoText(int error) {
 }
 
 bool equalIgnoringCase(std::string_view a, std::string_view b) noexcept {
+  // Not with the library's functions, which follow the locale: options and units are ASCII
+  // everywhere.
   const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
   if (a.size() != b.size())
     return false;

@@ -61,6 +61,7 @@ const char* className(std::uint8_t cls) noexcept {
 
 // Keeps the newer half of the file, from the first whole line on.
 void dropOlderHalf(State& s) {
+  // Half at a time, or a full trace would be rewritten with every line.
   const off_t keep = s.limit / 2;
   std::vector<char> tail(static_cast<std::size_t>(keep));
   const ssize_t got = ::pread(s.fd.get(), tail.data(), tail.size(), s.size - keep);
@@ -96,6 +97,7 @@ bool open(const std::string& file, const std::string& level, int limitKb, bool w
   if (!fd || ::fstat(fd.get(), &st) != 0)
     return false;
   s.fd = std::move(fd);
+  // Jobs of one name append to one trace.
   s.size = st.st_size;
   s.limit = static_cast<off_t>(limitKb) * 1024;
   s.withPid = withPid;
@@ -104,6 +106,7 @@ bool open(const std::string& file, const std::string& level, int limitKb, bool w
 }
 
 void close() noexcept {
+  // First, so that no thread begins a line that the closed file would not take.
   enabledClasses.store(0, std::memory_order_relaxed);
   State& s = state();
   const std::lock_guard guard(s.mutex);
@@ -111,6 +114,7 @@ void close() noexcept {
 }
 
 void write(std::uint8_t cls, const char* file, int line, const char* format, ...) noexcept {
+  // Between a failed call and the look at its error there may be a trace.
   const int savedErrno = errno;
   try {
     va_list args;
