@@ -53,82 +53,6 @@ bool isThere(int fd) noexcept {
   return ::fstat(fd, &st) == 0 && st.st_nlink > 0;
 }
 
-}  // namespace
-
-int LogManager::LogActivityLog(std::string_view message) {
-  TRACE_METHOD("LogManager::LogActivityLog(...)");
-  const std::lock_guard guard(m_mutex);
-  std::string line = timeText() + " ";
-  line += message;
-  if (!line.ends_with('\n'))
-    line += '\n';
-  const int error = append(line);
-  if (error == 0)
-    return 0;
-  m_systemError = error;
-  return NOT_WRITTEN;
-}
-
-// 0, or why the line was not written.
-int LogManager::append(std::string_view line) {
-  constexpr const char* NAME = "LogManager::LogActivityLog(...)";
-  if (m_LogName.empty()) {
-    TRACE(TR_MAX, "Exit %s, m_LogName not defined.", NAME);
-    return ENOENT;
-  }
-  // Opened for every line: a log that is moved away or purged meanwhile is made again.
-  UniqueFd fd = openLog(m_LogName);
-  if (fd)
-    return appendTo(std::move(fd), line);
-  const int error = errno;
-  // Without a free descriptor the line goes where the one before it went.
-  if ((error == EMFILE || error == ENFILE) && m_spare && isThere(m_spare.get()) &&
-      writeFully(m_spare.get(), line))
-    return 0;
-  TRACE(TR_ERROR, "Exit: %s, could not open %s.", NAME, m_LogName.c_str());
-  return error;
-}
-
-int LogManager::appendTo(UniqueFd fd, std::string_view line) {
-  std::string whole;
-  // A line break first, or this line would end the one that a full disk cut off.
-  if (m_mayBeCut && endsInACutLine(fd.get())) {
-    whole.append("\n").append(line);
-    line = whole;
-  }
-  int error = writeFully(fd.get(), line) ? 0 : errno;
-  m_mayBeCut = error != 0;
-  // Kept for the time when no descriptor is left: then the log is needed most.
-  if (UniqueFd spare(::fcntl(fd.get(), F_DUPFD_CLOEXEC, 0)); spare)
-    m_spare = std::move(spare);
-  // A network filesystem may tell only now that the line did not get there.
-  if (::close(fd.release()) != 0 && error == 0)
-    error = errno;
-  if (error != 0)
-    TRACE(TR_ERROR, "write %s: %s", m_LogName.c_str(), errnoText(error).c_str());
-  return error;
-}
-
-void LogManager::CloseLogFile() {
-  const std::lock_guard guard(m_mutex);
-  m_LogName.clear();
-  m_spare.reset();
-}
-
-void LogManager::changeLog(const std::string& newPath) {
-  const std::lock_guard guard(m_mutex);
-  TRACE(TR_MAX, "Changing log from %s to %s", m_LogName.c_str(), newPath.c_str());
-  m_LogName = newPath;
-  m_spare.reset();
-}
-
-int LogManager::systemError() const {
-  const std::lock_guard guard(m_mutex);
-  return m_systemError;
-}
-
-namespace {
-
 constexpr int MAX_SIZE_KB_UNLESS_GIVEN = 10000;
 constexpr std::chrono::milliseconds LOCK_INTERVAL{10};
 constexpr std::chrono::seconds LOCK_PATIENCE{10};
@@ -233,6 +157,78 @@ void pointLink(const std::string& link, const std::string& target, const LogName
 }
 
 }  // namespace
+
+int LogManager::LogActivityLog(std::string_view message) {
+  TRACE_METHOD("LogManager::LogActivityLog(...)");
+  const std::lock_guard guard(m_mutex);
+  std::string line = timeText() + " ";
+  line += message;
+  if (!line.ends_with('\n'))
+    line += '\n';
+  const int error = append(line);
+  if (error == 0)
+    return 0;
+  m_systemError = error;
+  return NOT_WRITTEN;
+}
+
+// 0, or why the line was not written.
+int LogManager::append(std::string_view line) {
+  constexpr const char* NAME = "LogManager::LogActivityLog(...)";
+  if (m_LogName.empty()) {
+    TRACE(TR_MAX, "Exit %s, m_LogName not defined.", NAME);
+    return ENOENT;
+  }
+  // Opened for every line: a log that is moved away or purged meanwhile is made again.
+  UniqueFd fd = openLog(m_LogName);
+  if (fd)
+    return appendTo(std::move(fd), line);
+  const int error = errno;
+  // Without a free descriptor the line goes where the one before it went.
+  if ((error == EMFILE || error == ENFILE) && m_spare && isThere(m_spare.get()) &&
+      writeFully(m_spare.get(), line))
+    return 0;
+  TRACE(TR_ERROR, "Exit: %s, could not open %s.", NAME, m_LogName.c_str());
+  return error;
+}
+
+int LogManager::appendTo(UniqueFd fd, std::string_view line) {
+  std::string whole;
+  // A line break first, or this line would end the one that a full disk cut off.
+  if (m_mayBeCut && endsInACutLine(fd.get())) {
+    whole.append("\n").append(line);
+    line = whole;
+  }
+  int error = writeFully(fd.get(), line) ? 0 : errno;
+  m_mayBeCut = error != 0;
+  // Kept for the time when no descriptor is left: then the log is needed most.
+  if (UniqueFd spare(::fcntl(fd.get(), F_DUPFD_CLOEXEC, 0)); spare)
+    m_spare = std::move(spare);
+  // A network filesystem may tell only now that the line did not get there.
+  if (::close(fd.release()) != 0 && error == 0)
+    error = errno;
+  if (error != 0)
+    TRACE(TR_ERROR, "write %s: %s", m_LogName.c_str(), errnoText(error).c_str());
+  return error;
+}
+
+void LogManager::CloseLogFile() {
+  const std::lock_guard guard(m_mutex);
+  m_LogName.clear();
+  m_spare.reset();
+}
+
+void LogManager::changeLog(const std::string& newPath) {
+  const std::lock_guard guard(m_mutex);
+  TRACE(TR_MAX, "Changing log from %s to %s", m_LogName.c_str(), newPath.c_str());
+  m_LogName = newPath;
+  m_spare.reset();
+}
+
+int LogManager::systemError() const {
+  const std::lock_guard guard(m_mutex);
+  return m_systemError;
+}
 
 std::string openActivityLog(const CmdArgs& args, const std::string& defaultPath) {
   TRACE_METHOD("openActivityLog(...)");

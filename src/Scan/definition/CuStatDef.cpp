@@ -20,6 +20,67 @@ constexpr Field<FileScoreRule> shortField(std::string_view name) {
           [](const FileScoreRule& rule) { return std::to_string((rule.*Get)()); }};
 }
 
+// clang-format off
+constexpr Field<BackupAction> ACTION_ROWS[] = {
+    integerField<BackupAction, &BackupAction::baID>("baID"),
+    integerField<BackupAction, &BackupAction::baType>("baType"),
+    flagField<BackupAction, &BackupAction::baDeleteFile>("baDeleteFile"),
+    stringField<BackupAction, &BackupAction::baOptions>("baOptions"),
+    integerField<BackupAction, &BackupAction::baConstraintThreshold>("baConstraintThreshold"),
+};
+// clang-format on
+constexpr std::span<const Field<BackupAction>> ACTION_FIELDS(ACTION_ROWS);
+
+template <auto Member>
+constexpr Field<CuStatDef> integer(std::string_view name) {
+  return integerField<CuStatDef, Member>(name);
+}
+
+template <auto Member>
+constexpr Field<CuStatDef> flag(std::string_view name) {
+  return flagField<CuStatDef, Member>(name);
+}
+
+template <auto Member>
+constexpr Field<CuStatDef> text(std::string_view name) {
+  return stringField<CuStatDef, Member>(name);
+}
+
+void readSummary(CuStatDef& profile, const std::string& value) {
+  // A number that is read and written as a flag: what builds the summary compares it with 1.
+  bool wanted = profile.sdSummary != 0;
+  parseFlag(value, wanted);
+  profile.sdSummary = wanted ? 1 : 0;
+}
+
+// The fields that `toString` shows, in its order.
+constexpr std::string_view SHOWN[] = {"sdID",
+                                      "sdAlertID",
+                                      "sdCreator",
+                                      "sdName",
+                                      "sdDescription",
+                                      "sdType",
+                                      "sdShare",
+                                      "sdLargestDirectories",
+                                      "sdLargestFiles",
+                                      "sdLeastAccessed",
+                                      "sdOldestNotBackedUp",
+                                      "sdLargestOrphans",
+                                      "sdOldestOrphans",
+                                      "sdSummary",
+                                      "sdSizeDistribution",
+                                      "sdGroupByOwner",
+                                      "sdGroupByGroup",
+                                      "sdGroupByAccess",
+                                      "sdGroupByMod",
+                                      "sdGroupByCreation",
+                                      "sdGroupByBackup",
+                                      "sdWinOnlyFileType",
+                                      "sdLargestFileTypes",
+                                      "sdDailyRetention",
+                                      "sdWeeklyRetention",
+                                      "sdMonthlyRetention"};
+
 }  // namespace
 
 std::span<const Field<FileScoreRule>> FileScoreRule::fields() noexcept {
@@ -77,21 +138,6 @@ void FileScoreRule::setCScore(std::int16_t pScore) {
   m_cScore = pScore;
 }
 
-namespace {
-
-// clang-format off
-constexpr Field<BackupAction> ACTION_ROWS[] = {
-    integerField<BackupAction, &BackupAction::baID>("baID"),
-    integerField<BackupAction, &BackupAction::baType>("baType"),
-    flagField<BackupAction, &BackupAction::baDeleteFile>("baDeleteFile"),
-    stringField<BackupAction, &BackupAction::baOptions>("baOptions"),
-    integerField<BackupAction, &BackupAction::baConstraintThreshold>("baConstraintThreshold"),
-};
-// clang-format on
-constexpr std::span<const Field<BackupAction>> ACTION_FIELDS(ACTION_ROWS);
-
-}  // namespace
-
 void BackupAction::inititializeObject(const HeaderArray&, const DataArray&) {
   TRACE_METHOD("inititializeObject(...)");
 }
@@ -106,60 +152,6 @@ void BackupAction::printData(GenericPrint& print) const {
   TRACE(TR_GENERAL, "baFilesystem not serialized!");
   print.printDataLine(fieldValues(ACTION_FIELDS, *this));
 }
-
-namespace {
-
-template <auto Member>
-constexpr Field<CuStatDef> integer(std::string_view name) {
-  return integerField<CuStatDef, Member>(name);
-}
-
-template <auto Member>
-constexpr Field<CuStatDef> flag(std::string_view name) {
-  return flagField<CuStatDef, Member>(name);
-}
-
-template <auto Member>
-constexpr Field<CuStatDef> text(std::string_view name) {
-  return stringField<CuStatDef, Member>(name);
-}
-
-void readSummary(CuStatDef& profile, const std::string& value) {
-  // A number that is read and written as a flag: what builds the summary compares it with 1.
-  bool wanted = profile.sdSummary != 0;
-  parseFlag(value, wanted);
-  profile.sdSummary = wanted ? 1 : 0;
-}
-
-// The fields that `toString` shows, in its order.
-constexpr std::string_view SHOWN[] = {"sdID",
-                                      "sdAlertID",
-                                      "sdCreator",
-                                      "sdName",
-                                      "sdDescription",
-                                      "sdType",
-                                      "sdShare",
-                                      "sdLargestDirectories",
-                                      "sdLargestFiles",
-                                      "sdLeastAccessed",
-                                      "sdOldestNotBackedUp",
-                                      "sdLargestOrphans",
-                                      "sdOldestOrphans",
-                                      "sdSummary",
-                                      "sdSizeDistribution",
-                                      "sdGroupByOwner",
-                                      "sdGroupByGroup",
-                                      "sdGroupByAccess",
-                                      "sdGroupByMod",
-                                      "sdGroupByCreation",
-                                      "sdGroupByBackup",
-                                      "sdWinOnlyFileType",
-                                      "sdLargestFileTypes",
-                                      "sdDailyRetention",
-                                      "sdWeeklyRetention",
-                                      "sdMonthlyRetention"};
-
-}  // namespace
 
 CuStatDef::CuStatDef() = default;
 CuStatDef::~CuStatDef() = default;

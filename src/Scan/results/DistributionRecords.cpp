@@ -38,6 +38,20 @@ constexpr Field<SSizeDist> SIZE_FIELDS[] = {
 };
 // clang-format on
 
+// clang-format off
+constexpr Column<STimeDist> TIME_COLUMNS[] = {
+    column<STimeDist, &STimeDist::tdFilesystemID>("tdFilesystemID"),
+    column<STimeDist, &STimeDist::tdStatisticID> ("tdStatisticID"),
+    column<STimeDist, &STimeDist::tdType>        ("tdType"),
+    column<STimeDist, &STimeDist::tdScanTime>    ("tdScanTime"),
+    column<STimeDist, &STimeDist::tdAverageAge>  ("tdAverageAge"),
+    column<STimeDist, &STimeDist::tdSizes>       ("tdSizes"),
+    column<STimeDist, &STimeDist::tdCounts>      ("tdCounts"),
+    column<STimeDist, &STimeDist::tdAccumCount>  ("tdAccumCount"),
+    column<STimeDist, &STimeDist::tdHistType>    ("tdHistType"),
+};
+// clang-format on
+
 }  // namespace
 
 void SSizeDist::printHeader(GenericPrint& print) {
@@ -58,24 +72,6 @@ void SSizeDist::inititializeObject(const HeaderArray& refHeaderArray,
   for (const auto& innerArray : refDataArray)
     readFields<SSizeDist>(SIZE_FIELDS, refHeaderArray, innerArray, *this);
 }
-
-namespace {
-
-// clang-format off
-constexpr Column<STimeDist> TIME_COLUMNS[] = {
-    column<STimeDist, &STimeDist::tdFilesystemID>("tdFilesystemID"),
-    column<STimeDist, &STimeDist::tdStatisticID> ("tdStatisticID"),
-    column<STimeDist, &STimeDist::tdType>        ("tdType"),
-    column<STimeDist, &STimeDist::tdScanTime>    ("tdScanTime"),
-    column<STimeDist, &STimeDist::tdAverageAge>  ("tdAverageAge"),
-    column<STimeDist, &STimeDist::tdSizes>       ("tdSizes"),
-    column<STimeDist, &STimeDist::tdCounts>      ("tdCounts"),
-    column<STimeDist, &STimeDist::tdAccumCount>  ("tdAccumCount"),
-    column<STimeDist, &STimeDist::tdHistType>    ("tdHistType"),
-};
-// clang-format on
-
-}  // namespace
 
 void STimeDist::printHeader(GenericPrint& print) {
   print.printHeaderLine(columnNames<STimeDist>(TIME_COLUMNS));

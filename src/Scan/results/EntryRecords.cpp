@@ -18,30 +18,6 @@ constexpr Column<SFileCandidate> CANDIDATE_COLUMNS[] = {
 };
 // clang-format on
 
-}  // namespace
-
-void SFile::printHeader(GenericPrint& print) {
-  std::vector<std::string> names = columnNames<SFile>(FILE_COLUMNS);
-  appendNames(names);
-  print.printHeaderLine(names);
-}
-
-void SFile::printData(GenericPrint& print) const {
-  std::vector<std::string> values = columnTexts<SFile>(FILE_COLUMNS, *this);
-  appendValues(values);
-  print.printDataLine(values);
-}
-
-void SFileCandidate::printHeader(GenericPrint& print) {
-  print.printHeaderLine(columnNames<SFileCandidate>(CANDIDATE_COLUMNS));
-}
-
-void SFileCandidate::printData(GenericPrint& print) const {
-  print.printDataLine(columnTexts<SFileCandidate>(CANDIDATE_COLUMNS, *this));
-}
-
-namespace {
-
 using S = SHSMScoring;
 
 // clang-format off
@@ -69,18 +45,6 @@ constexpr Column<S> SCORING_COLUMNS[] = {
 };
 // clang-format on
 
-}  // namespace
-
-void SHSMScoring::printHeader(GenericPrint& print) {
-  print.printHeaderLine(columnNames<SHSMScoring>(SCORING_COLUMNS));
-}
-
-void SHSMScoring::printData(GenericPrint& print) const {
-  print.printDataLine(columnTexts<SHSMScoring>(SCORING_COLUMNS, *this));
-}
-
-namespace {
-
 // clang-format off
 constexpr Column<SDirectory> DIRECTORY_COLUMNS[] = {
     column<SDirectory, &SDirectory::dirFilesystemID>  ("dirFilesystemID"),
@@ -94,22 +58,6 @@ constexpr Column<SDirectory> DIRECTORY_COLUMNS[] = {
     column<SDirectory, &SDirectory::dirCounts>        ("dirCounts"),
 };
 // clang-format on
-
-}  // namespace
-
-void SDirectory::printHeader(GenericPrint& print) {
-  std::vector<std::string> names = columnNames<SDirectory>(DIRECTORY_COLUMNS);
-  appendNames(names);
-  print.printHeaderLine(names);
-}
-
-void SDirectory::printData(GenericPrint& print) const {
-  std::vector<std::string> values = columnTexts<SDirectory>(DIRECTORY_COLUMNS, *this);
-  appendValues(values);
-  print.printDataLine(values);
-}
-
-namespace {
 
 std::string filesystemText(const SMonDir& record) {
   return record.smFilesystem == nullptr ? std::string() : std::to_string(record.smFilesystem->fsID);
@@ -128,6 +76,46 @@ constexpr Column<SMonDir> MONDIR_COLUMNS[] = {
 // clang-format on
 
 }  // namespace
+
+void SFile::printHeader(GenericPrint& print) {
+  std::vector<std::string> names = columnNames<SFile>(FILE_COLUMNS);
+  appendNames(names);
+  print.printHeaderLine(names);
+}
+
+void SFile::printData(GenericPrint& print) const {
+  std::vector<std::string> values = columnTexts<SFile>(FILE_COLUMNS, *this);
+  appendValues(values);
+  print.printDataLine(values);
+}
+
+void SFileCandidate::printHeader(GenericPrint& print) {
+  print.printHeaderLine(columnNames<SFileCandidate>(CANDIDATE_COLUMNS));
+}
+
+void SFileCandidate::printData(GenericPrint& print) const {
+  print.printDataLine(columnTexts<SFileCandidate>(CANDIDATE_COLUMNS, *this));
+}
+
+void SHSMScoring::printHeader(GenericPrint& print) {
+  print.printHeaderLine(columnNames<SHSMScoring>(SCORING_COLUMNS));
+}
+
+void SHSMScoring::printData(GenericPrint& print) const {
+  print.printDataLine(columnTexts<SHSMScoring>(SCORING_COLUMNS, *this));
+}
+
+void SDirectory::printHeader(GenericPrint& print) {
+  std::vector<std::string> names = columnNames<SDirectory>(DIRECTORY_COLUMNS);
+  appendNames(names);
+  print.printHeaderLine(names);
+}
+
+void SDirectory::printData(GenericPrint& print) const {
+  std::vector<std::string> values = columnTexts<SDirectory>(DIRECTORY_COLUMNS, *this);
+  appendValues(values);
+  print.printDataLine(values);
+}
 
 void SMonDir::printHeader(GenericPrint& print) {
   std::vector<std::string> names = columnNames<SMonDir>(MONDIR_COLUMNS);
