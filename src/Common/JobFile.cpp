@@ -16,6 +16,7 @@ namespace orv {
 
 std::string jobFileName(const std::string& jobName, int jobRunNumber, int sidRunNumber,
                         const std::string& extension) {
+  // The agent finds a run's files by this name and by nothing else.
   return jobName + formatText(".%08d_scan.%04d", jobRunNumber, sidRunNumber) + extension;
 }
 
@@ -28,6 +29,7 @@ std::string JobFiles::numberedName(const char* extension) const {
 }
 
 std::string JobFiles::nameOrInitial(const char* extension) const {
+  // The one job whose files bear no numbers.
   return jobName == INITIAL_SCAN_JOB ? jobName + extension : numberedName(extension);
 }
 
@@ -69,6 +71,7 @@ std::string jobLine() {
 std::string startOfJob(const std::string& path) {
   const std::string text = readWholeFile(path).value_or("");
   const auto headerEnd = text.find('\n');
+  // Cut, or not this job's: the end is told all the same, with what is known of the start.
   if (headerEnd == std::string::npos || text.compare(headerEnd + 1, 4, "pid=") != 0)
     return jobLine();
   const auto lineEnd = text.find('\n', headerEnd + 1);
@@ -88,6 +91,7 @@ bool isOfRunningJob(const std::string& path) {
   const auto pid = text.find(PID_KEY);
   if (pid == std::string::npos || text.find(END_KEY) != std::string::npos)
     return false;
+  // A process of that number may be another one by now; then a file stays that could have gone.
   const int number = std::atoi(text.c_str() + pid + std::strlen(PID_KEY));
   return number != ::getpid() && processExists(number);
 }

@@ -23,6 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr long long BYTES_PER_KB = 1024;
+// A log is full when not even 1 KB fits: sizes are counted in whole KB.
 constexpr long long TOO_LITTLE_ROOM = 1023;
 constexpr long long SECONDS_PER_DAY = 86400;
 
@@ -75,9 +76,11 @@ std::optional<std::pair<int, int>> runNumbers(std::string_view name, const std::
 std::vector<std::string> regularFiles(const std::string& dir) {
   std::vector<std::string> names;
   std::error_code error;
+  // Without exceptions: a directory that is missing holds nothing to purge.
   fs::directory_iterator entry(dir, error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     std::error_code gone;
+    // Links are not followed: a purge must not reach out of the directory.
     if (fs::is_regular_file(entry->symlink_status(gone)))
       names.push_back(entry->path().filename().string());
   }
@@ -152,6 +155,7 @@ NumberedFiles getMatchingFilesMap(const std::string& dir, const std::string& job
   std::ranges::sort(found);
   NumberedFiles files;
   for (const auto& [run, sidRun, path] : found)
+    // Sorted before, so that entries of one run keep the order of their SID run numbers.
     files.emplace(run, path);
   return reported(std::move(files));
 }
@@ -174,6 +178,7 @@ std::string getNextLogName(const std::string& directory, const std::string& pref
 void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumber,
                    const UseTest& isInUse) {
   TRACE_METHOD("purgeLogFiles(...)");
+  // By age first: what it takes need not be counted against the number of runs.
   if (byRunNumber && limits.maxNumDays > 0)
     purgeByAge(files, limits.maxNumDays, isInUse);
   const int limit = byRunNumber ? limits.maxNumRuns : limits.maxNumLogs;

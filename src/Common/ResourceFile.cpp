@@ -60,6 +60,7 @@ void traceDropped(std::string_view line) {
 std::vector<ResourceRecord> parseResourceRecords(std::string_view text) {
   std::vector<ResourceRecord> records;
   std::optional<std::string_view> resource;  // of the record whose "PID=" line is still to come
+  // Whatever is no whole record is dropped, not refused: one bad line must not bar every scan.
   while (!text.empty()) {
     const std::string_view line = takeLine(text);
     if (line.starts_with(RESOURCE_KEY)) {
@@ -93,6 +94,7 @@ bool ResourceFile::makeSureItExists() const {
     TRACE(TR_ERROR, "%s is no file, moved to %s", m_path.c_str(), aside.c_str());
     if (std::rename(m_path.c_str(), aside.c_str()) != 0)
       TRACE(TR_ERROR, "move %s: %s", m_path.c_str(), errnoText(errno).c_str());
+    // What a job was about to put here when it was killed tells more than no records at all.
   } else if (isRegularFile(m_temporary) && std::rename(m_temporary.c_str(), m_path.c_str()) == 0) {
     TRACE(TR_MAX, "%s was missing, taken from %s", m_path.c_str(), m_temporary.c_str());
     return true;

@@ -152,6 +152,7 @@ void GenericPrint::close() {
 void GenericPrint::discard() noexcept {
   if (!m_stream)
     return;
+  // Closed before it is removed: some network filesystems keep what is open under another name.
   m_stream.reset();
   ::unlink(m_partPath.c_str());
 }

@@ -322,9 +322,11 @@ std::vector<ParserAPI::Entity*> ParserAPI::getEntityChildren(Entity* parent) {
     }
   } catch (const std::exception& error) {
     std::printf("ERROR%s\n", error.what());
+    // Kept for the builder: this call has no way to fail.
     m_hasLostChildren = true;
   }
   std::vector<Entity*> released;
+  // From here on nothing may fail, or the bare pointers would have no owner.
   released.reserve(children.size());
   for (auto& child : children)
     released.push_back(child.release());

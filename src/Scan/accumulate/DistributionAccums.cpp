@@ -126,6 +126,7 @@ void BackupDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
         "is NULL. Leaving method.");
     return;
   }
+  // Never set where there are no archive flags: the statistic is there, and empty.
   if ((pInfo->faAttributes & FA_ARCHIVE) != 0)
     TimeDistAccum::accumulate(pScanner, pInfo);
 }

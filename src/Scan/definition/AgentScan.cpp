@@ -188,6 +188,7 @@ void AgentScan::addDirectory(std::unique_ptr<MonDirSpec> directory) {
   if (directory->getMdsNext() != nullptr)
     directory->setMdsNext(nullptr);
   if (!m_pDirectories.empty())
+    // The links serve readers of the chain; the vector owns.
     m_pDirectories.back()->setMdsNext(directory.get());
   m_pDirectories.push_back(std::move(directory));
 }

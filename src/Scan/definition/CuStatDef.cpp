@@ -54,6 +54,7 @@ void readSummary(CuStatDef& profile, const std::string& value) {
 }
 
 // The fields that `toString` shows, in its order.
+// A text for people: what later versions added to the record is not shown.
 constexpr std::string_view SHOWN[] = {"sdID",
                                       "sdAlertID",
                                       "sdCreator",
@@ -270,6 +271,7 @@ std::string CuStatDef::getSdName() const {
 }
 
 void CuStatDef::parseForProfile() {
+  // For sources that are kept in profiles of their own: the scan's are not.
   TRACE_METHOD("parseForProfile(...)");
 }
 

@@ -55,6 +55,7 @@ void DefinitionBuilder::forEachRow(Entity& entity, Mapper map) {
   }
   entity.dataPointer = firstRow;
   if (!m_reader.getEntityRow(entity, row.front()))
+    // An entity without rows is handed on all the same: a mapper says itself what it lacks.
     row.clear();
   try {
     do {

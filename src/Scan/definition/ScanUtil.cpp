@@ -47,6 +47,7 @@ bool isSeparator(char c) {
 std::string translated(std::string_view name) {
   const auto row = std::find_if(std::begin(NAME_TEXTS), std::end(NAME_TEXTS),
                                 [name](const NameText& text) { return text.key == name; });
+  // Names that people gave are no keys; without a log there is no catalog to look into.
   if (row == std::end(NAME_TEXTS) || naLog == nullptr)
     return std::string(name);
   std::string text = naLog->text(row->message);

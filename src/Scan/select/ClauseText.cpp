@@ -11,6 +11,7 @@
 namespace orv {
 namespace {
 
+// An error is one line of a log, and the pattern in a clause may fill a screen.
 constexpr std::size_t LONGEST_SHOWN = 40;
 
 bool isDigit(char c) {
@@ -197,6 +198,7 @@ void ClauseCursor::fail(std::size_t where, std::string_view expected) {
 }
 
 void ClauseCursor::fail(std::size_t where, std::string found, std::string_view expected) {
+  // The first error is the one that people can mend; those behind it follow from it.
   if (failed())
     return;
   m_error = {positionBehind(m_clause.substr(0, where)), std::move(found), std::string(expected)};
@@ -208,6 +210,7 @@ std::string ClauseCursor::foundAt(std::size_t where) const {
   const std::string_view rest = m_clause.substr(where);
   const std::size_t word = runOf(rest, [](char c) { return isLetter(c) || isDigit(c); });
   const std::size_t character = 1 + runOf(rest.substr(1), std::not_fn(startsCharacter));
+  // What was taken for one value is shown as one, even if its parts are words and digits.
   const std::size_t read = m_at > where ? m_at - where : 0;
   return shownInError(rest.substr(0, std::max({word, character, read})));
 }
@@ -235,6 +238,7 @@ NormalizedClause normalizeClause(std::string_view typed) {
     }
     if (!inQuotes && BLANKS.find(c) != std::string_view::npos)
       continue;
+    // Behind the blanks: between quotes they are a fault, elsewhere they are dropped.
     inQuotes = inQuotes != (c == '\'');
     if (!result.clause.empty())
       result.tokens += ' ';
@@ -242,6 +246,7 @@ NormalizedClause normalizeClause(std::string_view typed) {
     result.clause += c;
     result.origins.push_back(at);
   }
+  // An error at the end of the clause has a place in the typed text, too.
   result.origins.push_back(typed.size());
   return result;
 }

@@ -87,6 +87,7 @@ std::string textsOf(std::uint32_t bits, const BitText (&rows)[N], std::string_vi
 std::string sizeText(std::int64_t bytes) {
   const std::string plain = std::to_string(bytes) + " bytes";
   for (const Unit& unit : SIZE_UNITS)
+    // In a unit only where that is exact: the explanation must not round what the clause does not.
     if (bytes != 0 && bytes % unit.factor == 0)
       return std::to_string(bytes / unit.factor) + unit.name + " (" + plain + ")";
   return plain;

@@ -62,6 +62,7 @@ AndNode::AndNode(std::vector<ClauseNodePtr> children) : m_children(std::move(chi
 }
 
 bool AndNode::matches(const FileAttributes& info, const SelectContext& context) const {
+  // Without children it admits everything: so the empty clause does.
   return std::ranges::all_of(
       m_children, [&](const ClauseNodePtr& child) { return child->matches(info, context); });
 }

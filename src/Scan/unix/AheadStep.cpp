@@ -53,6 +53,7 @@ AheadStep* AheadPlan::withdraw(AheadDirectory& directory) noexcept {
       // What follows it is being made.
       return step;
     } else if (step->state != AheadStep::State::DONE) {
+      // The last one found is enough: its end leads to another call.
       busy = step;
     } else {
       for (const AheadStep::Subdirectory& below : step->subdirectories)

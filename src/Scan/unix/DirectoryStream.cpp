@@ -33,6 +33,8 @@ void throwReadFailure(const std::string& path, int error) {
 
 void NameList::clear() {
   if (m_names.capacity() > KEPT_NAMES) {
+    // One huge directory must not keep its memory for the rest of the walk, for every thread that
+    // read one.
     m_names = {};
     m_text = {};
   }

@@ -29,6 +29,8 @@ bool Lane::start(const lane::Root& root) {
 }
 
 void Lane::end() noexcept {
+  // Killed, not asked to end: it may sleep in the kernel, and nothing is lost that is not asked
+  // again.
   m_process.end();
   m_channel.reset();
   isOpening = false;
@@ -62,6 +64,7 @@ bool Lane::take(lane::Reply& reply) noexcept {
 
 void Lane::makeRoom() noexcept {
   m_channel->replies.release();
+  // It may sleep for want of room, with answers left to give.
   if (!works.empty())
     wakeHelper();
 }

@@ -82,6 +82,7 @@ void LaneAhead::stop() noexcept {
     lane->end();
     lane->works.clear();
   }
+  // Nobody will ask for it: the walk has ended, or is about to.
   m_again.clear();
 }
 
@@ -124,6 +125,7 @@ void LaneAhead::sleep() {
   bool mustWait = true;
   for (const auto& lane : m_lanes)
     if (lane->isRunning() && lane->isAwaited()) {
+      // One lane that has answers already is enough not to sleep.
       mustWait = lane->askToBeWoken() && mustWait;
       m_polled.push_back({lane->wakeUps(), POLLIN, 0});
     }
@@ -244,6 +246,7 @@ void LaneAhead::listed(Lane& lane, LaneWork& work, const lane::Reply& reply) {
       step->next->position = list.position;
       m_plan.insert(*step->next, step);
     }
+    // A directory without entries: nothing will be examined that could end the step.
     if (list.count == 0)
       endStep(*step);
   }
@@ -380,6 +383,7 @@ bool LaneAhead::charge(LaneWork& work, int error) {
 void LaneAhead::putBack(LaneWork work) {
   if (work.step == nullptr)
     return;
+  // Its names are known by now: only what was not answered is asked again.
   if (work.phase == Phase::EXAMINING)
     work.kind = Kind::EXAMINE;
   work.phase = Phase::OPENING;
@@ -387,6 +391,7 @@ void LaneAhead::putBack(LaneWork work) {
 }
 
 void LaneAhead::giveUp(int error, std::string why) {
+  // The first reason is the one that is reported: the others follow from it.
   if (m_failure.empty()) {
     m_failure = std::move(why);
     m_failureError = error;
@@ -400,6 +405,7 @@ void LaneAhead::fail(AheadStep& step) {
     return;
   step.directory.readError = m_failureError;
   for (std::uint32_t i = 0; i < step.count; ++i)
+    // What was examined before the filesystem fell silent is still shown to the walk.
     if (step.entries[i].error == AheadStep::PENDING)
       step.entries[i].error = m_failureError;
   endStep(step);

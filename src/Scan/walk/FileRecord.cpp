@@ -28,6 +28,7 @@ int examineByMount(int directory, const char* name, EntryStat& result) noexcept 
   result.blocks = static_cast<std::int64_t>(stx.stx_blocks);
   result.accessed = stx.stx_atime.tv_sec;
   result.modified = stx.stx_mtime.tv_sec;
+  // The mount stands in for the device, so that all who compare devices need not know of overlays.
   result.device = static_cast<std::uint32_t>(stx.stx_mnt_id);
   result.mode = stx.stx_mode;
   result.linkCount = stx.stx_nlink;

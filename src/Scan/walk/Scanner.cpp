@@ -315,6 +315,7 @@ void Scanner::decrementLevel(const std::string& path) {
 bool Scanner::nextGood(int fsType) {
   const auto level = static_cast<std::size_t>(m_state.level);
   for (;;) {
+    // Neither of the two happens to a walk that opened its root; should it, the walk ends here.
     if (level >= m_arrayReader.size()) {
       TRACE(TR_ERROR,
             "Scanner::nextGood() : ERROR: The <level> = %d is out of bounce of the <arrayReader> "
@@ -443,6 +444,7 @@ void Scanner::ScannerInitStat(const std::string& path, FileRecord* file) const {
   }
   file->pathIsCut = path.size() > MAX_STAT_PATH;
   file->path.assign(path, 0, MAX_STAT_PATH);
+  // Cut rather than refused: the examination says that the path is too long, in its own place.
   file->useOwnPath();
 }
 
@@ -453,6 +455,7 @@ int Scanner::ScannerToUTF8(const char* in, char* out, int size) {
           "method.");
     return -1;
   }
+  // Counted on when the room is used up: the result tells the caller how much to provide.
   int needed = 0;
   bool full = false;
   for (; *in != '\0'; ++in) {

@@ -81,6 +81,7 @@ UniqueFd openRegularFile(const std::string& path) noexcept {
 UniqueFd createFile(const std::string& path) noexcept {
   if (::unlink(path.c_str()) != 0 && errno != ENOENT)
     return UniqueFd();
+  // Removed first and made only if nothing stands there: between the two nobody's link is followed.
   return UniqueFd(createNew(path.c_str(), O_WRONLY));
 }
 
@@ -114,6 +115,7 @@ bool replaceFile(const std::string& path, const std::string& temporary, std::str
     errno = error;
     return false;
   }
+  // The one step in which the content changes for others.
   if (std::rename(temporary.c_str(), path.c_str()) == 0)
     return true;
   const int error = errno;

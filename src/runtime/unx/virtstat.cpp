@@ -189,12 +189,14 @@ int StatThread::call(const char* path, int operation, void* buffer, int timeoutS
   m_tap.pathLength = static_cast<std::uint32_t>(length);
   std::memcpy(m_tap.path, path, length);
 
+  // For both attempts together: the caller waits no longer because a helper was gone.
   const Limit limit{Clock::now(), timeoutSeconds};
   int error = EPIPE;
   // A helper that somebody ended since the last call is replaced once.
   for (int attempt = 0; attempt < 2 && error == EPIPE; ++attempt) {
     if (!m_helper.isRunning() && !CreateStatFsThread())
       return errno;
+    // A helper that was replaced must not have its old answer taken for this call's.
     ++m_tap.number;
     error = tryOnTap(limit);
     if (error != 0)

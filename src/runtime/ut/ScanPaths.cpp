@@ -28,6 +28,7 @@ int findSlashes(std::string_view path) noexcept {
   return static_cast<int>(std::count(path.begin(), path.end(), '/'));
 }
 
+// Counted by the starts of components: slashes in a row, or at the end, add no level.
 int pathDepth(std::string_view path) noexcept {
   int depth = 0;
   for (std::size_t i = 0; i < path.size(); ++i)
@@ -43,6 +44,7 @@ std::string withTrailingSlash(std::string path) {
 }
 
 std::string_view withoutTrailingSlash(std::string_view path) noexcept {
+  // The root directory keeps its own.
   while (path.size() > 1 && path.back() == '/')
     path.remove_suffix(1);
   return path;
