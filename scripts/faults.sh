@@ -1,11 +1,14 @@
 #!/bin/bash
-# Runs a whole job with every call that it makes failing in turn, and writes the outcome into
-# docs/reliability.md:   scripts/faults.sh
-# Some thousand runs, about a quarter of an hour on a quiet machine. Findings are printed, each as
-# the name of a run; one is repeated by
+# Runs a whole job with every call that it makes failing in turn, or every STRIDEth of those runs,
+# and writes the outcome into docs/reliability.md:   scripts/faults.sh [STRIDE]
+# Some ten thousand runs, the better part of an hour on a quiet machine. Findings are printed, each
+# as the name of a run; one is repeated by
 #   build/release/tests/faults/fault_sweep 1 'one write ENOSPC 3 on'
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+stride=${1:-1}
+[[ $stride =~ ^[1-9][0-9]*$ ]] || { echo "faults: '$stride' is no stride" >&2; exit 2; }
 
 scripts/install-deps.sh build test
 cmake --preset release >/dev/null
@@ -14,14 +17,14 @@ cmake --build --preset release -j"$(nproc)" --target fault_sweep
 matrix=$(mktemp)
 trap 'rm -f "$matrix"' EXIT
 status=0
-build/release/tests/faults/fault_sweep 1 > >(tee >(grep '^|' >"$matrix") | grep -v '^|') || status=$?
+build/release/tests/faults/fault_sweep "$stride" > >(tee >(grep '^|' >"$matrix") | grep -v '^|') || status=$?
 wait
 [[ -s $matrix ]] || { echo "faults: the sweep did not reach its end" >&2; exit 1; }
 
 document=docs/reliability.md
 {
   sed '/^<!-- faults -->$/q' "$document"
-  printf 'As of %s, %s:\n\n' "$(git rev-parse --short HEAD)" "$(date -u +%F)"
+  printf 'As of %s, %s, one run in %s:\n\n' "$(git rev-parse --short HEAD)" "$(date -u +%F)" "$stride"
   cat "$matrix"
   sed -n '/^<!-- \/faults -->$/,$p' "$document"
 } >"$matrix.document"

@@ -39,7 +39,7 @@ std::optional<std::string> utcTime(std::int64_t milliseconds) {
   constexpr std::int64_t LAST_YEAR = 9999 - 1900;
   // Rounded down, also before 1970.
   const std::int64_t fraction = (milliseconds % 1000 + 1000) % 1000;
-  const std::time_t seconds = (milliseconds - fraction) / 1000;
+  const std::time_t seconds = milliseconds / 1000 - (milliseconds % 1000 < 0 ? 1 : 0);
   std::tm utc{};
   if (::gmtime_r(&seconds, &utc) == nullptr || utc.tm_year < FIRST_YEAR || utc.tm_year > LAST_YEAR)
     return std::nullopt;

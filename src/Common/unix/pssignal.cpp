@@ -1,5 +1,6 @@
 #include "Common/unix/pssignal.h"
 
+#include <execinfo.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -71,6 +72,10 @@ void setUpProcess() noexcept {
     if (!isOpen(fd))
       (void)::open("/dev/null", O_RDWR);
   raiseDescriptorLimit();
+  // The C library loads what it unwinds with when that is first needed, and aborts without the
+  // memory for it: an exception of want of memory that passes through it would end the job.
+  void* frame = nullptr;
+  (void)::backtrace(&frame, 1);
 }
 
 int takeAgentDescriptors(int agentEnd, int ownEnd) noexcept {

@@ -12,7 +12,8 @@ namespace orv {
 // - files are made 0640 and directories 0750 (umask 027), for results name files of directories that
 //   not everybody may read;
 // - descriptors 0 to 2 are open, so that no file of the job ever takes the place of standard output;
-// - as many descriptors may be open as the walk of a deep tree needs, where the hard limit allows.
+// - as many descriptors may be open as the walk of a deep tree needs, where the hard limit allows;
+// - an exception needs no memory to pass through the C library.
 // clang-format on
 void setUpProcess() noexcept;
 
