@@ -1,7 +1,5 @@
 #include "Common/format/ParserAPI.h"
 
-#include <pcrecpp.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -9,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "Common/format/TagPattern.h"
 #include "runtime/ut/ORVException.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
@@ -28,26 +27,15 @@ constexpr std::string_view BLANKS = "\t\n\r\f ";
 constexpr int MAX_NAMED_LEVELS = 1000;
 
 // The patterns are compiled when they are first asked, not before main, where a want of memory
-// would end the process with nobody told. One that could not be compiled must not pass for "no
-// tag".
-const pcrecpp::RE& usable(const pcrecpp::RE& pattern) {
-  if (!pattern.error().empty())
-    throw std::bad_alloc();
+// would end the process with nobody told.
+const TagPattern& openPattern() {
+  static const TagPattern pattern(R"re((^\s*\[){1}([a-zA-Z0-9]+,?[a-zA-Z0-9]+)(\]$){1})re");
   return pattern;
 }
 
-const pcrecpp::RE& openPattern() {
-  static const pcrecpp::RE pattern(R"re((^\s*\[){1}([a-zA-Z0-9]+,?[a-zA-Z0-9]+)(\]$){1})re");
-  return usable(pattern);
-}
-
-const pcrecpp::RE& closePattern() {
-  static const pcrecpp::RE pattern(R"re((^\s*\[/){1}([a-zA-Z0-9]+)(\]$){1})re");
-  return usable(pattern);
-}
-
-pcrecpp::StringPiece piece(std::string_view line) {
-  return {line.data(), static_cast<int>(line.size())};
+const TagPattern& closePattern() {
+  static const TagPattern pattern(R"re((^\s*\[/){1}([a-zA-Z0-9]+)(\]$){1})re");
+  return pattern;
 }
 
 bool isNameCharacter(char c) noexcept {
@@ -74,7 +62,7 @@ bool mayBeTag(std::string_view line) noexcept {
 std::optional<std::string> openTag(std::string_view line) {
   std::string bracket;
   std::string tag;
-  if (mayBeTag(line) && openPattern().FullMatch(piece(line), &bracket, &tag))
+  if (mayBeTag(line) && openPattern().matches(line, &bracket, &tag))
     return tag;
   return std::nullopt;
 }
@@ -84,12 +72,12 @@ std::optional<std::string> entityTag(std::string_view line) {
 }
 
 bool isCloseTag(std::string_view line) {
-  return mayBeTag(line) && line != HEADER_CLOSE && closePattern().FullMatch(piece(line));
+  return mayBeTag(line) && line != HEADER_CLOSE && closePattern().matches(line);
 }
 
 bool endsRows(std::string_view line) {
-  return line.empty() || (mayBeTag(line) && (openPattern().FullMatch(piece(line)) ||
-                                             closePattern().FullMatch(piece(line))));
+  return line.empty() ||
+         (mayBeTag(line) && (openPattern().matches(line) || closePattern().matches(line)));
 }
 
 std::string closeTagOf(const std::string& name) {
