@@ -1,5 +1,5 @@
 -- Turns the project's pages into manual pages: their second-level headings become sections, links
--- to other pages name the manual page that is made from them, tables fit the width of a terminal.
+-- to other pages name the manual page that is made from them, wide tables become lists.
 
 local pages = {
   ["orvctl.md"] = "orvctl(1)",
@@ -44,56 +44,39 @@ function Code(code)
   return code
 end
 
--- What a column needs: for its widest cell, and at least for its longest word.
-local function needs(rows, column)
-  local widest, longest = 1, 1
-  for _, row in ipairs(rows) do
-    local text = row[column] and pandoc.utils.stringify(row[column]) or ""
-    widest = math.max(widest, utf8.len(text))
-    for word in text:gmatch("%S+") do
-      longest = math.max(longest, utf8.len(word))
-    end
-  end
-  return widest, longest
-end
-
--- A table that is too wide: every column gets what it needs while there is room, and the others
--- share what is left.
+-- A table that is wider than a terminal becomes a list: the first column names what the second
+-- tells, and further ones follow with their headings.
 function Table(tbl)
   local simple = pandoc.utils.to_simple_table(tbl)
-  local rows = { simple.headers, table.unpack(simple.rows) }
-  local widths, least, total, open = {}, {}, 0, {}
+  local total = 0
   for column = 1, #simple.aligns do
-    widths[column], least[column] = needs(rows, column)
-    total = total + widths[column] + 3
-    open[column] = true
+    local widest = 0
+    for _, row in ipairs({ simple.headers, table.unpack(simple.rows) }) do
+      widest = math.max(widest, row[column] and utf8.len(pandoc.utils.stringify(row[column])) or 0)
+    end
+    total = total + widest + 3
   end
   if total <= TEXT_WIDTH then
     return tbl
   end
-  local room, count, settled = TEXT_WIDTH - 3 * #widths, #widths, false
-  while not settled do
-    settled = true
-    for column in pairs(open) do
-      local share = room / count
-      local width = widths[column] <= share and widths[column] or least[column] > share and least[column]
-      if width then
-        widths[column], open[column], settled = width, nil, false
-        room, count = room - width, count - 1
-        break
+  local items = {}
+  for _, row in ipairs(simple.rows) do
+    local term = pandoc.utils.blocks_to_inlines(row[1])
+    local told = { table.unpack(row[2]) }
+    for column = 3, #row do
+      local heading = pandoc.utils.stringify(simple.headers[column])
+      local inlines = pandoc.utils.blocks_to_inlines(row[column])
+      if #inlines > 0 then
+        table.insert(inlines, 1, pandoc.Str(heading == "" and "" or heading .. ": "))
+        told[#told + 1] = pandoc.Plain(inlines)
       end
     end
+    items[#items + 1] = { { pandoc.Strong(term) }, { told } }
   end
-  for column in pairs(open) do
-    widths[column] = room / count
-  end
-  for column, width in ipairs(widths) do
-    simple.widths[column] = width / (TEXT_WIDTH + 2)
-  end
-  return pandoc.utils.from_simple_table(simple)
+  return pandoc.DefinitionList(items)
 end
 
--- Narrow columns look torn when they are justified, and names are not to be broken.
+-- Short lines look torn when they are justified, and names are not to be broken.
 function Pandoc(doc)
   table.insert(doc.blocks, 1, pandoc.RawBlock("man", ".nh\n.ad l"))
   return doc

@@ -1,12 +1,14 @@
 #!/bin/bash
 # Installs the Debian packages that the given purposes need and that are missing:
-#   scripts/install-deps.sh [build] [test] [lint] [fuzz]     the first three without an argument
+#   scripts/install-deps.sh [build] [test] [lint] [fuzz] [package]
+# The first three without an argument.
 # Runs without questions. Needs root or sudo only when something is missing.
 set -euo pipefail
 
+# A name with a question mark is left out where the release has no such package any more.
 declare -A packages=(
   # Compiler, build tools, libraries; gencat is in libc-dev-bin, ps (which the locks ask) in procps.
-  [build]="g++ cmake ninja-build pkg-config libc-dev-bin procps libpcre3-dev libre2-dev libfmt-dev
+  [build]="g++ cmake ninja-build pkg-config libc-dev-bin procps libpcre3-dev? libre2-dev libfmt-dev
            libcli11-dev nlohmann-json3-dev libabsl-dev libgtest-dev libbenchmark-dev node-d3
            libsoci-dev libboost-dev libsqlite3-dev libpq-dev
            libprotobuf-dev protobuf-compiler zlib1g-dev"
@@ -17,6 +19,8 @@ declare -A packages=(
           slurm-wlm munge"
   [lint]="clang-format clang-tidy"
   [fuzz]="clang libclang-rt-14-dev llvm"
+  # What builds the Debian package and checks it; a bare system is made to install it in.
+  [package]="debhelper dpkg-dev fakeroot pandoc lintian blhc binutils debootstrap"
 )
 
 fail() {
@@ -32,7 +36,7 @@ is_installed() {
 
 wanted=()
 for purpose in "$@"; do
-  [[ -v packages[$purpose] ]] || fail "unknown purpose '$purpose' (build, test, lint or fuzz)"
+  [[ -v packages[$purpose] ]] || fail "unknown purpose '$purpose' (build, test, lint, fuzz or package)"
   # Words of the list are package names.
   # shellcheck disable=SC2206
   wanted+=(${packages[$purpose]})
@@ -43,7 +47,7 @@ command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
 
 missing=()
 for package in "${wanted[@]}"; do
-  is_installed "$package" || missing+=("$package")
+  is_installed "${package%\?}" || missing+=("$package")
 done
 [[ ${#missing[@]} -gt 0 ]] || exit 0
 
@@ -64,5 +68,11 @@ if [[ ! -e $policy ]]; then
   "${as_root[@]}" chmod 755 "$policy"
 fi
 "${apt[@]}" update || fail "apt-get update failed; check the package sources of this system"
-"${apt[@]}" install --no-install-recommends "${missing[@]}" ||
-  fail "apt-get could not install: ${missing[*]}"
+available=()
+for package in "${missing[@]}"; do
+  [[ $package != *\? ]] || apt-cache show "${package%\?}" >/dev/null 2>&1 || continue
+  available+=("${package%\?}")
+done
+[[ ${#available[@]} -gt 0 ]] || exit 0
+"${apt[@]}" install --no-install-recommends "${available[@]}" ||
+  fail "apt-get could not install: ${available[*]}"

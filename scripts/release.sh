@@ -3,8 +3,8 @@
 #
 # The version is that of project(VERSION). Changelogs and programs tell the same one, everything is
 # committed, and lint, tests and package (built twice) are as they should be. Changes nothing but
-# build/, and ends by saying which tag to set. --versions checks only what the files say, and allows
-# changes that are not released yet.
+# build/, and ends by saying which tag to set. --versions checks only that the files of the project
+# agree, and allows changes that are not released yet.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,6 +30,15 @@ done < <(grep '^##' CHANGELOG.md)
 for page in definition result; do
   grep -qE '^Version [0-9]+ of the format' "docs/$page-format.md" ||
     fail "docs/$page-format.md does not tell the version of the format"
+done
+# What a build needs is installed by a script, and by whoever builds the package.
+for package in $(sed -nE '/\[build\]="/,/"$/{s/.*\[build\]="|"$//g;p}' scripts/install-deps.sh); do
+  case $package in
+    # In every build environment, or for tests and measurements only.
+    g++ | libc-dev-bin | procps | libgtest-dev | libbenchmark-dev) ;;
+    *) grep -qwF -- "${package%\?}" debian/control ||
+      fail "debian/control: Build-Depends lacks $package" ;;
+  esac
 done
 [[ ${1:-} != --versions ]] || exit 0
 
