@@ -21,7 +21,8 @@ namespace {
 
 // Every command adds itself; the order is that of the help.
 constexpr std::array COMMANDS = {addScanCommand,    addReportCommand, addJobsCommand,
-                                 addHistoryCommand, addGrowthCommand, addCheckWhereCommand};
+                                 addHistoryCommand, addGrowthCommand, addCheckWhereCommand,
+                                 addClusterCommand};
 
 constexpr const char* FOOTER =
     "\"orvctl help COMMAND\" tells more of a command. To begin with:\n"

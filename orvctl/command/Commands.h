@@ -32,4 +32,7 @@ void addGrowthCommand(CLI::App& app, int& exitCode);
 // valid points at the place.
 void addCheckWhereCommand(CLI::App& app, int& exitCode);
 
+// "cluster scan|resume|cancel" does a scan with many processes or nodes: as "scan".
+void addClusterCommand(CLI::App& app, int& exitCode);
+
 }  // namespace orv::ctl

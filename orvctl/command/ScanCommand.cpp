@@ -14,12 +14,14 @@
 
 #include "orvctl/command/Options.h"
 #include "orvctl/command/ReportOptions.h"
+#include "orvctl/command/ScanCommand.h"
 #include "orvctl/command/ScanRun.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/LocalJob.h"
 #include "orvctl/job/ScanRoots.h"
 #include "orvctl/job/TypedInput.h"
 #include "orvctl/text/CtlError.h"
+#include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
 
 namespace orv::ctl {
@@ -52,16 +54,6 @@ constexpr const char* FOOTER =
     "  8  the scan failed, 9 its result could not be written, 12 nothing to scan\n"
     "  128 + N  stopped by signal N (130: Ctrl-C)";
 
-struct ScanArguments {
-  RootsRequest roots;
-  std::string agent;
-  std::string where;
-  std::string ages = "90d,1y,2y";
-  ReportArguments report;
-  bool strict = false;
-  unsigned threads = std::max(1U, std::thread::hardware_concurrency());
-};
-
 std::string hostName() {
   std::array<char, HOST_NAME_MAX + 1> name{};
   return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
@@ -75,6 +67,45 @@ bool anythingLeftOut(const Scan& scan) {
             root.notRead->unreadable + root.notRead->tooDeep + root.notRead->tooLong > 0);
   });
 }
+
+// Runs the job and reports what it found, with all that the user asked to be done with it.
+int runAndReport(const ScanArguments& arguments, LocalJob& job, const AgentDirectory& agent,
+                 const RunSettings& settings, bool isWhole) {
+  const ExportRequest request = requestOf(arguments.report);
+  int code = 0;
+  const Scan scan = runScanJob(job, agent, findInstallation().scan, settings, request, code);
+  // The page shows this scan, too; but a history that cannot be written must not take the report
+  // away.
+  HistoryOption history = arguments.report.history;
+  std::exception_ptr failure;
+  try {
+    addToHistory(history, scan);
+  } catch (const CtlError&) {
+    failure = std::current_exception();
+    history.wanted = false;
+  }
+  writeReport(request, scan, history);
+  if (failure)
+    std::rethrow_exception(failure);
+  const bool partly = !isWhole || (arguments.strict && anythingLeftOut(scan));
+  return partly ? std::max(code, PARTLY_SCANNED) : code;
+}
+
+// The same for a divided scan, whose work directory stays until there is a result.
+int runDivided(const ScanArguments& arguments, LocalJob& job, const AgentDirectory& agent,
+               const ClusterWork& work, bool isWhole) {
+  try {
+    const int code = runAndReport(arguments, job, agent,
+                                  {work.settings().threads, 0, work.environment()}, isWhole);
+    work.remove();
+    return code;
+  } catch (const CtlError&) {
+    writeError(fmt::format("orvctl: to go on: orvctl cluster resume {}\n", printable(work.path())));
+    throw;
+  }
+}
+
+}  // namespace
 
 int runScanCommand(const ScanArguments& arguments) {
   const ExportRequest request = requestOf(arguments.report);
@@ -92,27 +123,63 @@ int runScanCommand(const ScanArguments& arguments) {
                        .ages = ages,
                        .watchedInFull = request.sections.contains(Section::WATCHED),
                        .host = hostName()});
-  int code = 0;
-  const Scan scan =
-      runScanJob(job, agent, installation.scan, {arguments.threads, found.timeout}, request, code);
-  // The page shows this scan, too; but a history that cannot be written must not take the report
-  // away.
-  HistoryOption history = arguments.report.history;
-  std::exception_ptr failure;
-  try {
-    addToHistory(history, scan);
-  } catch (const CtlError&) {
-    failure = std::current_exception();
-    history.wanted = false;
-  }
-  writeReport(request, scan, history);
-  if (failure)
-    std::rethrow_exception(failure);
-  const bool partly = !found.complete || (arguments.strict && anythingLeftOut(scan));
-  return partly ? std::max(code, PARTLY_SCANNED) : code;
+  if (!arguments.cluster)
+    return runAndReport(arguments, job, agent, {arguments.threads, found.timeout}, found.complete);
+  ClusterSettings settings = *arguments.cluster;
+  settings.threads = arguments.threads;
+  const std::string directory = arguments.work.empty()
+                                    ? fmt::format("{}/work/{:08}", agent.path, job.runNumber())
+                                    : arguments.work;
+  const ClusterWork work = ClusterWork::make(directory, settings, agent, job);
+  return runDivided(arguments, job, agent, work, found.complete);
 }
 
-}  // namespace
+int resumeScan(const ScanArguments& arguments, const std::string& workDirectory) {
+  const ClusterWork work = ClusterWork::open(workDirectory);
+  const Installation installation = findInstallation();
+  requireComplete(installation);
+  const AgentDirectory agent = prepareAgentDirectory(work.agent(), installation);
+  LocalJob job(agent, work.record(), work.definition(), work.mountTable());
+  return runDivided(arguments, job, agent, work, true);
+}
+
+void addScanOptions(CLI::App& command, ScanArguments& arguments) {
+  RootsRequest& roots = arguments.roots;
+  command
+      .add_option("--where", arguments.where,
+                  "Count only entries that this where clause admits, as 'type = f & size > 1G'")
+      ->type_name("CLAUSE");
+  command
+      .add_option("--watch", roots.watch,
+                  "A directory below PATH that is also reported by itself, or a pattern of them, "
+                  "as '*/logs'; may be given again")
+      ->type_name("DIR")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->allow_extra_args(false);
+  command
+      .add_option("--depth", roots.depth,
+                  fmt::format("Levels of directories whose sizes are measured with all that is "
+                              "below them: 0 to {}; {} if not given",
+                              MAX_DEPTH, roots.depth))
+      ->type_name("N")
+      ->check(CLI::Range(0, MAX_DEPTH));
+  command
+      .add_option("--ages", arguments.ages,
+                  "When data counts as old: up to nine ages; 90d,1y,2y if not given")
+      ->type_name("LIST");
+  command.add_flag("--strict", arguments.strict,
+                   "End with code 4 when anything below PATH was not read");
+  command
+      .add_option(
+          "--threads", arguments.threads,
+          fmt::format("Threads that read ahead of the scan; 1 for none. {} if not given",
+                      arguments.cluster ? "1, in each share," : "As many as there are processors"))
+      ->type_name("N")
+      ->check(CLI::Range(1U, MAX_THREADS));
+  addReportOptions(command, arguments.report);
+  addAgentOption(command, arguments.agent);
+}
 
 void addScanCommand(CLI::App& app, int& exitCode) {
   auto arguments = std::make_shared<ScanArguments>();
@@ -123,44 +190,12 @@ void addScanCommand(CLI::App& app, int& exitCode) {
       command->add_flag("--all", roots.all, "Scan every local filesystem of the host");
   command->add_flag("--network", roots.network, "With --all: network filesystems, too")->needs(all);
   command
-      ->add_option("--where", arguments->where,
-                   "Count only entries that this where clause admits, as 'type = f & size > 1G'")
-      ->type_name("CLAUSE");
-  command
-      ->add_option("--watch", roots.watch,
-                   "A directory below PATH that is also reported by itself, or a pattern of them, "
-                   "as '*/logs'; may be given again")
-      ->type_name("DIR")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->allow_extra_args(false);
-  command
-      ->add_option("--depth", roots.depth,
-                   fmt::format("Levels of directories whose sizes are measured with all that is "
-                               "below them: 0 to {}; {} if not given",
-                               MAX_DEPTH, roots.depth))
-      ->type_name("N")
-      ->check(CLI::Range(0, MAX_DEPTH));
-  command
-      ->add_option("--ages", arguments->ages,
-                   "When data counts as old: up to nine ages; 90d,1y,2y if not given")
-      ->type_name("LIST");
-  command
       ->add_option("--timeout", roots.timeout,
                    "Seconds that a call on a mount may take before it is given up; 0 for no limit. "
                    "If not given 10 where a PATH lies on a network mount, else no limit")
       ->type_name("SECONDS")
       ->check(CLI::Range(0, MAX_TIMEOUT));
-  command->add_flag("--strict", arguments->strict,
-                    "End with code 4 when anything below PATH was not read");
-  command
-      ->add_option("--threads", arguments->threads,
-                   "Threads that read ahead of the scan; 1 for none. As many as there are "
-                   "processors if not given")
-      ->type_name("N")
-      ->check(CLI::Range(1U, MAX_THREADS));
-  addReportOptions(*command, arguments->report);
-  addAgentOption(*command, arguments->agent);
+  addScanOptions(*command, *arguments);
   command->footer(FOOTER);
   command->callback([arguments, paths, all, &exitCode] {
     if (askedForSectionHelp(arguments->report)) {

@@ -118,11 +118,12 @@ Scan runScanJob(LocalJob& job, const AgentDirectory& agent, const std::string& p
                 const RunSettings& settings, const ExportRequest& request, int& returnCode) {
   const std::vector<RootFacts>& roots = job.record().roots;
   Progress progress(subjectOf(roots), expectedEntries(roots), job.progressFile());
+  std::vector<std::string> environment = settings.environment;
+  environment.insert(environment.end(),
+                     {"ORV_MNTTAB=" + job.mountTable(), "ORV_PROGRESS=" + job.progressFile(),
+                      "ORV_WALK_THREADS=" + std::to_string(settings.threads)});
   const ScanEnd end =
-      runScan(scanArguments(program, agent, job, settings.timeout),
-              {"ORV_MNTTAB=" + job.mountTable(), "ORV_PROGRESS=" + job.progressFile(),
-               "ORV_WALK_THREADS=" + std::to_string(settings.threads)},
-              progress);
+      runScan(scanArguments(program, agent, job, settings.timeout), environment, progress);
   progress.end();
   JobLog log(job.log());
   log.poll();

@@ -12,6 +12,7 @@ namespace orv::ctl {
 struct RunSettings {
   unsigned threads = 1;  // that read ahead of the scan; 1 for none
   int timeout = 0;       // seconds for each call on what is scanned; 0 for any time
+  std::vector<std::string> environment = {};  // of the scan program, besides
 };
 
 // Runs the scan program for a job in its agent directory, with its progress on standard

@@ -134,15 +134,17 @@ int highestRunNumber(const AgentDirectory& agent) {
 }
 
 LocalJob::LocalJob(const AgentDirectory& agent, const JobRequest& request)
-    : m_record{.host = request.host,
-               .pid = ::getpid(),
-               .started = std::time(nullptr),
-               .roots = request.roots,
-               .where = request.where.text} {
+    : LocalJob(agent,
+               RunRecord{.host = request.host, .roots = request.roots, .where = request.where.text},
+               definitionText(request), mountTableText(request)) {}
+
+LocalJob::LocalJob(const AgentDirectory& agent, RunRecord record, const std::string& definition,
+                   const std::string& mountTable)
+    : m_record(std::move(record)) {
+  m_record.pid = ::getpid();
+  m_record.started = std::time(nullptr);
   removeLeftovers(agent);
   boundNotifications(agent);
-  const std::string definition = definitionText(request);
-  const std::string mountTable = mountTableText(request);
   // Creating the definition takes the number: of two that try the same one, one goes on to the
   // next.
   orv::JobFiles names{agent.path, AgentDirectory::SERVER, JOB_NAME, 0, SID_RUN_NUMBER};

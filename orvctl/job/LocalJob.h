@@ -25,11 +25,15 @@ class LocalJob final {
   // run at once never get the same number. Throws CtlError when a file cannot be written or the
   // request cannot be expressed in it.
   LocalJob(const AgentDirectory& agent, const JobRequest& request);
+  // Does again what another run was to do: its record, definition and mount table.
+  LocalJob(const AgentDirectory& agent, RunRecord record, const std::string& definition,
+           const std::string& mountTable);
   ~LocalJob();
   LocalJob(const LocalJob&) = delete;
   LocalJob& operator=(const LocalJob&) = delete;
 
   [[nodiscard]] int runNumber() const noexcept { return m_runNumber; }
+  [[nodiscard]] const std::string& definition() const noexcept { return m_definition; }
   [[nodiscard]] const std::string& mountTable() const noexcept { return m_mountTable; }
   // Where the scan shows how far it is; nobody made it yet.
   [[nodiscard]] std::string progressFile() const { return m_mountTable + ".progress"; }

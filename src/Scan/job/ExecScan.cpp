@@ -275,7 +275,9 @@ void ExecScan::dropOutput() noexcept {
 
 void ExecScan::scanFilesystems() {
   ComputerID::load(m_installLocation);
-  m_filesystemScan = std::make_unique<FilesystemScan>(scanOptionsOfEnvironment());
+  ScanOptions options = scanOptionsOfEnvironment();
+  options.spread.catalog = m_installLocation + "/nls/" + CATALOG_FILE;
+  m_filesystemScan = std::make_unique<FilesystemScan>(std::move(options));
   m_print = std::make_unique<GenericPrint>(m_output);
   // Now, and not after hours of scanning that nobody would see the figures of.
   if (!m_print->isOpen())

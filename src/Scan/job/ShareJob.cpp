@@ -8,12 +8,10 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
-#include "Common/CmdArgs.h"
 #include "Common/unix/pssignal.h"
 #include "Scan/definition/AgentScan.h"
 #include "Scan/definition/DefinitionBuilder.h"
@@ -58,8 +56,7 @@ void walkShare(const std::string& directory, std::uint32_t number) {
   share::Share share = share::readShare(work.share(number), {});
   share.header.node = share::nodeName();
   MessageCatalog catalog;
-  const std::string program = std::filesystem::read_symlink("/proc/self/exe");
-  if (!catalog.open(installLocationOfProgram(program) + "/nls", "xrmna.cat", "ORV"))
+  if (!catalog.open(work.catalogDirectory(), "xrmna.cat", "ORV"))
     throw std::runtime_error("the message catalog cannot be opened");
   auto writer = std::make_unique<ShareLog>();
   ShareLog& log = *writer;

@@ -1,5 +1,7 @@
 #include "Scan/share/Coordinator.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <unistd.h>
 
@@ -50,10 +52,20 @@ std::unique_ptr<Engine> makeEngine(const SpreadOptions& options, const WorkDirec
 Coordinator::Coordinator(const SpreadOptions& options, const WorkDirectory& work,
                          ProgressPage* progress)
     : m_options(options), m_work(work), m_progress(progress) {
+  hold();
   begin();
 }
 
 Coordinator::~Coordinator() = default;
+
+// Two that plan the same tree would count it twice.
+void Coordinator::hold() {
+  m_held.reset(::open(m_work.coordinator().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  if (!m_held || ::flock(m_held.get(), LOCK_EX | LOCK_NB) != 0)
+    throw StateError(
+        "hold " + m_work.coordinator() + ": " +
+        (errno == EWOULDBLOCK ? "another process coordinates the scan" : errnoText(errno)));
+}
 
 void Coordinator::begin() {
   if (!exists(m_work.runFile())) {
@@ -64,6 +76,17 @@ void Coordinator::begin() {
     StateWriter(m_work.runFile(), header).close({});
   }
   m_run = readShare(m_work.runFile(), {}).header;
+  const std::string self =
+      formatText("%d %s %s\n", ::getpid(), nodeName().c_str(), m_run.run.c_str());
+  if (::ftruncate(m_held.get(), 0) != 0 || !writeFully(m_held.get(), self))
+    throw StateError("write " + m_work.coordinator() + ": " + errnoText(errno));
+  std::error_code error;
+  std::filesystem::copy_file(m_options.catalog,
+                             m_work.catalogDirectory() + "/" +
+                                 std::filesystem::path(m_options.catalog).filename().string(),
+                             std::filesystem::copy_options::overwrite_existing, error);
+  if (error)
+    throw StateError("copy " + m_options.catalog + ": " + error.message());
 }
 
 Coordinator::Outcome Coordinator::walkAll(Engine& engine) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Scan/share/Engine.h"
+#include "runtime/ut/UniqueFd.h"
 
 namespace orv {
 class ProgressPage;
@@ -52,6 +53,7 @@ class Coordinator final {
   [[nodiscard]] Outcome walkAll(Engine& engine);
 
  private:
+  void hold();
   void begin();
   void takeUp(Engine& engine);
   void plan(Engine& engine);
@@ -67,6 +69,7 @@ class Coordinator final {
   const WorkDirectory& m_work;
   ProgressPage* m_progress;
   Header m_run;
+  UniqueFd m_held;                         // keeps other coordinators away
   std::deque<LeftOver> m_left;             // that no share has
   std::map<std::uint32_t, int> m_running;  // attempts, by share
   std::uint32_t m_lastShare = 0;

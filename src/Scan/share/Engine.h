@@ -13,6 +13,7 @@ namespace orv::share {
 // How the shares of a scan are walked. From the environment, at the program's edge.
 struct SpreadOptions {
   std::string work;                 // the work directory; empty: the job walks by itself
+  std::string catalog;              // the message catalog, of which the shares get a copy
   std::string engine = "local";     // "local" or "slurm"
   std::string partition;            // of the engine; empty for its own choice
   int tasks = 2;                    // shares that are walked at a time

@@ -15,8 +15,8 @@
 namespace orv::share {
 namespace {
 
-constexpr std::array<const char*, 6> FOLDERS = {"shares", "states", "accepted",
-                                                "merged", "tmp",    "logs"};
+constexpr std::array<const char*, 7> FOLDERS = {"shares", "states", "accepted", "merged",
+                                                "tmp",    "logs",   "nls"};
 
 }  // namespace
 

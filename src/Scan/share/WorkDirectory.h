@@ -31,6 +31,10 @@ class WorkDirectory final {
   [[nodiscard]] std::string accepted(std::uint32_t number) const;
   [[nodiscard]] std::string merged(std::uint32_t number) const;
   [[nodiscard]] std::string log(const std::string& name) const;
+  // Held by the coordinator while it works, and says who it is: "<pid> <node> <run>".
+  [[nodiscard]] std::string coordinator() const { return m_path + "/coordinator"; }
+  // A copy of the message catalog, which nodes may not have.
+  [[nodiscard]] std::string catalogDirectory() const { return m_path + "/nls"; }
   // For files without names.
   [[nodiscard]] std::string temporary() const { return m_path + "/tmp"; }
 
