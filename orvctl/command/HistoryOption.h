@@ -7,7 +7,6 @@
 
 #include "orvctl/export/Export.h"
 #include "orvctl/history/History.h"
-#include "orvctl/model/GrowthSeries.h"
 #include "orvctl/model/Model.h"
 
 // The options by which commands reach the history.

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "orvctl/command/Options.h"
-#include "orvctl/command/ReportOptions.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/RunChoice.h"
 #include "orvctl/report/AddRun.h"

@@ -12,8 +12,6 @@
 #include <thread>
 #include <vector>
 
-#include "orvctl/command/Options.h"
-#include "orvctl/command/ReportOptions.h"
 #include "orvctl/command/ScanCommand.h"
 #include "orvctl/command/ScanRun.h"
 #include "orvctl/job/AgentDirectory.h"

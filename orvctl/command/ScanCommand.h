@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "orvctl/command/ReportOptions.h"
+#include "orvctl/command/Options.h"
 #include "orvctl/job/ClusterWork.h"
 #include "orvctl/job/ScanRoots.h"
 

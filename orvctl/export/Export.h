@@ -5,7 +5,6 @@
 #include <string>
 
 #include "orvctl/export/Metrics.h"
-#include "orvctl/model/GrowthSeries.h"
 #include "orvctl/model/Model.h"
 #include "orvctl/model/Sections.h"
 #include "orvctl/text/Style.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "orvctl/history/History.h"
-#include "orvctl/model/GrowthSeries.h"
+#include "orvctl/model/Model.h"
 
 // What grew and what shrank between two scans of a history, and when filesystems will be full.
 namespace orv::ctl {

@@ -1,12 +1,74 @@
 #include "orvctl/history/Load.h"
 
-#include <array>
-#include <unordered_map>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <soci/soci.h>
 
-#include "orvctl/history/RowWriter.h"
+#include <array>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
 
 namespace orv::ctl::history {
 namespace {
+
+// One value of a row; nothing is NULL. Both databases turn its text into the type of its column.
+struct Cell {
+  Cell(std::int64_t number) : text(std::to_string(number)) {}
+  Cell(std::string value) : text(std::move(value)) {}
+  Cell(const char* value) : text(value) {}
+  Cell(std::nullopt_t /*null*/) {}
+  template <typename Value>
+  Cell(const std::optional<Value>& value) {
+    if (value)
+      text = Cell(*value).text;
+  }
+
+  std::optional<std::string> text;
+};
+
+// Fills one table, many rows with one statement: PostgreSQL answers every statement of its own, and
+// 100,000 rows one by one (as it runs a vector of values, too) take it ten seconds. A row whose key
+// is there already is left out. Lives inside one transaction; `flush` before its end.
+class RowWriter final {
+ public:
+  RowWriter(soci::session& session, std::string table, std::vector<std::string> columns);
+
+  void add(std::initializer_list<Cell> row);
+  void flush();
+
+ private:
+  // One statement with its bound values, for a fixed number of rows.
+  struct Batch;
+
+  void execute(Batch& batch);
+
+  soci::session& m_session;
+  std::string m_table;
+  std::vector<std::string> m_columns;
+  std::vector<std::optional<std::string>> m_waiting;  // row after row
+  std::shared_ptr<Batch> m_full;                      // prepared for the first full batch
+};
+
+// Beyond this a statement only takes longer to prepare.
+constexpr std::size_t ROWS_PER_STATEMENT = 200;
+
+std::string insertText(const std::string& table, const std::vector<std::string>& columns,
+                       std::size_t rows) {
+  std::string text = fmt::format("INSERT INTO {} ({}) VALUES ", table, fmt::join(columns, ","));
+  std::size_t value = 0;
+  for (std::size_t row = 0; row < rows; ++row) {
+    text += row == 0 ? "(" : ",(";
+    for (std::size_t column = 0; column < columns.size(); ++column)
+      text += fmt::format("{}:v{}", column == 0 ? "" : ",", value++);
+    text += ")";
+  }
+  return text + " ON CONFLICT DO NOTHING";
+}
 
 std::int64_t nextId(Database& database, const std::string& table) {
   std::int64_t highest = 0;
@@ -31,6 +93,52 @@ bool isThere(Database& database, std::int64_t series, std::int64_t started) {
   database.sql() << "SELECT id FROM scans WHERE series_id = :series AND started = :started",
       soci::use(series), soci::use(started), soci::into(id);
   return database.sql().got_data();
+}
+
+struct RowWriter::Batch {
+  Batch(soci::session& session, const std::string& text, std::size_t count)
+      : values(count), states(count, soci::i_ok), statement(session) {
+    for (std::size_t i = 0; i < count; ++i)
+      statement.exchange(soci::use(values[i], states[i]));
+    statement.alloc();
+    statement.prepare(text);
+    statement.define_and_bind();
+  }
+
+  std::vector<std::string> values;
+  std::vector<soci::indicator> states;
+  soci::statement statement;
+};
+
+RowWriter::RowWriter(soci::session& session, std::string table, std::vector<std::string> columns)
+    : m_session(session), m_table(std::move(table)), m_columns(std::move(columns)) {}
+
+void RowWriter::add(std::initializer_list<Cell> row) {
+  for (const Cell& cell : row)
+    m_waiting.push_back(cell.text);
+  if (m_waiting.size() < ROWS_PER_STATEMENT * m_columns.size())
+    return;
+  if (!m_full)
+    m_full = std::make_shared<Batch>(m_session, insertText(m_table, m_columns, ROWS_PER_STATEMENT),
+                                     m_waiting.size());
+  execute(*m_full);
+}
+
+void RowWriter::flush() {
+  if (m_waiting.empty())
+    return;
+  Batch rest(m_session, insertText(m_table, m_columns, m_waiting.size() / m_columns.size()),
+             m_waiting.size());
+  execute(rest);
+}
+
+void RowWriter::execute(Batch& batch) {
+  for (std::size_t i = 0; i < m_waiting.size(); ++i) {
+    batch.states[i] = m_waiting[i] ? soci::i_ok : soci::i_null;
+    batch.values[i] = m_waiting[i].value_or("");
+  }
+  m_waiting.clear();
+  batch.statement.execute(true);
 }
 
 // The ids of the paths of a series, which are written once however many scans name them.

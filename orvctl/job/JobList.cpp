@@ -11,7 +11,7 @@
 #include <tuple>
 
 #include "Common/JobFile.h"
-#include "Common/ResourceFile.h"
+#include "Common/resource.h"
 #include "orvctl/job/Definition.h"
 #include "orvctl/job/JobInfo.h"
 #include "orvctl/job/Notification.h"

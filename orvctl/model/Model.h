@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace orv::ctl {
+
 // What one result says, as plain values: the terminal report, every export and the history read
 // this and compute no figure of their own. `buildModel` (ModelBuilder.h) makes it from any result
 // of `scan`; what only the job's log knows (NotRead, Run) is added by whoever has the log.
@@ -12,7 +14,6 @@
 // Texts are UTF-8 as `utf8Text` makes it (orvctl/text/Utf8.h): `bytesOf` gives the bytes back.
 // Sizes are bytes, times milliseconds since 1970 UTC, ages seconds before the start of the scan. A
 // value that the result does not hold is a missing optional or an empty list, never a 0.
-namespace orv::ctl {
 
 // Entries of a subject. Every name counts but the first one met of a file with several.
 struct Totals {
@@ -207,6 +208,52 @@ struct Scan {
 
   // Sums over the roots that have totals; missing when none has.
   [[nodiscard]] std::optional<Totals> totals() const;
+};
+
+// How one scanned path grew, as plain values: what the history (orvctl/history/Growth.h) finds out
+// and the page draws. Texts are UTF-8 as in Model.h, sizes bytes, times milliseconds since 1970
+// UTC.
+
+struct GrowthPoint {
+  std::int64_t time = 0;
+  std::int64_t bytes = 0;
+};
+
+struct GrowthLine {
+  std::string name;                 // of a directory: its path
+  std::vector<GrowthPoint> points;  // in the order of time, one per scan that knows the figure
+};
+
+// What a straight line through the used space says. A range is where the slope lies with a
+// probability of 95 %.
+struct Trend {
+  enum class Kind {
+    NONE,     // too few scans, or they scatter so much that a line says nothing
+    GROWING,  // the whole range is above 0
+    FALLING   // the whole range is below 0
+  };
+  Kind kind = Kind::NONE;
+  double bytesPerDay = 0;  // this and what follows only where there is a trend
+  double lowest = 0;
+  double highest = 0;
+  // From the last scan on, for a filesystem that grows and whose capacity is known. The latest day
+  // belongs to the lowest slope.
+  struct Full {
+    double days = 0;
+    double earliest = 0;
+    double latest = 0;
+  };
+  std::optional<Full> full;
+};
+
+struct GrowthSeries {
+  std::string host;
+  std::string path;           // the scanned path
+  GrowthLine total;           // what lies below the path
+  GrowthLine used;            // of its filesystem, what is reserved for root included; may be empty
+  std::int64_t capacity = 0;  // of its filesystem at the last scan; 0 when not known
+  Trend trend;                // of `used`
+  std::vector<GrowthLine> directories;  // those that changed most, in the order of their change
 };
 
 }  // namespace orv::ctl

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include "Common/ResourceFile.h"
 #include "support/CapturedTrace.h"
 #include "support/Process.h"
 

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "Common/ResourceFile.h"
 #include "Common/format/GenericPrint.h"
+#include "Common/resource.h"
 #include "Probe/Mounts.h"
 #include "Scan/definition/AgentScan.h"
 #include "Scan/definition/DefinitionBuilder.h"

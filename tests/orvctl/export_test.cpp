@@ -7,7 +7,6 @@
 
 #include "orvctl/export/Metrics.h"
 #include "orvctl/export/Page.h"
-#include "orvctl/export/PageTree.h"
 #include "orvctl/export/Words.h"
 #include "orvctl/model/HelpingProfiles.h"
 #include "orvctl/text/Utf8.h"
