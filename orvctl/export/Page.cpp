@@ -1,6 +1,7 @@
 #include "orvctl/export/Page.h"
 
 #include <fmt/format.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cmath>
@@ -12,6 +13,7 @@
 
 #include "orvctl/export/Json.h"
 #include "orvctl/export/PageParts.h"
+#include "orvctl/text/CtlError.h"
 #include "orvctl/text/Units.h"
 
 namespace orv::ctl {
@@ -43,6 +45,30 @@ constexpr std::size_t TREE_BUDGET = 500'000;
 constexpr std::size_t LISTS_BUDGET = 150'000;
 constexpr std::size_t MIN_LIST = 100;
 constexpr std::size_t MAX_VIEWS = 20;
+
+// What gzip made of a text. Throws CtlError when memory is short.
+std::string unpacked(std::string_view packed) {
+  constexpr int GZIP = 16;  // added to the size of the window: with the header of a gzip file
+  z_stream stream{};
+  if (::inflateInit2(&stream, MAX_WBITS + GZIP) != Z_OK)
+    throw CtlError("cannot unpack the page's library: Cannot allocate memory");
+  std::string text;
+  std::string part(1 << 16, '\0');
+  // The interface takes bytes that it does not change by a pointer to ones that may be changed.
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
+  stream.avail_in = static_cast<uInt>(packed.size());
+  int state = Z_OK;
+  while (state == Z_OK) {
+    stream.next_out = reinterpret_cast<Bytef*>(part.data());
+    stream.avail_out = static_cast<uInt>(part.size());
+    state = ::inflate(&stream, Z_NO_FLUSH);
+    text.append(part, 0, part.size() - stream.avail_out);
+  }
+  ::inflateEnd(&stream);
+  if (state != Z_STREAM_END)
+    throw CtlError("cannot unpack the page's library: " + std::string(::zError(state)));
+  return text;
+}
 
 // Cuts a list and says how many items it lost.
 std::size_t cut(Json& list, std::size_t length) {
@@ -228,10 +254,10 @@ std::string renderPage(const Scan& scan, const PageOptions& options, const Growt
                      {"views_cut", views.size() - shown.size()},
                      {"growth", growthJson(growth)}};
   const std::string json = scriptJson(data);
-  return filled(PAGE_HTML, {{"@STYLE@", PAGE_CSS},
-                            {"@DATA@", json},
-                            {"@LIBRARY@", PAGE_LIBRARY},
-                            {"@SCRIPT@", PAGE_JS}});
+  const std::string library = unpacked(PAGE_LIBRARY);
+  return filled(
+      PAGE_HTML,
+      {{"@STYLE@", PAGE_CSS}, {"@DATA@", json}, {"@LIBRARY@", library}, {"@SCRIPT@", PAGE_JS}});
 }
 
 }  // namespace orv::ctl

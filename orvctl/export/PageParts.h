@@ -8,6 +8,6 @@ namespace orv::ctl {
 extern const std::string_view PAGE_HTML;
 extern const std::string_view PAGE_CSS;
 extern const std::string_view PAGE_JS;       // tables, charts, page: in this order
-extern const std::string_view PAGE_LIBRARY;  // d3
+extern const std::string_view PAGE_LIBRARY;  // d3, compressed by gzip
 
 }  // namespace orv::ctl

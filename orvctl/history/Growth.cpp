@@ -60,7 +60,9 @@ Line lineThrough(const std::vector<GrowthPoint>& points) {
     return {};
   const double slope = xy / xx;
   const double residual = std::max(0.0, yy - slope * xy);
-  const boost::math::students_t distribution(count - 2);
+  // Not computed with long doubles: the figures are rounded anyhow.
+  using Policy = boost::math::policies::policy<boost::math::policies::promote_double<false>>;
+  const boost::math::students_t_distribution<double, Policy> distribution(count - 2);
   return {
       slope,
       boost::math::quantile(distribution, TWO_SIDED_95) * std::sqrt(residual / (count - 2) / xx),
