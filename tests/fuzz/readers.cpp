@@ -9,6 +9,7 @@
 #include "Probe/Mounts.h"
 #include "Scan/definition/AgentScan.h"
 #include "Scan/definition/DefinitionBuilder.h"
+#include "Scan/entry/UserTable.h"
 #include "Scan/select/ClauseText.h"
 #include "Scan/select/PathPattern.h"
 #include "Scan/select/SelectExplain.h"

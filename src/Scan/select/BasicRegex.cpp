@@ -60,8 +60,9 @@ std::string hex(unsigned char byte) {
 // for each: so the class is what it takes the bracket for.
 std::string classOf(std::string_view bracket) {
   regex_t regex;
+  // It compiled as a part of the whole: only memory can be missing.
   if (::regcomp(&regex, std::string(bracket).c_str(), REG_NOSUB) != 0)
-    return {};
+    throw std::bad_alloc();
   const std::unique_ptr<regex_t, decltype(&::regfree)> freed(&regex, ::regfree);
   std::string members;
   int first = -1;
