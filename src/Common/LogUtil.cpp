@@ -211,6 +211,7 @@ void purgeJobFiles(const CmdArgs& args, const std::string& installLocation) {
     const std::string infoDir = installLocation + "/output/" + args.serverName + "/";
     purgeLogFiles(std::move(files), limits, true, [&](const std::string& file) {
       const std::string name = file.substr(dir.size() + 1);
+      // By the job's information file, which a running job keeps beside its result.
       return isOfRunningJob(infoDir + name.substr(0, name.size() - std::strlen(kind.extension)) +
                             ".jobinfo");
     });

@@ -119,6 +119,7 @@ int addRecord(const ResourceFile& file, const std::string& name, std::string& re
   std::erase_if(*records, [&](const ResourceRecord& record) {
     const int code =
         record.resource == name ? codeOf(record, file.path(), reason) : RESOURCE_LOCKED;
+    // One that is held is enough, whatever stale records of the same name stand beside it.
     result = std::max(result, code);
     return record.resource == name && code == RESOURCE_LOCKED;
   });

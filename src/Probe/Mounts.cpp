@@ -112,6 +112,7 @@ bool Mounts::openMnttab() {
     issueMessage(msg::STA0094E, {m_path + " - " + errnoText(errno)});
     return false;
   }
+  // Programs that mount rewrite the table in place, and lock it meanwhile.
   if (!setLock(m_table.get(), F_RDLCK)) {
     issueMessage(msg::STA0095E, {m_path + " - " + errnoText(errno)});
     m_table.reset();

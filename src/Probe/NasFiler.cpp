@@ -16,6 +16,7 @@ namespace {
 // The first address in numeric text; `host` itself without one.
 std::string resolve(const std::string& host) {
   addrinfo hints{};
+  // One kind, or each address would come once for every kind of socket.
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
   if (const int error = ::getaddrinfo(host.c_str(), nullptr, &hints, &found); error != 0) {

@@ -33,6 +33,7 @@ void appendQuoted(std::string& line, std::string value) {
   cleanLineBreaks(value);
   line += '"';
   for (const char c : value) {
+    // A quote is doubled: readers split at commas that are not between quotes.
     if (c == '"')
       line += '"';
     line += c;

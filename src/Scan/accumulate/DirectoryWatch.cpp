@@ -128,6 +128,8 @@ void Activator::actUpon(Scanner* pScanner, FileAttributes* pDirInfo) {
     for (MonDirAccum* target = m_targets; target != nullptr; target = target->nextTarget.get())
       target->activate(monDir);
   }
+  // Every specification that names the directory is in its record: its owner looks for the number
+  // of his own.
   monDir->smDirSpecs.push_back(m_mdsID);
 }
 

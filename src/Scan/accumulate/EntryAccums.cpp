@@ -56,6 +56,7 @@ void FileAccum::add(Scanner* pScanner, FileAttributes* pInfo, std::int64_t key, 
   std::unique_ptr<SFile> file = m_most->blank();
   static_cast<FileAttributes&>(*file) = *pInfo;
   file->sfFilesystemID = pScanner->filesystem().fsID;
+  // The record tells which ranking it stands in: all of them share its form.
   file->sfStatType = kind;
   m_most->add(std::move(file));
 }
@@ -170,6 +171,7 @@ void LargeDirAccum::newDirectory(FileAttributes* pDirInfo) {
 
 void LargeDirAccum::leaveDirectory() {
   TRACE_METHOD("leaveDirectory()");
+  // The innermost: directories are left in the reverse of the order in which they are entered.
   std::unique_ptr<SDirectory> directory = m_open.popFront();
   if (!directory || !m_most)
     return;

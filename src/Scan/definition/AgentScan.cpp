@@ -110,6 +110,8 @@ void AgentScan::inititializeObject(const HeaderArray& refHeaderArray,
 
 void AgentScan::printHeader(GenericPrint& print) {
   TRACE_METHOD("printHeader(...)");
+  // Every record type that a result may hold is declared, whether this one holds it or not: the
+  // header is the same for all jobs.
   print.printBegin("Header");
   for (const RecordType& type : RECORD_TYPES) {
     print.printBegin(type.name);

@@ -144,6 +144,7 @@ void ResultsByFS::printHeader(GenericPrint& print) {
 
 void ResultsByFS::printData(GenericPrint& print) const {
   TRACE_METHOD("printData(...)");
+  // A walk that failed has none, and its filesystem's record says so.
   if (!rfResults) {
     TRACE(TR_MAX, "WARNING: Results of filesystem %d are NULL. Nothing to print.",
           m_filesystem.fsID);

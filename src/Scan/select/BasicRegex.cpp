@@ -234,6 +234,7 @@ std::string refusal(const std::string& expression) {
 re2::RE2::Options byteOptions() {
   re2::RE2::Options options(re2::RE2::Latin1);
   options.set_never_capture(true);
+  // The reason goes into a message of the job's, not onto standard error.
   options.set_log_errors(false);
   return options;
 }

@@ -100,6 +100,7 @@ std::optional<ClauseValue> withUnit(ClauseCursor& cursor, std::size_t from, std:
                                     Measure measure, const Unit (&units)[N],
                                     std::string_view expected) {
   const std::size_t unitAt = cursor.at();
+  // All letters, not one: "30days" is a wrong unit and not an age with something behind it.
   const std::string_view letters = cursor.takeLetters();
   for (const Unit& unit : units) {
     if (!equalIgnoringCase(letters, unit.letter))
@@ -128,6 +129,7 @@ std::optional<ClauseValue> restOfDate(ClauseCursor& cursor, std::size_t from,
   using namespace std::chrono;
   const int month = takeTwoDigits(cursor, "-");
   const int day = month < 0 ? -1 : takeTwoDigits(cursor, "-");
+  // Four digits, no more and no less: "24-01-31" would be a date that nobody means.
   const auto number = year.size() == 4 ? product(year, 1) : std::nullopt;
   if (!number || day < 0) {
     cursor.fail(from, DATE_EXPECTED);

@@ -83,6 +83,7 @@ std::string reasonToRefuse(std::string_view glob, const Pieces& pieces) {
     return "it is longer than " + std::to_string(PathPattern::MAX_LENGTH) + " bytes";
   if (glob.find('\0') != std::string_view::npos)
     return "it holds a NUL byte";
+  // The matcher unrolls what is repeated: a short pattern could take any amount of memory.
   if (repeatsOf(pieces) > PathPattern::MAX_REPEATS)
     return "its parts are repeated more than " + std::to_string(PathPattern::MAX_REPEATS) +
            " times";

@@ -26,6 +26,7 @@ struct BitText {
 constexpr Unit SIZE_UNITS[] = {
     {1LL << 40, "T"}, {1LL << 30, "G"}, {1LL << 20, "M"}, {1LL << 10, "K"},
 };
+// From the largest down: the first that divides the age exactly gives the shortest words.
 constexpr Unit AGE_UNITS[] = {
     {31557600, "year"}, {604800, "week"}, {86400, "day"}, {3600, "hour"}, {60, "minute"},
     {1, "second"},

@@ -110,6 +110,8 @@ bool RangeNode::matches(const FileAttributes& info, const SelectContext& context
     case Comparison::LESS:
       return value < m_span.low;
     case Comparison::AT_MOST:
+      // A day or a month is a span of seconds: "at most" reaches to its end, "less" stops at its
+      // start.
       return value <= m_span.high;
     case Comparison::MORE:
       return value > m_span.high;

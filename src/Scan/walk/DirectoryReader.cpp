@@ -76,6 +76,7 @@ std::int64_t DirectoryReader::examine(int fsType) {
     return stat(m_walk->path, &info, fsType);
   } catch (GenericException* thrown) {
     const std::unique_ptr<GenericException> exception(thrown);
+    // Both are warnings of one entry; the one names what the platform's rights forbid.
     if (exception->number() == msg::STA0135W.number) {
       TRACE(
           TR_ERROR,

@@ -94,6 +94,7 @@ int Scanner::walk() {
     m_part->asked = m_entry;
   else
     issueMessage(msg::AGT0144I, {std::to_string(m_total)});
+  // One message for all of them: each would name a path that no message can hold.
   if (m_leftOut > 0) {
     issueMessage(msg::STA0140W, {m_filesystem.fsMountPoint, std::to_string(m_leftOut)});
     m_rc = WALK_INCOMPLETE;
@@ -180,6 +181,7 @@ void Scanner::enterRoot() {
 // The traversal loop: one entry, or one end of a directory, per round.
 void Scanner::walkEntries() {
   m_state.rules.snapshotPath = snapshotDirectory();
+  // Leaving the top directory ends the loop, so every directory that was entered is also left.
   while (m_state.level >= m_firstLevel) {
     if (nextGood(m_filesystem.fsType))
       handleEntry();
@@ -284,6 +286,7 @@ void Scanner::notePlace() {
 }
 
 void Scanner::noteFailure(int error) noexcept {
+  // These say nothing of the entry: on another day the same tree would have been read.
   if (error == EMFILE || error == ENFILE || error == ENOMEM)
     m_rc = WALK_INCOMPLETE;
 }
@@ -390,6 +393,7 @@ bool Scanner::admits(EntrySelection* selection) const {
 }
 
 void WalkState::stepToParent() noexcept {
+  // The scan root may be a path of many components: above it nothing belongs to the walk.
   if (withoutTrailingSlash(path) == rules.rootPath)
     return;
   const auto slash = path.rfind('/');
@@ -424,6 +428,7 @@ bool Scanner::ScannerInitOpen(const std::string& path, std::string& buffer,
         "Scanner::ScannerInitOpen() : ERROR: one of the parameters <pPath> or <pLength> is NULL.");
     return false;
   }
+  // The message shows what fits: nobody could use a longer one either.
   buffer.assign(path, 0, MAX_OPEN_PATH);
   *pLength = buffer.size();
   if (path.size() <= MAX_OPEN_PATH)

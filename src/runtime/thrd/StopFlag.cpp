@@ -7,6 +7,7 @@ namespace orv {
 
 void traceCaughtSignal() {
   if (const int signal = caughtSignal.exchange(0); signal != 0)
+    // Told here and not by the handler, which may have interrupted the trace itself.
     TRACE(TR_MAX, "Caught signal %d", signal);
 }
 

@@ -161,6 +161,8 @@ bool StatThread::CreateStatFsThread() {
   TRACE_METHOD("CreateStatFsThread()");
   if (!m_helper.start(stathelper::serve))
     return false;
+  // A request longer than the pipe would be sent in pieces, and a helper that hangs hold the job at
+  // the first.
   const long pipeBuf = ::fcntl(m_helper.requests(), F_GETPIPE_SZ);
   constexpr long signalLength = sizeof(Tap);
   if (pipeBuf < signalLength)
