@@ -65,6 +65,7 @@ void walkShare(const std::string& directory, std::uint32_t number) {
   DefinitionBuilder(work.definition(), job).build();
   ScanOptions options = scanOptionsOfEnvironment();
   options.mountTable = work.mountTable();
+  // The scan shows what all shares came to; one of them is no measure.
   options.progressFile.clear();
   FilesystemScan scan(options);
   share::StateWriter state(work.state(number), share.header);

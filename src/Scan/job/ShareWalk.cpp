@@ -16,6 +16,8 @@ constexpr int INCOMPLETE = 4;
 
 UserOrGroup* PlacedUsers::lookup(const Sid& sid, bool isGroup) {
   std::string& place = m_places[{isGroup, sid.id()}];
+  // The first entry that shows the id: by its place the merger finds out which of several ids of
+  // one name was met first.
   if (place.empty())
     place = m_scanner->currentEntry().faPlace;
   return m_users.lookup(sid, isGroup);
@@ -34,6 +36,7 @@ ShareWalk::ShareWalk(FSRef& ref, const WalkSetting& setting, const share::Share&
       m_writer(writer),
       m_temporary(std::move(temporary)),
       m_users(setting.users) {
+  // That of the whole scan: ages of one tree have one reference.
   scanStart = share.header.scanStart;
   build();
 }
@@ -145,6 +148,7 @@ void ShareWalk::write(CuStatAccum& container, const share::Container& header) {
 }
 
 std::uint32_t ShareWalk::numberOf(const CuStatDef& profile) const {
+  // By number and not by name: the definition is the same file for all, names need not differ.
   std::uint32_t number = 0;
   for (const CuStatDef* at = m_setting.profiles; at != nullptr && at != &profile; at = at->sdNext)
     ++number;

@@ -167,6 +167,7 @@ int SpreadWalk::walkShares() {
   if (!engine)
     throw share::StateError("walk shares: there is no engine " + m_options.engine);
   share::Coordinator::Outcome outcome = coordinator.walkAll(*engine);
+  // Without its first share nothing is known of the tree, not even that it is there.
   if (!outcome.isRootWalked)
     return WALK_FAILED;
   return merge(work, run, std::move(outcome));
@@ -185,11 +186,13 @@ int SpreadWalk::merge(const share::WorkDirectory& work, const share::Header& run
   for (std::uint32_t number = 1; states.size() > FAN_IN; ++number) {
     const std::vector<std::string> some(states.begin(), states.begin() + FAN_IN);
     states.erase(states.begin(), states.begin() + FAN_IN);
+    // Behind the others, so that every state is merged about as often.
     states.push_back(mergeSome(work, run, some, number));
   }
   ResultTarget target(m_ref, m_setting.profiles);
   target.resolveWith(*m_scanner);
   const share::Trailer sum = share::mergeStates(states, run.run, *m_scanner, target);
+  // Only now: a single walk numbers types as it meets them, and that order is known at the end.
   m_setting.fileTypes.numberByPlace();
   issueMessage(msg::AGT0144I, {std::to_string(sum.entries)});
   return std::max(outcome.code, sum.code);

@@ -23,6 +23,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int INCOMPLETE = 4;
+// Between two looks at the stop flag and at what ended.
 constexpr auto WAIT = 500ms;
 // Directories of a lost share that its message names.
 constexpr std::size_t NAMED_DIRECTORIES = 10;
@@ -68,6 +69,8 @@ void Coordinator::hold() {
 }
 
 void Coordinator::begin() {
+  // Written once: a coordinator that takes the run up has the same name and the same start of the
+  // scan, or ages would differ between shares.
   if (!exists(m_work.runFile())) {
     Header header;
     header.run = newRunName();
@@ -80,6 +83,7 @@ void Coordinator::begin() {
       formatText("%d %s %s\n", ::getpid(), nodeName().c_str(), m_run.run.c_str());
   if (::ftruncate(m_held.get(), 0) != 0 || !writeFully(m_held.get(), self))
     throw StateError("write " + m_work.coordinator() + ": " + errnoText(errno));
+  // The shares' processes have no agent directory: they say their messages with this copy.
   std::error_code error;
   std::filesystem::copy_file(m_options.catalog,
                              m_work.catalogDirectory() + "/" +
@@ -163,6 +167,7 @@ Share Coordinator::nextShare() {
     share.roots.push_back(std::move(m_left.front()));
     m_left.pop_front();
   }
+  // In the order of one walk: what a share writes is then sorted without another step.
   std::ranges::sort(share.roots, {}, [](const LeftOver& root) -> const std::string& {
     return root.directory.faPlace;
   });
@@ -187,6 +192,7 @@ void Coordinator::accept(std::uint32_t number) {
   StateReader::verify(state);
   if (StateReader(state, m_run.run).header().share != number)
     throw StateError("read " + state + ": it is of another share");
+  // Away from where a late walk of the same share would write: it can no longer be replaced.
   if (::rename(state.c_str(), accepted.c_str()) != 0)
     throw StateError("rename " + state + ": " + errnoText(errno));
   take(number, accepted);
@@ -196,6 +202,8 @@ void Coordinator::take(std::uint32_t number, const std::string& file) {
   StateReader::verify(file);
   StateReader reader(file, m_run.run);
   m_nodes.insert(reader.header().node);
+  // Kept apart until the file is read to its end: one that fails in the middle must leave nothing
+  // planned.
   std::vector<LeftOver> left;
   Record record;
   while (reader.next(record)) {

@@ -140,6 +140,8 @@ void LinkStore::drain(const Take& first, const Take& later) {
     runs.push_back(std::make_unique<Run>(file.get(), m_directory));
   runs.push_back(std::make_unique<Run>(m_names, m_directory));
   for (;;) {
+    // The first of equals: runs stand in the order in which they were put away, which is the
+    // walk's.
     const Run* least = nullptr;
     for (const auto& run : runs)
       if (!run->atEnd() && (least == nullptr || run->inode() < least->inode()))

@@ -48,6 +48,7 @@ void LocalEngine::start(const std::vector<std::uint32_t>& shares) {
                                        O_WRONLY | O_CREAT | O_APPEND, 0600);
     ::posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
     pid_t pid = 0;
+    // Not by fork: the job may hold a large result, which must not be copied for a moment.
     const int error = ::posix_spawn(&pid, m_program.c_str(), &files, nullptr, arguments, environ);
     ::posix_spawn_file_actions_destroy(&files);
     if (error == 0)

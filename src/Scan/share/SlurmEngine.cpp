@@ -34,6 +34,7 @@ constexpr auto LOOK_INTERVAL = 50ms;
 // Runs a command without a shell. Its exit code, -1 when it could not be run; `output` is what it
 // wrote to standard output.
 int runCommand(std::vector<std::string> words, std::string& output) {
+  // A controller that hangs must not hold the coordinator.
   words.insert(words.begin(), {"timeout", COMMAND_LIMIT});
   std::vector<char*> arguments;
   for (std::string& word : words)
@@ -179,6 +180,7 @@ void SlurmEngine::askQueue(std::vector<Ended>& ended) {
     queued.insert(task);
   for (auto at = m_tasks.begin(); at != m_tasks.end();) {
     Task& task = at->second;
+    // It may be queued again after its node failed.
     if (queued.contains(at->first))
       task.missing = Clock::time_point::max();
     else if (task.missing == Clock::time_point::max())

@@ -48,6 +48,7 @@ void take(const record::Entry& entry, FileAttributes& info) {
   info.faType = static_cast<std::uint8_t>(entry.type());
   info.ownerId = entry.owner();
   info.groupId = entry.group();
+  // Pointers mean nothing elsewhere: who reads the record looks its ids up again.
   info.faOwner = info.faGroup = nullptr;
   info.faModified = entry.modified();
   info.faAccessed = entry.accessed();
@@ -343,6 +344,7 @@ bool StateReader::next(Record& record) {
     if (!in.record.ParseFromArray(in.buffer.data() + in.at, static_cast<int>(length)))
       fail("read", m_path, "it was changed");
     in.at += length;
+    // Records of a later program are passed over.
   } while (!take(in.record, record));
   m_ended = record.kind == Record::Kind::TRAILER;
   return true;

@@ -22,6 +22,7 @@ class Source final {
 
   void advance() {
     while (!m_ended && m_reader.next(record)) {
+      // Belongs to no container, so it may come in any order.
       if (record.kind == Kind::MET)
         m_target.met(record.met);
       else if (record.kind == Kind::MESSAGE)
@@ -62,6 +63,7 @@ class Merge final {
         least = &source->record.container;
     if (least == nullptr)
       return false;
+    // A copy: the sources move on under it.
     const Container container = *least;
     CuStatAccum& accumulators = m_target.begin(container);
     Sources parts;
@@ -95,6 +97,7 @@ class Merge final {
       const Source* first = *std::ranges::min_element(
           same, {},
           [](const Source* part) -> const std::string& { return part->record.name.faPlace; });
+      // The one that a single walk would have met first; all the others count, as they would there.
       m_target.firstName(first->record.name);
       for (Source* part : same) {
         if (part != first) {

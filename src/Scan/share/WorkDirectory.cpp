@@ -66,6 +66,7 @@ std::vector<std::uint32_t> WorkDirectory::shares() const {
     const std::string name = entry.path().filename();
     std::uint32_t number = 0;
     const auto [end, bad] = std::from_chars(name.data(), name.data() + name.size(), number);
+    // Names that are no numbers are temporary files of a write that did not end.
     if (bad == std::errc() && end == name.data() + name.size())
       numbers.push_back(number);
   }
