@@ -54,7 +54,8 @@ std::optional<Value> member(const std::optional<Object>& object, Value Object::*
 std::string summaryTable(const Scan& scan) {
   CsvTable table(
       "host,root,job,scanned,complete,files,directories,others,bytes,capacity_bytes,used_bytes,"
-      "free_bytes,inodes,used_inodes,unreadable,names_with_links,seconds,return_code");
+      "free_bytes,df_used_bytes,inodes,used_inodes,unreadable,names_with_links,seconds,return_"
+      "code");
   for (const Root& root : scan.roots) {
     const std::optional<Totals>& totals = root.main().totals;
     const std::optional<Run>& run = scan.run;
@@ -62,7 +63,7 @@ std::string summaryTable(const Scan& scan) {
               member(totals, &Totals::files), member(totals, &Totals::directories),
               totals ? totals->others : std::nullopt, member(totals, &Totals::bytes),
               member(root.capacity, &Capacity::bytes), member(root.capacity, &Capacity::used),
-              member(root.capacity, &Capacity::free), root.inodes, root.usedInodes,
+              member(root.capacity, &Capacity::free), root.dfUsed, root.inodes, root.usedInodes,
               member(root.notRead, &NotRead::unreadable),
               root.namesWithLinks ? std::optional(root.namesWithLinks->entries()) : std::nullopt,
               run ? run->seconds : std::nullopt, run ? run->returnCode : std::nullopt);

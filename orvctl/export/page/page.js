@@ -69,7 +69,8 @@
       {id: 'directories', title: 'Directories', value: totals.directories},
       {id: 'others', title: 'Other entries', value: totals.others},
       {id: 'capacity', title: 'Filesystem', value: room.bytes, size: true,
-       note: room.bytes ? `${shareText(room.used_bytes, room.bytes)} used or reserved` : null},
+       note: room.bytes ? `${shareText(room.used_bytes, room.bytes)} used or reserved` +
+         (root.df_used_bytes === null ? '' : `, df says ${sizeText(root.df_used_bytes)} used`) : null},
       {id: 'free', title: 'Free', value: room.free_bytes, size: true},
     ]);
     const lines = notReadLines(root).concat(root.not_met.map((path) => `No directory was met for ${path}`));
@@ -119,6 +120,8 @@
       column('Files', 'count', (row) => row.files),
       column('Directories', 'count', (row) => row.directories, {wide: true}),
     ], node.children, (row) => row.name, ROWS);
+    if (root.subtree_depth_cut !== '')
+      level.append('p').attr('class', 'faint').text(root.subtree_depth_cut);
     if (root.tree_cut > 0 && node.parent === null)
       level.append('p').attr('class', 'faint')
           .text(`${plural(root.tree_cut, 'smaller directory is', 'smaller directories are')} not on this page.`);
