@@ -44,6 +44,17 @@ std::string didYouMean(const std::string& word, const std::vector<std::string>& 
   return meant.empty() ? std::string() : " (did you mean " + meant + "?)";
 }
 
+// The innermost command that a command line names: "add" of "orvctl history add".
+const CLI::App& givenCommand(const CLI::App& app) {
+  const auto given = app.get_subcommands();
+  return given.empty() ? app : givenCommand(*given.front());
+}
+
+std::string fullName(const CLI::App& command) {
+  const CLI::App* parent = command.get_parent();
+  return (parent == nullptr ? "" : fullName(*parent) + " ") + command.get_name();
+}
+
 // What is wrong with a command line that the parser does not take.
 [[noreturn]] void refuse(const CLI::App& app, const CLI::ParseError& error, bool hasArguments) {
   const auto given = app.get_subcommands();
@@ -59,8 +70,10 @@ std::string didYouMean(const std::string& word, const std::vector<std::string>& 
                            kind == "command" ? didYouMean(first, commandNames(app)) : ""),
                "orvctl --help");
   }
-  const CLI::App& command = *given.front();
-  const std::string help = "orvctl help " + command.get_name();
+  const CLI::App& command = givenCommand(app);
+  const bool nested = command.get_parent() != &app;
+  const std::string help =
+      nested ? fullName(command) + " --help" : "orvctl help " + command.get_name();
   const std::vector<std::string> unknown = command.remaining();
   if (unknown.empty())
     usageError(printable(error.what()), help);
@@ -68,6 +81,10 @@ std::string didYouMean(const std::string& word, const std::vector<std::string>& 
   for (const CLI::Option* option : command.get_options())
     options.push_back(option->get_name());
   const std::string word = unknown.front().substr(0, unknown.front().find('='));
+  if (!word.starts_with('-') && !commandNames(command).empty())
+    usageError(fmt::format("{} has no command {}{}", command.get_name(), printable(word),
+                           didYouMean(word, commandNames(command))),
+               help);
   if (!word.starts_with('-'))
     usageError(fmt::format("{} takes no further argument: {}", command.get_name(), printable(word)),
                help);
@@ -101,8 +118,9 @@ int parseAndRun(CLI::App& app, int argc, const char* const* argv, const int& exi
     app.parse(argc, argv);
     return exitCode;
   } catch (const CLI::CallForHelp&) {
-    const auto given = app.get_subcommands();
-    writeOut(given.empty() ? app.help() : given.front()->help("orvctl"));
+    const CLI::App& command = givenCommand(app);
+    const CLI::App* parent = command.get_parent();
+    writeOut(command.help(parent == nullptr ? "" : fullName(*parent)));
     return 0;
   } catch (const CLI::CallForVersion& version) {
     writeOut(std::string(version.what()) + "\n");

@@ -20,6 +20,18 @@ namespace {
 
 constexpr int DEFAULT_CHANGES = 10;
 
+constexpr const char* FOOTER =
+    "Examples:\n"
+    "  orvctl growth --since 7d\n"
+    "  orvctl growth /home --by owner --top 20\n"
+    "  orvctl growth --by host --fail-over 90% --fail-days 14\n"
+    "\n"
+    "Exit codes:\n"
+    "  0  done\n"
+    "  1  the history cannot be read, or holds no such scan\n"
+    "  2  the command line is wrong\n"
+    "  3  a filesystem is past --fail-over or --fail-days";
+
 using By = GrowthQuestion::By;
 const std::map<std::string, By> SUBJECTS = {
     {"directory", By::DIRECTORY}, {"owner", By::OWNER}, {"type", By::TYPE}, {"host", By::HOST}};
@@ -125,6 +137,7 @@ void addGrowthCommand(CLI::App& app, int& exitCode) {
       ->check(CLI::NonNegativeNumber);
   addHistoryOutput(*command, arguments->output);
   addDatabaseOption(*command, arguments->database);
+  command->footer(FOOTER);
   command->callback([arguments, &exitCode] { exitCode = runGrowth(*arguments); });
 }
 

@@ -12,12 +12,24 @@
 #include "orvctl/command/Options.h"
 #include "orvctl/history/HistoryExport.h"
 #include "orvctl/history/HistoryText.h"
-#include "orvctl/model/ModelBuilder.h"
+#include "orvctl/report/AddRun.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Output.h"
 
 namespace orv::ctl {
 namespace {
+
+constexpr const char* FOOTER =
+    "Examples:\n"
+    "  orvctl history add output/local/*.dat\n"
+    "  orvctl history add --host db1 --db postgresql://loader@db/orvscan result.dat\n"
+    "  orvctl history list /home\n"
+    "  orvctl history prune --keep daily:60 --keep monthly:36\n"
+    "\n"
+    "Exit codes:\n"
+    "  0  done\n"
+    "  1  the history, or a result to add, cannot be read or written\n"
+    "  2  the command line is wrong";
 
 // What any of the commands may be given. Each has its own: the environment fills those of all.
 struct HistoryArguments {
@@ -39,7 +51,7 @@ int runAdd(const HistoryArguments& arguments) {
   int failed = 0;
   for (const std::string& file : arguments.results) {
     try {
-      const auto added = history.add(buildModel(ResultFile::read(file)), arguments.addedHost);
+      const auto added = history.add(readScan(file), arguments.addedHost);
       sum.scans += added.scans;
       sum.present += added.present;
       sum.empty += added.empty;
@@ -85,6 +97,7 @@ void addHistoryCommand(CLI::App& app, int& exitCode) {
   auto arguments = std::make_shared<HistoryArguments>();
   CLI::App* history = app.add_subcommand("history", "Keep the figures of many scans and hosts");
   history->require_subcommand(1);
+  history->footer(FOOTER);  // also of the commands below, which take it over
 
   CLI::App* add = addCommand(*history, "add", "Add results; one that is there stays", *arguments);
   add->add_option("RESULT", arguments->results, "Result files of scan jobs")->required();

@@ -96,7 +96,7 @@ void addToHistory(const HistoryOption& option, const Scan& scan) {
 }
 
 std::optional<GrowthSeries> growthFor(const HistoryOption& option, const Scan& scan) {
-  if (!option.wanted || scan.roots.empty())
+  if (!option.wanted || scan.roots.empty() || scan.roots.front().isSelection())
     return std::nullopt;
   History history = openHistory(option.database, History::Access::READ);
   return growthSeries(history, scan.host.empty() ? thisHost() : scan.host, scan.roots.front().path,

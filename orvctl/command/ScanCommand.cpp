@@ -108,6 +108,9 @@ int runDivided(const ScanArguments& arguments, LocalJob& job, const AgentDirecto
 int runScanCommand(const ScanArguments& arguments) {
   const ExportRequest request = requestOf(arguments.report);
   const WhereClause where = readWhereClause(arguments.where);
+  if (arguments.report.history.wanted && !arguments.where.empty())
+    throw CtlError("--history goes with scans of all that lies in a path, not with --where",
+                   EXIT_USAGE);
   const std::vector<Age> ages = parseAges(arguments.ages);
   const ScanRoots found = findRoots(arguments.roots);
   for (const std::string& note : found.notes)

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "orvctl/history/Database.h"
@@ -31,6 +32,10 @@ History::Added History::add(const Scan& scan, const std::string& host) {
   const std::string& owner = scan.host.empty() ? host : scan.host;
   if (owner.empty())
     throw CtlError(fmt::format("cannot {}: it does not tell its host; name it with --host", what));
+  if (std::ranges::any_of(scan.roots, &Root::isSelection))
+    throw CtlError(fmt::format(
+        "cannot {}: it counts only what a where clause admits and compares with no other scan",
+        what));
   return reported(what, [&] {
     Added added;
     Transaction transaction(*m_database, Database::Access::WRITE);

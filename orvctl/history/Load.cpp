@@ -96,12 +96,14 @@ bool isThere(Database& database, std::int64_t series, std::int64_t started) {
 }
 
 struct RowWriter::Batch {
-  Batch(soci::session& session, const std::string& text, std::size_t count)
+  using Use = soci::details::statement_type;
+
+  Batch(soci::session& session, const std::string& text, std::size_t count, Use use)
       : values(count), states(count, soci::i_ok), statement(session) {
     for (std::size_t i = 0; i < count; ++i)
       statement.exchange(soci::use(values[i], states[i]));
     statement.alloc();
-    statement.prepare(text);
+    statement.prepare(text, use);
     statement.define_and_bind();
   }
 
@@ -120,15 +122,16 @@ void RowWriter::add(std::initializer_list<Cell> row) {
     return;
   if (!m_full)
     m_full = std::make_shared<Batch>(m_session, insertText(m_table, m_columns, ROWS_PER_STATEMENT),
-                                     m_waiting.size());
+                                     m_waiting.size(), Batch::Use::st_repeatable_query);
   execute(*m_full);
 }
 
 void RowWriter::flush() {
   if (m_waiting.empty())
     return;
+  // Not prepared beforehand, which would be two more questions to the server.
   Batch rest(m_session, insertText(m_table, m_columns, m_waiting.size() / m_columns.size()),
-             m_waiting.size());
+             m_waiting.size(), Batch::Use::st_one_time_query);
   execute(rest);
 }
 

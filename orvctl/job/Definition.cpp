@@ -170,9 +170,10 @@ class ProfileText final {
 // Everything that a profile can ask for. The name is what the report shows: results repeat no
 // clause.
 ProfileText mainProfile(const JobRequest& request) {
-  ProfileText profile(
-      request.where.tokens.empty() ? "everything" : "entries where " + request.where.text,
-      request.watchedInFull ? FILESYSTEMS_AND_WATCHED : EVERY_FILESYSTEM);
+  ProfileText profile(request.where.tokens.empty()
+                          ? "everything"
+                          : std::string(SELECTION_NAME) + request.where.text,
+                      request.watchedInFull ? FILESYSTEMS_AND_WATCHED : EVERY_FILESYSTEM);
   for (const char* ranking : RANKINGS)
     profile.set(ranking, std::to_string(request.rankingSize));
   for (const char* name : SWITCHES)

@@ -30,6 +30,10 @@ inline constexpr std::array<HelpingName, 6> HELPING_NAMES = {{
 }};
 // clang-format on
 
+// How the first profile of orvctl is called when only what a where clause admits was counted; the
+// clause follows.
+inline constexpr std::string_view SELECTION_NAME = "entries where ";
+
 struct HelpingProfile {
   Helping kind;
   std::int64_t number;  // 0 for a name without one

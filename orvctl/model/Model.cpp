@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "orvctl/model/HelpingProfiles.h"
+
 namespace orv::ctl {
 namespace {
 
@@ -25,6 +27,10 @@ const AgeDistribution* Statistics::age(AgeKind kind) const noexcept {
 const Statistics& Root::main() const noexcept {
   static const Statistics NONE;
   return profiles.empty() ? NONE : profiles.front().statistics;
+}
+
+bool Root::isSelection() const noexcept {
+  return !profiles.empty() && profiles.front().name.starts_with(SELECTION_NAME);
 }
 
 std::optional<Totals> Scan::totals() const {

@@ -184,6 +184,9 @@ struct Root {
   // What the first profile gathered, into which the helping profiles are merged: the figures that
   // stand for the root. Empty statistics when there is no profile.
   [[nodiscard]] const Statistics& main() const noexcept;
+
+  // Whether the figures are those of a selection (`scan --where`), not of all that lies there.
+  [[nodiscard]] bool isSelection() const noexcept;
 };
 
 // How the job went, by its files beside the result.
