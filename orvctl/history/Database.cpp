@@ -39,7 +39,10 @@ const Dialect SQLITE = {
 // The limits keep a loader whose host is gone from holding up the others.
 const Dialect POSTGRESQL = {
     .setUp = {"SET client_min_messages = warning", "SET client_encoding = 'UTF8'",
-              "SET lock_timeout = '60s'", "SET idle_in_transaction_session_timeout = '60s'"},
+              "SET lock_timeout = '60s'", "SET idle_in_transaction_session_timeout = '60s'",
+              // Since version 14: a server that works for a client looks whether it is still there.
+              "SELECT set_config(name, '5s', false) FROM pg_settings"
+              " WHERE name = 'client_connection_check_interval'"},
     .beginWriting = {"BEGIN", "SELECT pg_advisory_xact_lock(7310585490372850798)"},
     .beginReading = "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY",
     .tableExists = "SELECT 1 FROM pg_catalog.pg_class WHERE oid = to_regclass(:name)",

@@ -37,7 +37,7 @@ class Postgres:
         with open(os.path.join(self.directory, "output"), "ab") as output:
             subprocess.run([os.path.join(self.bin, program), *arguments], check=True,
                            cwd=self.directory, stdin=subprocess.DEVNULL, stdout=output,
-                           stderr=output, **self.user)
+                           stderr=output, timeout=300, **self.user)
 
     def start(self):
         self._run("pg_ctl", "-D", self.data(), "-w", "-t", "120", "-l",
@@ -54,7 +54,7 @@ class Postgres:
         """The rows of a statement, values as text."""
         done = subprocess.run(["psql", "-X", "-q", "-A", "-t", "-F", "\t", "-v", "ON_ERROR_STOP=1",
                                "-c", statement, self.url(database)], check=True,
-                              capture_output=True, text=True)
+                              capture_output=True, text=True, timeout=120)
         return [line.split("\t") for line in done.stdout.splitlines()]
 
     def __enter__(self):
