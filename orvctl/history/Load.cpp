@@ -88,11 +88,28 @@ std::int64_t seriesOf(Database& database, const std::string& host, const std::st
   return id;
 }
 
-bool isThere(Database& database, std::int64_t series, std::int64_t started) {
-  std::int64_t id = 0;
-  database.sql() << "SELECT id FROM scans WHERE series_id = :series AND started = :started",
-      soci::use(series), soci::use(started), soci::into(id);
-  return database.sql().got_data();
+// Results tell the second in which a scan began. Another one of the same second stands a
+// millisecond behind it. Nothing when the result itself is there, or one that an older program
+// added.
+std::optional<std::int64_t> freeStart(Database& database, std::int64_t series, std::int64_t second,
+                                      std::int64_t digest) {
+  constexpr std::int64_t LAST_MILLISECOND = 999;
+  const std::int64_t end = second + LAST_MILLISECOND;
+  std::int64_t started = 0;
+  std::int64_t present = 0;
+  soci::statement scans =
+      (database.sql().prepare << "SELECT started, digest FROM scans WHERE series_id = :series AND"
+                                 " started BETWEEN :first AND :last ORDER BY started",
+       soci::use(series), soci::use(second), soci::use(end), soci::into(started),
+       soci::into(present));
+  std::int64_t free = second;
+  scans.execute();
+  while (scans.fetch()) {
+    if (present == 0 || present == digest)
+      return std::nullopt;
+    free = started + 1;
+  }
+  return free;
 }
 
 struct RowWriter::Batch {
@@ -272,8 +289,12 @@ class ScanRows final {
   Names m_names;
 };
 
-void addScanRow(Database& database, const Scan& scan, const Root& root, std::int64_t id,
-                std::int64_t series, std::int64_t now) {
+struct ScanKey {
+  std::int64_t id, series, started;
+};
+
+void addScanRow(Database& database, const Scan& scan, const Root& root, const ScanKey& key,
+                std::int64_t now) {
   const auto of = [](const auto& holder, auto member) {
     return holder ? std::optional<std::int64_t>((*holder).*member) : std::nullopt;
   };
@@ -289,10 +310,10 @@ void addScanRow(Database& database, const Scan& scan, const Root& root, std::int
       database.sql(), "scans",
       {"id",       "series_id",   "started",    "added",  "result",      "job",         "version",
        "seconds",  "return_code", "unreadable", "bytes",  "files",       "directories", "others",
-       "capacity", "used",        "free",       "inodes", "used_inodes", "depth"});
-  row.add({id,
-           series,
-           root.scanned,
+       "capacity", "used",        "free",       "inodes", "used_inodes", "depth",       "digest"});
+  row.add({key.id,
+           key.series,
+           key.started,
            now,
            scan.result,
            scan.job,
@@ -309,7 +330,8 @@ void addScanRow(Database& database, const Scan& scan, const Root& root, std::int
            of(root.capacity, &Capacity::free),
            countsInodes ? std::optional(root.inodes) : std::nullopt,
            countsInodes ? std::optional(root.usedInodes) : std::nullopt,
-           root.depth});
+           root.depth,
+           scan.digest});
   row.flush();
 }
 
@@ -318,10 +340,11 @@ void addScanRow(Database& database, const Scan& scan, const Root& root, std::int
 bool loadRoot(Database& database, const Scan& scan, const Root& root, const std::string& host,
               std::int64_t now) {
   const std::int64_t series = seriesOf(database, host, root.path);
-  if (isThere(database, series, root.scanned))
+  const auto started = freeStart(database, series, root.scanned, scan.digest);
+  if (!started)
     return false;
   const std::int64_t id = nextId(database, "scans");
-  addScanRow(database, scan, root, id, series, now);
+  addScanRow(database, scan, root, {id, series, *started}, now);
   ScanRows(database, id, series).add(root);
   return true;
 }

@@ -68,7 +68,12 @@ constexpr std::array VIEWS = {
     " FROM latest l JOIN accounts a ON a.scan_id = l.scan_id WHERE a.kind = 'owner'"sv,
 };
 
-constexpr std::array<std::span<const std::string_view>, 2> MIGRATIONS = {TABLES, VIEWS};
+// Of the result, to tell scans apart that began in one second; 0 where an older program added it.
+constexpr std::array DIGESTS = {
+    "ALTER TABLE scans ADD COLUMN digest BIGINT NOT NULL DEFAULT 0"sv,
+};
+
+constexpr std::array<std::span<const std::string_view>, 3> MIGRATIONS = {TABLES, VIEWS, DIGESTS};
 
 constexpr const char* VERSION_TABLE = "orvscan_schema";
 

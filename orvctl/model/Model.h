@@ -201,7 +201,8 @@ struct Run {
 struct Scan {
   static constexpr int SCHEMA_VERSION = 1;
 
-  std::string result;  // path of the result file
+  std::string result;       // path of the result file
+  std::int64_t digest = 0;  // of its text: the history tells results apart by it; not exported
   std::string job;
   std::string host;  // empty when the result does not tell
   std::int64_t started = 0;

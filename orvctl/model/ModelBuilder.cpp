@@ -183,6 +183,7 @@ std::vector<Root> readRoots(const ResultFile& result) {
 Scan buildModel(const ResultFile& result) {
   Scan scan;
   scan.result = utf8Text(result.path());
+  scan.digest = result.digest();
   scan.version = ORVSCAN_VERSION;
   for (const Record& record : result.records(result.scan())) {
     scan.job = utf8Text(record.text("asJobName"));

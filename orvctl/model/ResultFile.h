@@ -57,10 +57,14 @@ class ResultFile final {
 
   [[nodiscard]] const std::string& path() const noexcept { return m_path; }
 
+  // A number that copies of one result share and different results hardly ever; never 0.
+  [[nodiscard]] std::int64_t digest() const noexcept { return m_digest; }
+
  private:
   std::string m_path;
   std::map<std::string, Values, std::less<>> m_headers;
   Entity m_scan;
+  std::int64_t m_digest = 0;
 };
 
 }  // namespace orv::ctl

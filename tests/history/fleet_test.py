@@ -220,17 +220,27 @@ def check_bad_inputs(store, results, scratch):
     # A result that cannot be added does not keep the others out.
     done = run("history", "add", "--db", store.name, "--host", "elsewhere", cut, other)
     assert done.returncode == 1 and done.stdout.startswith("1 added"), done
+    # Another scan of the same second; then both again, from another place.
+    twin, copy = os.path.join(scratch, "twin.dat"), os.path.join(scratch, "copy.dat")
+    with open(twin, "wb") as out:
+        out.write(made.result(0, 1, DAYS).replace(b'"1000","%d"' % (made.FIRST_DAY + made.DAY),
+                                                  b'"1001","%d"' % (made.FIRST_DAY + made.DAY)))
+    shutil.copy(results[1], copy)
+    for expected in (["1", "1"], ["0", "2"]):
+        words = good("history", "add", "--db", store.name, twin, copy).split()
+        assert [words[0], words[2]] == expected, words
     # What an older program left is brought forward with all that is in it.
     for view in ("growth", "owner_age", "latest"):
         store.sql(f"DROP VIEW {view}")
+    store.sql("ALTER TABLE scans DROP COLUMN digest")
     store.sql("UPDATE orvscan_schema SET version = 1")
     assert json.loads(good("history", "list", "--db", store.name, "--format", "json"))["scans"]
     assert int(store.sql("SELECT count(*) FROM latest")[0][0]) == HOSTS + 1
     good("history", "prune", "--db", store.name, "--host", "host01", "--keep", "3",
          "--keep", "weekly:2", "--dry-run")
-    assert len(store.sql("SELECT id FROM scans")) == len(results) + 1
+    assert len(store.sql("SELECT id FROM scans")) == len(results) + 2
     good("history", "prune", "--db", store.name, "--host", "host01", "--keep", "3")
-    assert len(store.sql("SELECT id FROM scans")) == DAYS + 3 + 1
+    assert len(store.sql("SELECT id FROM scans")) == DAYS + 3 + 2
     store.sql("UPDATE orvscan_schema SET version = 99")
     one_line(run("growth", "--db", store.name), "newer program")
 
@@ -270,8 +280,10 @@ def check_postgres_faults(store, results, scratch):
     add = ("history", "add", results[0], "--db")
     one_line(run(*add, server.url(store.database, "wrong")), "password authentication failed")
     one_line(run(*add, server.url("nowhere")), "does not exist")
-    store.sql("UPDATE orvscan_schema SET version = 2")
+    store.sql("UPDATE orvscan_schema SET version = 3")
     before = counts(store)
+    read_only = store.name + "&options=-cdefault_transaction_read_only%3Don"
+    one_line(run("history", "add", another(scratch), "--db", read_only), "read-only transaction")
     store.trigger("pg_terminate_backend(pg_backend_pid())")
     one_line(run("history", "add", another(scratch), "--db", store.name), "cannot add")
     store.restore()
