@@ -5,11 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 
 #include "orvctl/export/Csv.h"
 #include "orvctl/export/Json.h"
+#include "orvctl/export/MetricsFile.h"
 #include "orvctl/export/Page.h"
 #include "orvctl/export/WholeFile.h"
 #include "orvctl/text/CtlError.h"
@@ -82,6 +81,15 @@ void put(const ExportRequest& request, std::string_view text, mode_t mode) {
     writeWholeFile(request.output, text, mode);
 }
 
+void putMetrics(const ExportRequest& request, const Scan& scan) {
+  const MetricsOptions options{request.top};
+  if (request.output.empty() || isDirectory(request.output))
+    return put(request, renderMetrics(scan, options), METRICS_MODE);
+  changeWholeFile(
+      request.output, [&](std::string_view before) { return withScan(before, scan, options); },
+      METRICS_MODE);
+}
+
 void writeTables(const ExportRequest& request, const Scan& scan) {
   if (!makePath(request.output))
     throw CtlError(fmt::format("cannot create the directory {}: {}", utf8Text(request.output),
@@ -117,16 +125,16 @@ void exportScan(const ExportRequest& request, const Scan& scan,
     case Format::HTML:
       return put(request, renderPage(scan, {request.top}, growth), REPORT_MODE);
     case Format::PROMETHEUS:
-      return put(request, renderMetrics(scan, {request.top}), METRICS_MODE);
+      return putMetrics(request, scan);
   }
 }
 
 void exportFailure(const ExportRequest& request, const FailedRun& run) {
   if (request.format != Format::PROMETHEUS || request.output.empty())
     return;
-  std::ifstream file(request.output, std::ios::binary);
-  const std::string before{std::istreambuf_iterator<char>(file), {}};
-  writeWholeFile(request.output, withFailedRun(before, run), METRICS_MODE);
+  changeWholeFile(
+      request.output, [&](std::string_view before) { return withFailedRun(before, run); },
+      METRICS_MODE);
 }
 
 }  // namespace orv::ctl

@@ -37,16 +37,6 @@ struct Label {
 };
 using Labels = std::vector<Label>;
 
-std::string escapedLabel(std::string_view value) {
-  std::string escaped;
-  for (const char character : value) {
-    if (character == '\\' || character == '"')
-      escaped += '\\';
-    escaped += character;
-  }
-  return escaped;
-}
-
 // All samples of one metric must stand together: they are gathered metric by metric.
 class Exposition final {
  public:
@@ -277,30 +267,13 @@ class Writer final {
   Exposition m_out;
 };
 
-// Whether a line is a sample, help or type of a metric that a failed run replaces.
-bool isRunLine(std::string_view line) {
-  for (const std::string_view prefix : {"# HELP ", "# TYPE "})
-    if (line.starts_with(prefix))
-      line.remove_prefix(prefix.size());
-  return std::ranges::any_of(RUN_METRICS, [line](std::string_view name) {
-    return line.starts_with(name) && line.find_first_of("{ ") == name.size();
-  });
-}
-
 }  // namespace
 
 std::string renderMetrics(const Scan& scan, const MetricsOptions& options) {
   return Writer(scan, options).write();
 }
 
-std::string withFailedRun(std::string_view before, const FailedRun& run) {
-  std::string kept;
-  while (!before.empty()) {
-    const std::size_t end = std::min(before.find('\n'), before.size());
-    if (!isRunLine(before.substr(0, end)))
-      kept.append(before.substr(0, end)).push_back('\n');
-    before.remove_prefix(std::min(end + 1, before.size()));
-  }
+std::string renderFailedRun(const FailedRun& run) {
   Exposition out;
   const auto add = [&](const Metric& metric, const std::string& value) {
     out.begin(metric);
@@ -310,7 +283,21 @@ std::string withFailedRun(std::string_view before, const FailedRun& run) {
   add(LAST_RUN, secondsText(run.started));
   add(DURATION, fmt::format("{:.3f}", run.seconds));
   add(RETURN_CODE, std::to_string(run.returnCode));
-  return kept + out.take();
+  return out.take();
+}
+
+bool isRunMetric(std::string_view name) {
+  return std::ranges::find(RUN_METRICS, name) != RUN_METRICS.end();
+}
+
+std::string escapedLabel(std::string_view value) {
+  std::string escaped;
+  for (const char character : value) {
+    if (character == '\\' || character == '"')
+      escaped += '\\';
+    escaped += character;
+  }
+  return escaped;
 }
 
 }  // namespace orv::ctl

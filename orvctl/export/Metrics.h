@@ -27,8 +27,13 @@ struct FailedRun {
   int returnCode = 0;
 };
 
-// What becomes of the metrics of the run before: all figures and the time of the last success stay,
-// the last run is the failed one. `before` is empty when there is no such file.
-[[nodiscard]] std::string withFailedRun(std::string_view before, const FailedRun& run);
+// The metrics of a run without figures.
+[[nodiscard]] std::string renderFailedRun(const FailedRun& run);
+
+// Whether it is one of the metrics that a failed run has.
+[[nodiscard]] bool isRunMetric(std::string_view name);
+
+// A value as it stands between the quotes of a label.
+[[nodiscard]] std::string escapedLabel(std::string_view value);
 
 }  // namespace orv::ctl

@@ -2,13 +2,17 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Utf8.h"
@@ -69,16 +73,61 @@ class FreshFile final {
   UniqueFd m_file;
 };
 
+// The directory of a file, "." for a name alone.
+std::string placeOf(const std::string& path) {
+  const std::string directory = parentDirectory(path);
+  return directory.empty() ? "." : directory;
+}
+
+// Locks the directory itself, so that no lock file is left in it. Where a directory may not be
+// listed, or its filesystem knows no locks, there is none. `path` is for the error text.
+UniqueFd lockedDirectory(const std::string& directory, const std::string& path) {
+  using namespace std::chrono_literals;
+  UniqueFd lock(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const auto end = std::chrono::steady_clock::now() + 10s;
+  while (lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    if (std::chrono::steady_clock::now() > end)
+      throw CtlError(fmt::format("cannot write {}: another program keeps its directory locked",
+                                 utf8Text(path)));
+    std::this_thread::sleep_for(20ms);
+  }
+  return lock;
+}
+
+// The text of a file; empty when there is none.
+std::string textOf(const std::string& target, const std::string& path) {
+  const UniqueFd file = openRegularFile(target);
+  if (!file && errno == ENOENT)
+    return {};
+  std::string text;
+  std::array<char, 65536> buffer;
+  ssize_t got = file ? 0 : -1;
+  while (file && (got = ::read(file.get(), buffer.data(), buffer.size())) > 0)
+    text.append(buffer.data(), static_cast<std::size_t>(got));
+  if (got < 0)
+    cannotWrite(path, errno);
+  return text;
+}
+
 }  // namespace
 
 void writeWholeFile(const std::string& path, std::string_view text, mode_t mode) {
   if (isStream(path))
     return writeStream(path, text);
   const std::string target = targetOf(path);
-  const std::string directory = parentDirectory(target);
-  FreshFile fresh(directory.empty() ? "." : directory);
+  FreshFile fresh(placeOf(target));
   if (!fresh.become(target, text, mode))
     cannotWrite(path, errno);
+}
+
+void changeWholeFile(const std::string& path,
+                     const std::function<std::string(std::string_view before)>& change,
+                     mode_t mode) {
+  if (isStream(path))
+    return writeStream(path, change({}));
+  const std::string target = targetOf(path);
+  const UniqueFd lock = lockedDirectory(placeOf(target), path);
+  writeWholeFile(target, change(textOf(target, path)), mode);
 }
 
 }  // namespace orv::ctl

@@ -12,6 +12,11 @@ from fixture import bytes_of, orvctl
 
 PROMTOOL = fixture.need('promtool')
 NODE_EXPORTER = fixture.need('prometheus-node-exporter')
+PROMISED = {'orvscan_' + name for name in (
+    'size_bytes entries unreadable_entries age_size_bytes age_entries class_size_bytes class_entries unused_size_bytes '
+    'owner_size_bytes owner_unused_size_bytes group_size_bytes group_unused_size_bytes directory_size_bytes '
+    'filesystem_size_bytes filesystem_used_bytes filesystem_free_bytes last_run_timestamp_seconds '
+    'last_run_duration_seconds last_run_return_code last_success_timestamp_seconds build_info').split()}
 SAMPLE = re.compile(r'^(orvscan_\w+|node_textfile_scrape_error)(?:\{(.*)\})? (\S+)$')
 LABEL = re.compile(r'(\w+)="((?:[^"\\]|\\.)*)",?')
 
@@ -70,6 +75,26 @@ class Metrics(unittest.TestCase):
                        by('orvscan_directory_size_bytes').items()}
         self.assertEqual(len(directories), 10)
         self.assertEqual({path: subtrees[path][2] for path in directories}, directories)
+
+    def test_scans_that_share_a_file_keep_to_their_roots(self):
+        agent = ['--agent', self.work.path / 'own', '--format', 'prometheus', '--output', self.work.path / 'shared.prom']
+        roots = [self.work.path / 'first', self.work.path / 'second']
+        of = {}
+        for root in roots:
+            (root / 'below').mkdir(parents=True)
+            (root / 'below/file').write_bytes(b'x' * 1000)
+            orvctl('scan', root, *agent)
+            found = samples((self.work.path / 'shared.prom').read_text())
+            of[root] = {key: value for key, value in found.items() if ('root', str(root)) in key[1]}
+            self.assertEqual(PROMISED - {name for name, _ in of[root]}, set())
+        self.assertEqual(found, of[roots[0]] | of[roots[1]])
+        # At once, and as often as it takes to disturb one another.
+        path = self.work.path / 'crowd.prom'
+        writers = [subprocess.Popen([fixture.AGENT / 'bin/orvctl', 'report', 'latest', root, *agent[:5], path])
+                   for root in roots * 4]
+        self.assertEqual([writer.wait(120) for writer in writers], [0] * len(writers))
+        self.assertEqual(samples(path.read_text()), found)
+        self.check(path.read_bytes())
 
     def test_node_exporter_serves_every_sample(self):
         with socket.socket() as probe:

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "orvctl/export/Metrics.h"
+#include "orvctl/export/MetricsFile.h"
 #include "orvctl/export/Page.h"
 #include "orvctl/export/Words.h"
 #include "orvctl/model/HelpingProfiles.h"
@@ -104,6 +104,25 @@ Subtree subtreeOf(const std::string& path, std::int64_t bytes) {
   subtree.entry.path = path;
   subtree.totals = Totals{1, 1, std::nullopt, bytes};
   return subtree;
+}
+
+TEST(MetricsFile, scansThatShareOneKeepToTheirRoots) {
+  const auto scanOf = [](std::vector<Root> roots) {
+    Scan scan;
+    scan.version = "1.2";
+    scan.roots = std::move(roots);
+    return scan;
+  };
+  Root grown = rootOf("/a\"} 1");
+  grown.profiles.front().statistics.totals->bytes = 900;
+  const std::string both = renderMetrics(scanOf({grown, rootOf("/b")}), {20});
+  std::string text = withScan("no metric\nother{root=\"/b\"} 1\n", scanOf({rootOf("/b")}), {20});
+  text = withScan(text, scanOf({rootOf("/a\"} 1")}), {20});
+  text = withScan(text, scanOf({grown}), {20});
+  EXPECT_EQ(both, text);
+  text = withFailedRun(text, {{"/b"}, 1800000000000, 1, 8});
+  EXPECT_EQ(both, withScan(withScan(text, scanOf({rootOf("/b")}), {20}), scanOf({grown}), {20}));
+  EXPECT_NE(std::string::npos, text.find("orvscan_last_run_timestamp_seconds{root=\"/a\\\"} 1\"}"));
 }
 
 TEST(Metrics, failedRunKeepsFiguresAndTheLastSuccess) {
