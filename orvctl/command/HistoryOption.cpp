@@ -95,12 +95,18 @@ void addToHistory(const HistoryOption& option, const Scan& scan) {
   }
 }
 
-std::optional<GrowthSeries> growthFor(const HistoryOption& option, const Scan& scan) {
-  if (!option.wanted || scan.roots.empty() || scan.roots.front().isSelection())
-    return std::nullopt;
+std::vector<GrowthSeries> growthFor(const HistoryOption& option, const Scan& scan) {
+  std::vector<GrowthSeries> growth;
+  if (!option.wanted)
+    return growth;
   History history = openHistory(option.database, History::Access::READ);
-  return growthSeries(history, scan.host.empty() ? thisHost() : scan.host, scan.roots.front().path,
-                      periodOf(HISTORY_PERIOD), DRAWN_DIRECTORIES);
+  const std::string host = scan.host.empty() ? thisHost() : scan.host;
+  for (const Root& root : scan.roots)
+    if (!root.isSelection())
+      if (auto series =
+              growthSeries(history, host, root.path, periodOf(HISTORY_PERIOD), DRAWN_DIRECTORIES))
+        growth.push_back(std::move(*series));
+  return growth;
 }
 
 }  // namespace orv::ctl

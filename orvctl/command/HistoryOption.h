@@ -2,8 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "orvctl/export/Export.h"
 #include "orvctl/history/History.h"
@@ -44,8 +44,8 @@ void writeHistory(const HistoryOutput& output, const std::function<std::string(c
 // the result later; the result itself stays.
 void addToHistory(const HistoryOption& option, const Scan& scan);
 
-// How the first path of a scan grew in the last 90 days, for the page; nothing when the history is
-// not wanted or knows fewer than two scans of it. Throws CtlError.
-[[nodiscard]] std::optional<GrowthSeries> growthFor(const HistoryOption& option, const Scan& scan);
+// How the paths of a scan grew in the last 90 days, for the page: those of which the history, if it
+// is wanted, knows at least two scans. Throws CtlError.
+[[nodiscard]] std::vector<GrowthSeries> growthFor(const HistoryOption& option, const Scan& scan);
 
 }  // namespace orv::ctl

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "orvctl/export/Export.h"
 
@@ -62,14 +63,14 @@ ExportRequest requestOf(const ReportArguments& arguments) {
 }
 
 void writeReport(const ExportRequest& request, const Scan& scan, const HistoryOption& history) {
-  const std::optional<GrowthSeries> growth =
-      request.format == Format::HTML ? growthFor(history, scan) : std::nullopt;
+  const std::vector<GrowthSeries> growth =
+      request.format == Format::HTML ? growthFor(history, scan) : std::vector<GrowthSeries>{};
   exportScan(
       request, scan,
       [&](const Style& style) {
         return renderReport(scan, {request.top, request.sections, style});
       },
-      growth ? &*growth : nullptr);
+      growth);
 }
 
 }  // namespace orv::ctl

@@ -108,7 +108,8 @@ void checkRequest(const ExportRequest& request) {
 }
 
 void exportScan(const ExportRequest& request, const Scan& scan,
-                const std::function<std::string(const Style&)>& text, const GrowthSeries* growth) {
+                const std::function<std::string(const Style&)>& text,
+                std::span<const GrowthSeries> growth) {
   checkWords(request);
   if (request.pathsOnly)
     return put(request, renderPaths(scan, *request.sections.begin()), REPORT_MODE);

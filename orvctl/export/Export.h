@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <set>
+#include <span>
 #include <string>
 
 #include "orvctl/export/Metrics.h"
@@ -26,10 +27,11 @@ struct ExportRequest {
 // is begun for it. Throws CtlError.
 void checkRequest(const ExportRequest& request);
 
-// Writes the scan as requested; `text` renders the terminal report. `growth` may be null. Throws
-// CtlError; files are then as they were, each of several tables by itself.
+// Writes the scan as requested; `text` renders the terminal report. `growth` is for the page.
+// Throws CtlError; files are then as they were, each of several tables by itself.
 void exportScan(const ExportRequest& request, const Scan& scan,
-                const std::function<std::string(const Style&)>& text, const GrowthSeries* growth);
+                const std::function<std::string(const Style&)>& text,
+                std::span<const GrowthSeries> growth);
 
 // Notes in the metrics file of a request that a run left no result; does nothing for other formats
 // and without a file.

@@ -43,6 +43,7 @@ using Json = nlohmann::ordered_json;
 // The library takes 260 KB; so the page stays below 1 MB whatever the result holds.
 constexpr std::size_t TREE_BUDGET = 500'000;
 constexpr std::size_t LISTS_BUDGET = 150'000;
+constexpr std::size_t GROWTH_BUDGET = 40'000;
 constexpr std::size_t MIN_LIST = 100;
 constexpr std::size_t MAX_VIEWS = 20;
 
@@ -162,24 +163,38 @@ std::string trendText(const Trend& trend) {
   return text;
 }
 
-Json lineJson(const GrowthLine& line, const std::string& name) {
+// Of more than `most` points, which are at least two, only some are drawn: the first, the last and
+// such as lie evenly between them.
+Json lineJson(const GrowthLine& line, const std::string& name, std::size_t most) {
+  const std::size_t scans = line.points.size();
+  const std::size_t drawn = std::min(scans, most);
   Json points = Json::array();
-  for (const GrowthPoint& point : line.points)
+  for (std::size_t i = 0; i < drawn; ++i) {
+    const GrowthPoint& point = line.points[drawn < scans ? i * (scans - 1) / (drawn - 1) : i];
     points.push_back({point.time, point.bytes});
-  return {{"name", name}, {"points", std::move(points)}};
+  }
+  return {{"name", name}, {"scans", scans}, {"points", std::move(points)}};
 }
 
-Json growthJson(const GrowthSeries* growth) {
-  if (growth == nullptr)
-    return nullptr;
+Json growthJson(const GrowthSeries& growth, std::size_t budget) {
+  constexpr std::size_t POINT_SIZE = 26;  // as JSON, about
+  const std::size_t most =
+      std::max<std::size_t>(budget / POINT_SIZE / (growth.directories.size() + 2), 2);
   Json directories = Json::array();
-  for (const GrowthLine& line : growth->directories)
-    directories.push_back(lineJson(line, line.name));
-  return {{"path", growth->path},
-          {"trend", trendText(growth->trend)},
-          {"total", lineJson(growth->total, "Total size")},
-          {"used", lineJson(growth->used, "Used in the filesystem")},
+  for (const GrowthLine& line : growth.directories)
+    directories.push_back(lineJson(line, line.name, most));
+  return {{"path", growth.path},
+          {"trend", trendText(growth.trend)},
+          {"total", lineJson(growth.total, "Total size", most)},
+          {"used", lineJson(growth.used, "Used in the filesystem", most)},
           {"directories", std::move(directories)}};
+}
+
+Json growthJson(std::span<const GrowthSeries> growth) {
+  Json json = Json::array();
+  for (const GrowthSeries& series : growth)
+    json.push_back(growthJson(series, GROWTH_BUDGET / growth.size()));
+  return json;
 }
 
 // JSON that no script element ends at, whatever names it holds.
@@ -239,7 +254,8 @@ PageTree pageTree(const Root& root, std::size_t budget) {
   return tree;
 }
 
-std::string renderPage(const Scan& scan, const PageOptions& options, const GrowthSeries* growth) {
+std::string renderPage(const Scan& scan, const PageOptions& options,
+                       std::span<const GrowthSeries> growth) {
   Json run = jsonOf(scan.run);
   if (scan.run)
     cut(run["warnings"], static_cast<std::size_t>(options.top));

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <string>
 
 #include "orvctl/model/Model.h"
@@ -26,8 +27,8 @@ struct PageOptions {
   int top = 20;  // at least so many entries of every list are on the page
 };
 
-// `growth` adds lines over time; null for none.
+// `growth` adds lines over time to the roots that it names.
 [[nodiscard]] std::string renderPage(const Scan& scan, const PageOptions& options,
-                                     const GrowthSeries* growth);
+                                     std::span<const GrowthSeries> growth);
 
 }  // namespace orv::ctl

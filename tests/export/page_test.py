@@ -146,11 +146,11 @@ class Page(unittest.TestCase):
 
     def test_growth_is_drawn(self):
         page = self.open(self.result)
-        line = lambda name, *points: {'name': name, 'points': points}
+        line = lambda name, *points: {'name': name, 'scans': len(points), 'points': points}
         day = 86400000
         growth = {'path': str(self.tree), 'trend': 'Grows.', 'directories': [line('d', [0, 1], [day, 2], [2 * day, 3])],
                   'total': line('Total size', [0, 5 << 30], [day, 7 << 30]), 'used': line('Used', [0, 9 << 30])}
-        page.write_text(page.read_text().replace('"growth":null', '"growth":' + json.dumps(growth)))
+        page.write_text(page.read_text().replace('"growth":[]', f'"growth":[{json.dumps(growth)}]'))
         self.driver.get(f'file://{page}')
         drawn = [[command.count('L') + 1 for command in self.driver.execute_script(
             'return Array.from(arguments[0].querySelectorAll("path[stroke]"), (path) => path.getAttribute("d"))', svg)]

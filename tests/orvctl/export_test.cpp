@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -168,10 +169,16 @@ TEST(Page, namesEndNoScriptAndGrowthIsTold) {
   GrowthSeries growth;
   growth.path = scan.roots[0].path;
   growth.total.points = {{1000, 5}, {2000, 6}};
+  // More scans than the page has room for: the first and the last stay.
+  for (int i = 0; i < 5000; ++i)
+    growth.used.points.push_back({i, i});
   growth.trend = {Trend::Kind::GROWING, 2048, 1024, 4096, Trend::Full{10.4, 7, 21}};
-  const std::string page = renderPage(scan, {20}, &growth);
+  const std::string page = renderPage(scan, {20}, std::span(&growth, 1));
   EXPECT_EQ(std::string::npos, page.find("/</script>"));
   EXPECT_NE(std::string::npos, page.find("\"points\":[[1000,5],[2000,6]]"));
+  EXPECT_NE(std::string::npos, page.find("\"scans\":5000,\"points\":[[0,0],"));
+  EXPECT_NE(std::string::npos, page.find(",[4999,4999]]"));
+  EXPECT_LT(page.size(), 400'000U);
   EXPECT_NE(std::string::npos,
             page.find("Grows by 2.0 KiB a day (between 1.0 KiB a day and 4.0 KiB a day). "
                       "Full in 10 days (between 7 and 21)."));

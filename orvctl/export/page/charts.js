@@ -62,26 +62,29 @@ function legend(parent, names, colours) {
       });
 }
 
-// Lines over time. Lines: {name, points: [[milliseconds, bytes], ...]}.
+// Lines over time. Lines: {name, points: [[milliseconds, bytes], ...]}; 0 is always on the chart.
 function lineChart(parent, label, lines) {
   const height = 240;
   const margin = {left: 66, right: 12, top: 8, bottom: 24};
   const points = d3.merge(lines.map((line) => line.points));
   const colours = lines.map((line, index) => d3.schemeTableau10[index % 10]);
-  const highest = d3.max(points, (point) => point[1]) || 1;
+  const lowest = Math.min(d3.min(points, (point) => point[1]), 0);
+  const highest = Math.max(d3.max(points, (point) => point[1]), 0, lowest + 1);
   // Ticks at round numbers of the unit that the figures are shown in.
-  const unit = 1024 ** Math.floor(Math.log(Math.max(highest, 1)) / Math.log(1024));
-  const ticks = d3.ticks(0, highest / unit, 5).map((tick) => tick * unit);
+  const unit = 1024 ** Math.floor(Math.log(Math.max(highest, -lowest)) / Math.log(1024));
+  const ticks = d3.ticks(lowest / unit, highest / unit, 5).map((tick) => tick * unit);
   chart(parent, height, label, (svg, width) => {
     const x = d3.scaleUtc().domain(d3.extent(points, (point) => new Date(point[0])))
         .range([margin.left, width - margin.right]);
-    const y = d3.scaleLinear().domain([0, highest])
+    const y = d3.scaleLinear().domain([lowest, highest])
         .range([height - margin.bottom, margin.top]);
     svg.append('g').attr('class', 'axis')
         .attr('transform', `translate(0,${height - margin.bottom})`)
         .call(d3.axisBottom(x).ticks(Math.max(width / 90, 2)));
     svg.append('g').attr('class', 'axis').attr('transform', `translate(${margin.left},0)`)
         .call(d3.axisLeft(y).tickValues(ticks).tickFormat(sizeText));
+    svg.append('g').attr('class', 'axis').append('line').attr('x1', margin.left)
+        .attr('x2', width - margin.right).attr('y1', y(0)).attr('y2', y(0));
     const path = d3.line().x((point) => x(new Date(point[0]))).y((point) => y(point[1]));
     svg.append('g').selectAll('path').data(lines).join('path').attr('fill', 'none')
         .attr('stroke-width', 2).attr('stroke', (line, index) => colours[index])

@@ -273,8 +273,18 @@
 
   // ---- Growth, warnings
 
+  // By how much each line differs from what it was at the time `start`; before its first point it
+  // was nothing. In sizes, the change of a large directory could not be seen.
+  function changeLines(lines, start) {
+    return lines.map((line) => {
+      const [time, bytes] = line.points[0];
+      const base = time > start ? 0 : bytes;
+      return {name: line.name, points: line.points.map((point) => [point[0], point[1] - base])};
+    });
+  }
+
   function showGrowth(root) {
-    const growth = data.growth && data.growth.path === root.path ? data.growth : null;
+    const growth = data.growth.find((candidate) => candidate.path === root.path);
     const drawable = (lines) => lines.filter((line) => line.points.length > 1);
     const whole = growth ? drawable([growth.total, growth.used]) : [];
     const place = begin('growth', 'Growth', whole.length > 0);
@@ -284,11 +294,12 @@
     const parts = drawable(growth.directories);
     if (parts.length > 0) {
       place.append('h3').text('Directories that changed most');
-      lineChart(place, 'Size of directories over time', parts);
+      lineChart(place, 'Change of directories since the first scan',
+          changeLines(parts, growth.total.points[0][0]));
     }
     figures(place, 'First and last scan of each line', [
       column('What', 'name', (line) => line.name),
-      column('Scans', 'count', (line) => line.points.length),
+      column('Scans', 'count', (line) => line.scans),
       column('First', 'size', (line) => line.points[0][1]),
       column('Last', 'size', (line) => line.points[line.points.length - 1][1]),
     ], whole.concat(parts));

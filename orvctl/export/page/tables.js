@@ -37,7 +37,7 @@ const KINDS = {
   size: {className: 'figure', text: sizeText, title: (value) => `${countText(value)} bytes`},
   count: {className: 'figure', text: countText},
   share: {className: 'figure wide', text: (value) => `${(100 * value).toFixed(1)}%`},
-  day: {className: '', text: dayText, title: (value) => value || ''},
+  day: {className: 'day', text: dayText, title: (value) => value || ''},
 };
 
 // Fills `cells` (a selection of td with [value, column] as data).
