@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs the Debian packages that the given purposes need and that are missing:
-#   scripts/install-deps.sh [build] [test] [lint] [fuzz] [package]
+#   scripts/install-deps.sh [build] [test] [lint] [fuzz] [package] [bench]
 # The first three without an argument.
 # Runs without questions. Needs root or sudo only when something is missing.
 set -euo pipefail
@@ -21,6 +21,8 @@ declare -A packages=(
   [fuzz]="clang libclang-rt-14-dev llvm"
   # What builds the Debian package and checks it; a bare system is made to install it in.
   [package]="debhelper dpkg-dev fakeroot pandoc lintian blhc binutils debootstrap"
+  # Programs to compare with, and what makes figures and plot of the document.
+  [bench]="ncdu duc-nox gdu agedu bfs gnuplot-nox jq"
 )
 
 fail() {
@@ -36,7 +38,7 @@ is_installed() {
 
 wanted=()
 for purpose in "$@"; do
-  [[ -v packages[$purpose] ]] || fail "unknown purpose '$purpose' (build, test, lint, fuzz or package)"
+  [[ -v packages[$purpose] ]] || fail "unknown purpose '$purpose' (build, test, lint, fuzz, package or bench)"
   # Words of the list are package names.
   # shellcheck disable=SC2206
   wanted+=(${packages[$purpose]})
