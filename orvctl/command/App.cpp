@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
+#include <csignal>
 #include <exception>
 #include <memory>
 #include <string>
@@ -149,6 +150,8 @@ std::unique_ptr<CLI::App> makeApp(int& exitCode) {
 }
 
 int runApp(int argc, const char* const* argv) {
+  // A file that may not grow is to fail like a full disk, with a line that says so.
+  (void)std::signal(SIGXFSZ, SIG_IGN);
   int exitCode = 0;
   const std::unique_ptr<CLI::App> app = makeApp(exitCode);
   try {

@@ -118,9 +118,12 @@ void addGrowthCommand(CLI::App& app, int& exitCode) {
   command->add_option("--since", arguments->since, "Period before the last scan, as 7d or 1y")
       ->type_name("PERIOD")
       ->capture_default_str();
-  command->add_option("--by", arguments->by, "directory, owner, type or host")
+  command
+      ->add_option_function<std::string>(
+          "--by", [arguments](const std::string& word) { arguments->by = SUBJECTS.at(word); },
+          "directory, owner, type or host")
       ->type_name("WHAT")
-      ->transform(CLI::CheckedTransformer(SUBJECTS));
+      ->check(CLI::IsMember(SUBJECTS));
   command->add_option("--host", arguments->host, "Only this host")->type_name("NAME");
   command->add_option("--top", arguments->top, "Entries shown of every list")
       ->type_name("N")

@@ -57,9 +57,13 @@ void addHistoryOption(CLI::App& command, HistoryOption& option) {
 void addHistoryOutput(CLI::App& command, HistoryOutput& output) {
   static const std::map<std::string, Format> FORMATS = {
       {"text", Format::TEXT}, {"json", Format::JSON}, {"csv", Format::CSV}};
-  command.add_option("--format", output.format, "text, json or csv")
+  // The parser has taken none but these words when it calls back.
+  command
+      .add_option_function<std::string>(
+          "--format", [&output](const std::string& word) { output.format = FORMATS.at(word); },
+          "text, json or csv")
       ->type_name("FORMAT")
-      ->transform(CLI::CheckedTransformer(FORMATS));
+      ->check(CLI::IsMember(FORMATS));
   command.add_option("--output", output.file, "Write to this file, whole or not at all")
       ->type_name("FILE");
 }

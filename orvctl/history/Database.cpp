@@ -18,7 +18,8 @@
 namespace orv::ctl::history {
 
 struct Dialect {
-  std::vector<std::string> setUp;  // once per connection
+  std::vector<std::string> setUp;         // once per connection
+  std::vector<std::string> setUpToWrite;  // once per connection that writes
   std::vector<std::string> beginWriting;
   std::string beginReading;
   std::string tableExists;  // yields a row when the table :name is there
@@ -28,8 +29,9 @@ struct Dialect {
 namespace {
 
 const Dialect SQLITE = {
+    .setUp = {},
     // Takes effect in a file that holds nothing yet: space of deleted rows can be given back.
-    .setUp = {"PRAGMA auto_vacuum = INCREMENTAL"},
+    .setUpToWrite = {"PRAGMA auto_vacuum = INCREMENTAL"},
     .beginWriting = {"BEGIN IMMEDIATE"},
     .beginReading = "BEGIN",
     .tableExists = "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = :name",
@@ -43,6 +45,7 @@ const Dialect POSTGRESQL = {
               // Since version 14: a server that works for a client looks whether it is still there.
               "SELECT set_config(name, '5s', false) FROM pg_settings"
               " WHERE name = 'client_connection_check_interval'"},
+    .setUpToWrite = {},
     .beginWriting = {"BEGIN", "SELECT pg_advisory_xact_lock(7310585490372850798)"},
     .beginReading = "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY",
     .tableExists = "SELECT 1 FROM pg_catalog.pg_class WHERE oid = to_regclass(:name)",
@@ -117,6 +120,9 @@ Database::Database(const std::string& name, Access access)
     m_session.open(parametersOf(name, access));
     for (const std::string& statement : m_dialect->setUp)
       m_session << statement;
+    if (access == Access::WRITE)
+      for (const std::string& statement : m_dialect->setUpToWrite)
+        m_session << statement;
   } catch (const soci::soci_error& error) {
     cannotOpen(m_shownName, reasonOf(error));
   }
@@ -174,8 +180,8 @@ std::string reasonOf(const soci::soci_error& error) {
       line += ' ';
   }
   line.resize(line.find_last_not_of(' ') + 1);
-  for (const std::string_view noise :
-       {"Cannot establish connection to the database. ", "Cannot execute query. ", "ERROR: "})
+  for (const std::string_view noise : {"Cannot establish connection to the database. ",
+                                       "Cannot execute query. ", "Fatal error. ", "ERROR: "})
     if (line.starts_with(noise))
       line.erase(0, noise.size());
   // "sqlite3_statement_backend::loadOne: database or disk is full"

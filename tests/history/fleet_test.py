@@ -5,6 +5,7 @@ import csv
 import io
 import json
 import os
+import resource
 import shutil
 import signal
 import sqlite3
@@ -253,8 +254,23 @@ def check_sqlite_faults(store, results, scratch):
     one_line(run(*add[1:], noise), "not a database")
     one_line(run("growth", "--db", scratch + "/none.db"), "there is none yet")
     one_line(run(*add[1:], "mysql://x/y"), "neither a file nor postgresql://")
+    limited = os.path.join(scratch, "limited.db")
+    one_line(run(*add[1:], limited, preexec_fn=lambda: resource.setrlimit(
+        resource.RLIMIT_FSIZE, (1 << 16, 1 << 16))), "cannot")
+    with sqlite3.connect(limited) as database:
+        assert database.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
     if os.geteuid() != 0:
         return print("SKIPPED: a read-only and a full filesystem need root")
+    # Who may only read the file can ask it.
+    store.sql("UPDATE orvscan_schema SET version = 3")
+    shutil.copy(store.name, limited)
+    os.chmod(limited, 0o444)
+    os.chmod(scratch, 0o755)
+    nobody = {"user": "nobody", "group": "nogroup", "extra_groups": [], "cwd": "/",
+              "env": os.environ | {"HOME": "/nonexistent"}}
+    asked = run("growth", "--db", limited, **nobody)
+    assert asked.returncode == 0 and asked.stderr == "", asked
+    one_line(run(*add[1:], limited, **nobody), "Permission denied")
     for options, what in (("size=1m,ro", "Read-only file system"), ("size=80k", "disk is full")):
         script = ('mount -t tmpfs -o size=1m t "$0" && cp "$1" "$0/h.db" && '
                   'mount -o remount,"$2" "$0" && cp=$3 && shift 3 && "$@" "$0/h.db"; code=$?; '
