@@ -6,7 +6,6 @@
 #include <array>
 #include <csignal>
 #include <exception>
-#include <memory>
 #include <string>
 #include <vector>
 

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "orvctl/command/Commands.h"
 #include "orvctl/command/Options.h"

@@ -1,11 +1,7 @@
 #include "orvctl/command/Options.h"
 
-#include <CLI/CLI.hpp>
 #include <map>
-#include <string>
 #include <vector>
-
-#include "orvctl/export/Export.h"
 
 namespace orv::ctl {
 namespace {

@@ -3,20 +3,16 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <climits>
 #include <exception>
 #include <memory>
-#include <string>
-#include <thread>
 #include <vector>
 
 #include "orvctl/command/ScanCommand.h"
 #include "orvctl/command/ScanRun.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/LocalJob.h"
-#include "orvctl/job/ScanRoots.h"
 #include "orvctl/job/TypedInput.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"

@@ -5,7 +5,6 @@
 #include <soci/soci.h>
 
 #include <array>
-#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <optional>

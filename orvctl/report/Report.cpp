@@ -3,10 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <string>
 #include <vector>
 
-#include "orvctl/model/Model.h"
 #include "orvctl/report/DirectoryTables.h"
 #include "orvctl/report/ReportSections.h"
 #include "orvctl/text/DisplayText.h"

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
-#include <new>
 
 #include "Common/format/TagPattern.h"
 #include "runtime/ut/ORVException.h"

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <new>
-#include <string>
 #include <string_view>
 
 // PCRE's wrapper where the system has it. The releases that came after it left it out have the

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <thread>
 
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
+#include <set>
 #include <sstream>
 #include <thread>
 

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <map>
-#include <set>
 
 #include "Scan/share/Engine.h"
 
