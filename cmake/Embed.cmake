@@ -1,29 +1,16 @@
-# Writes a source file that defines one std::string_view per NAME=FILES, FILES being joined by "+",
-# and for NAME=gz:FILE one of the compressed file:
+# Writes a source file that defines one std::string_view per NAME=FILES, which is the files joined
+# by "+", compressed by gzip:
 #   cmake -DOUTPUT=x.cpp -DINCLUDE=header -DNAMESPACE=a::b "-DPARTS=NAME=file+file NAME=file" -P Embed.cmake
 set(source "// Made by cmake/Embed.cmake.\n#include \"${INCLUDE}\"\n\nnamespace ${NAMESPACE} {\n\n")
 separate_arguments(PARTS)
 foreach(part IN LISTS PARTS)
   string(REGEX MATCH "^([A-Z_]+)=(.*)$" matched "${part}")
   set(name ${CMAKE_MATCH_1})
-  set(named "${CMAKE_MATCH_2}")
-  if(named MATCHES "^gz:(.*)$")
-    execute_process(COMMAND gzip -9nc "${CMAKE_MATCH_1}" OUTPUT_FILE "${OUTPUT}.gz" COMMAND_ERROR_IS_FATAL ANY)
-    file(READ "${OUTPUT}.gz" bytes HEX)
-    string(REGEX REPLACE "(..)" "'\\\\x\\1'," bytes "${bytes}")
-    string(APPEND source "static constexpr char ${name}_BYTES[] = {${bytes}};\n"
-      "const std::string_view ${name}(${name}_BYTES, sizeof ${name}_BYTES);\n\n")
-    continue()
-  endif()
-  string(REPLACE "+" ";" files "${named}")
-  set(text "")
-  foreach(file IN LISTS files)
-    file(READ "${file}" content)
-    string(APPEND text "${content}")
-  endforeach()
-  if(text MATCHES "[)]embedded\"")
-    message(FATAL_ERROR "${files} holds what ends a raw string")
-  endif()
-  string(APPEND source "const std::string_view ${name} = R\"embedded(${text})embedded\";\n\n")
+  string(REPLACE "+" ";" files "${CMAKE_MATCH_2}")
+  execute_process(COMMAND cat ${files} COMMAND gzip -9n OUTPUT_FILE "${OUTPUT}.gz" COMMAND_ERROR_IS_FATAL ANY)
+  file(READ "${OUTPUT}.gz" bytes HEX)
+  string(REGEX REPLACE "(..)" "'\\\\x\\1'," bytes "${bytes}")
+  string(APPEND source "static constexpr char ${name}_BYTES[] = {${bytes}};\n"
+    "const std::string_view ${name}(${name}_BYTES, sizeof ${name}_BYTES);\n\n")
 endforeach()
 file(WRITE "${OUTPUT}" "${source}}  // namespace ${NAMESPACE}\n")

@@ -52,7 +52,7 @@ std::string unpacked(std::string_view packed) {
   constexpr int GZIP = 16;  // added to the size of the window: with the header of a gzip file
   z_stream stream{};
   if (::inflateInit2(&stream, MAX_WBITS + GZIP) != Z_OK)
-    throw CtlError("cannot unpack the page's library: Cannot allocate memory");
+    throw CtlError("cannot unpack the page: Cannot allocate memory");
   std::string text;
   std::string part(1 << 16, '\0');
   // The interface takes bytes that it does not change by a pointer to ones that may be changed.
@@ -67,7 +67,7 @@ std::string unpacked(std::string_view packed) {
   }
   ::inflateEnd(&stream);
   if (state != Z_STREAM_END)
-    throw CtlError("cannot unpack the page's library: " + std::string(::zError(state)));
+    throw CtlError("cannot unpack the page: " + std::string(::zError(state)));
   return text;
 }
 
@@ -270,10 +270,12 @@ std::string renderPage(const Scan& scan, const PageOptions& options,
                      {"views_cut", views.size() - shown.size()},
                      {"growth", growthJson(growth)}};
   const std::string json = scriptJson(data);
+  const std::string style = unpacked(PAGE_CSS);
   const std::string library = unpacked(PAGE_LIBRARY);
+  const std::string script = unpacked(PAGE_JS);
   return filled(
-      PAGE_HTML,
-      {{"@STYLE@", PAGE_CSS}, {"@DATA@", json}, {"@LIBRARY@", library}, {"@SCRIPT@", PAGE_JS}});
+      unpacked(PAGE_HTML),
+      {{"@STYLE@", style}, {"@DATA@", json}, {"@LIBRARY@", library}, {"@SCRIPT@", script}});
 }
 
 }  // namespace orv::ctl
