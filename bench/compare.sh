@@ -82,11 +82,16 @@ group_of() {
 ARGS=("${cpu[@]}" --base floor --base 'du -s')
 for tree; do group_of "$tree"; done
 
-# run NAME TITLE ROUNDS ARGUMENT...: measures into $raw/NAME.json.
+# heading NAME TITLE ROUNDS: of what is measured next, into $raw/NAME.json.
+heading() {
+  printf '%s, %s rounds' "$2" "$3" >"$raw/$1.title"
+  printf '\n%s\n' "$(cat "$raw/$1.title")"
+}
+
+# run NAME TITLE ROUNDS ARGUMENT...
 run() {
   local name=$1
-  printf '\n%s, %s rounds\n' "$2" "$3"
-  printf '%s' "$2" >"$raw/$name.title"
+  heading "$1" "$2" "$3"
   "$BUILD/bench/measure" --rounds "$3" --json "$raw/$name.json" "${@:4}"
 }
 
@@ -104,7 +109,7 @@ fi
 # What does not depend on the size of the tree is measured on the first one.
 job=everything-$1
 group=(--group "$1" "$(entries_of "$1")")
-run slow '200 microseconds added to every stat' "$rounds" --base 'one thread' "${group[@]}" \
+run slow '200 microseconds added to every stat, every statistic' "$rounds" --base 'one thread' "${group[@]}" \
   "one thread=$(threads 1 "$job" "LD_PRELOAD=$BUILD/bench/libslowstat.so")" \
   "2 threads=$(threads 2 "$job" "LD_PRELOAD=$BUILD/bench/libslowstat.so")" \
   "8 threads=$(threads 8 "$job" "LD_PRELOAD=$BUILD/bench/libslowstat.so")"
@@ -113,12 +118,10 @@ sections+=(slow)
 # The other scripts measure on the middle tree, or on the first where that is not wanted.
 middle=$1
 for tree; do [ "$tree" != t400k ] || middle=t400k; done
-printf '\nWith a time-out, %s rounds\n' "$rounds"
-printf 'With a time-out' >"$raw/timeout.title"
-printf 'With a time-out and 200 microseconds added to every stat' >"$raw/slow-timeout.title"
+heading timeout 'With a time-out, every statistic' "$rounds"
+heading slow-timeout 'With a time-out and 200 microseconds added to every stat' "$rounds"
 "$BENCH/timeout.sh" --json "$raw" "$middle" "$1" "$rounds"
-printf '\nSelections, %s rounds\n' "$rounds"
-printf 'Selections, against one profile without any' >"$raw/selection.title"
+heading selection 'Selections, against one profile without any' "$rounds"
 "$BENCH/selection.sh" --rounds "$rounds" --json "$raw/selection.json" "$middle"
 sections+=(timeout slow-timeout selection)
 

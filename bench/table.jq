@@ -11,5 +11,5 @@ def line: "| " + join(" | ") + " |";
   # The commands in the order in which the first tree was measured.
   (.[0].tree as $first | .[] | select(.tree == $first) | .name as $name
    | [$name, ($trees[] | map(select(.name == $name))[]
-              | (.ratios[$bases[]] // empty | fixed), (.peakKiB / 1024 * 10 | round / 10 | tostring))]
+              | (.ratios[$bases[]] // empty | fixed), (.peakKiB / 1024 | "\(. * 10 | round)" | "\(.[:-1]).\(.[-1:])"))]
    | line)

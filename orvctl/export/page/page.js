@@ -293,7 +293,7 @@
     lineChart(place, 'Size over time', whole);
     const parts = drawable(growth.directories);
     if (parts.length > 0) {
-      place.append('h3').text('Directories that changed most');
+      place.append('h3').text('Directories that changed most, by how much since the first scan');
       lineChart(place, 'Change of directories since the first scan',
           changeLines(parts, growth.total.points[0][0]));
     }
