@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "orvctl/text/CtlError.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"

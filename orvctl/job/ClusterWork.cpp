@@ -17,9 +17,11 @@
 #include <sstream>
 #include <thread>
 
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/unx/Files.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Utf8.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"

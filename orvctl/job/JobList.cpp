@@ -17,7 +17,7 @@
 #include "orvctl/job/Notification.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
-#include "runtime/unx/Files.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {

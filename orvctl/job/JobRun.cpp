@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Common/CmdArgs.h"
-#include "runtime/unx/Files.h"
+#include "runtime/unx/AtomicFile.h"
 
 namespace orv::ctl {
 

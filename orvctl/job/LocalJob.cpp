@@ -16,7 +16,7 @@
 #include "orvctl/job/JobInfo.h"
 #include "orvctl/job/JobRun.h"
 #include "orvctl/text/CtlError.h"
-#include "runtime/unx/Files.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"
 

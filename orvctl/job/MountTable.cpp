@@ -6,7 +6,7 @@
 
 #include "orvctl/job/JobRun.h"
 #include "orvctl/text/CtlError.h"
-#include "runtime/unx/Files.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {

@@ -8,7 +8,7 @@
 
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Utf8.h"
-#include "runtime/unx/Files.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {

@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "Common/unix/psnautil.h"
-#include "runtime/unx/Files.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 

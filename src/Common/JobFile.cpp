@@ -8,6 +8,7 @@
 #include <new>
 
 #include "Common/unix/psnautil.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"

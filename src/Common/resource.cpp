@@ -12,6 +12,7 @@
 
 #include "Common/unix/psnautil.h"
 #include "runtime/thrd/StopFlag.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"

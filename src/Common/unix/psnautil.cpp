@@ -13,7 +13,7 @@
 #include <cstring>
 
 #include "Common/unix/pssignal.h"
-#include "runtime/unx/Files.h"
+#include "runtime/unx/AtomicFile.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"
 #include "runtime/ut/UniqueFd.h"
