@@ -15,7 +15,7 @@ set format x '%.0f'
 set grid ytics lc rgb '#dddddd'
 set border 3
 set tics nomirror
-# The names stand in the order in which the lines end.
+# The names stand in the order in which the lines end. After eight colours they come again, dashed.
 set key outside right center Left reverse samplen 2
 plot for [block = 0:STATS_blocks - 1] data index block using 1:2 with linespoints \
-  lw 2 pt 7 ps 0.4 title columnheader(1)
+  lt block % 8 + 1 dt block / 8 + 1 lw 2 pt 7 ps 0.4 title columnheader(1)
