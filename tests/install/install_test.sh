@@ -40,6 +40,27 @@ orvctl=$work/second/bin/orvctl
 expect "$work/scanned" "$orvctl" scan "$work/scanned" --agent "$work/agent" --summary
 [[ ! -e $work/second/input && ! -e $work/second/output ]] || fail "it keeps jobs below its prefix"
 
+echo "state is kept where it belongs, with the stand-in of this version"
+in_state() {
+  run env STATE_DIRECTORY="$work/state:/nowhere" "$orvctl" scan "$work/scanned" --summary >"$work/out" 2>&1 ||
+    { cat "$work/out" >&2; fail "no scan in the state directory"; }
+}
+in_state
+[[ -s $work/state/output/local/orvctl.00000001_scan.0001.dat ]] || fail "the result is not in the state directory"
+echo "of an older version" >"$work/state/bin/Agent"
+in_state
+cmp "$work/state/bin/Agent" "$work/second/libexec/orvscan/Agent" || fail "the stand-in is an old one"
+if [[ $(id -u) -eq 0 ]]; then
+  mkdir "$work/nobody"
+  chown nobody "$work/nobody"
+  chmod 755 "$work"
+  setpriv --reuid=nobody --clear-groups env -u XDG_STATE_HOME HOME="$work/nobody" XDG_CONFIG_HOME=/nowhere \
+    "$orvctl" scan "$work/scanned" --summary >"$work/out" 2>&1 || { cat "$work/out" >&2; fail "no scan of a user"; }
+  [[ -d $work/nobody/.local/state/orvscan/output ]] || fail "a user's state is not in the home directory"
+else
+  echo "SKIPPED: the state of another user: only root can become one"
+fi
+
 echo "a part that is missing is named"
 for part in libexec/orvscan/scan libexec/orvscan/Agent share/orvscan/xrmna.cat; do
   mv "$work/second/$part" "$work/part"
