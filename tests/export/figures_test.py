@@ -33,11 +33,14 @@ def json_figures(profile):
     ranked = {ranking['kind']: [file_of(file) for file in ranking['files']] for ranking in profile['rankings']}
     ages = {age['by']: [(c['entries'], c['bytes']) for c in age['classes']] for age in profile['ages']}
     totals = profile['totals']
+    accounts = lambda kind: {o['id']: (bytes_of(o['name']), o['files'], o['directories'], o['others'], o['bytes'],
+                                       o['largest_file_bytes']) for o in profile[kind]}
     return fixture.Figures(
         totals=(totals['files'], totals['directories'], totals['bytes']) if totals else None,
         sizes=[(c['entries'], c['bytes']) for c in profile['sizes']], accessed=ages.get('accessed', []),
-        owners={o['id']: (bytes_of(o['name']), o['files'], o['directories'], o['others'], o['bytes'],
-                          o['largest_file_bytes']) for o in profile['owners']},
+        modified=ages.get('modified', []), created=ages.get('created', []), backed_up=ages.get('backed_up', []),
+        owners=accounts('owners'), groups=accounts('groups'), not_backed_up=ranked.get('oldest_not_backed_up', []),
+        large_orphans=ranked.get('largest_orphans', []), old_orphans=ranked.get('oldest_orphans', []),
         files=ranked.get('largest_files', []), unused=ranked.get('least_accessed', []),
         types={bytes_of(t['extension']): (t['files'], t['bytes']) for t in profile['file_types']},
         direct=[(bytes_of(d['path']), d['direct']['files'], d['direct']['directories'], d['direct']['bytes'])
@@ -94,11 +97,13 @@ class Exports(unittest.TestCase):
         self.assertEqual([file_of(row) for row in self.csv('files')], self.figures.files)
         self.assertEqual([file_of(row) for row in self.csv('unused')], self.figures.unused)
         self.assertEqual([(int(row['entries']), int(row['bytes'])) for row in self.csv('sizes')], self.figures.sizes)
-        self.assertEqual([(int(row['entries']), int(row['bytes'])) for row in self.csv('ages')
-                          if row['by'] == 'accessed'], self.figures.accessed)
-        self.assertEqual({int(row['id']): (bytes_of(row['name']), int(row['files']), int(row['directories']),
-                                           int(row['others']), int(row['bytes']), int(row['largest_file_bytes']))
-                          for row in self.csv('owners')}, self.figures.owners)
+        for by in ['accessed', 'modified']:
+            self.assertEqual([(int(row['entries']), int(row['bytes'])) for row in self.csv('ages') if row['by'] == by],
+                             getattr(self.figures, by))
+        for section in ['owners', 'groups']:
+            self.assertEqual({int(row['id']): (bytes_of(row['name']), int(row['files']), int(row['directories']),
+                                               int(row['others']), int(row['bytes']), int(row['largest_file_bytes']))
+                              for row in self.csv(section)}, getattr(self.figures, section))
         self.assertEqual({bytes_of(row['path']): (int(row['files']), int(row['directories']), int(row['bytes']))
                           for row in self.csv('directories')}, self.subtrees)
         self.assertEqual({bytes_of(row['extension']): (int(row['files']), int(row['bytes']))

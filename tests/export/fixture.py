@@ -173,7 +173,8 @@ def file_of(row):
     return (raw(row['faName']), raw(row['faOwner']), int(row['faBlocks']) * 512) + numbers(row, *FILE_FIELDS)
 
 
-Figures = collections.namedtuple('Figures', 'totals sizes accessed owners files unused types direct')
+Figures = collections.namedtuple('Figures', 'totals sizes accessed owners files unused types direct groups modified created'
+                                 ' backed_up not_backed_up large_orphans old_orphans')
 
 
 def figures(results):
@@ -184,15 +185,23 @@ def figures(results):
              for slot, key in [('srOwners', 'ugID'), ('srGroups', 'ugGroupID')]}
     types = {row['fptID']: raw(row['ftpFileExtension']) for row in results.records('FileType')}
     totals = [numbers(row, 'sumFileCount', 'sumDirectoryCount', 'sumTotalSize') for row in results.records('SSummary')]
+    def accounts(slot):
+        return {int(row['sugIdentity']): (names[slot].get(row['sugIdentity'], raw(row['sugIdentity'])),) + numbers(
+            row, 'sugFileCount', 'sugDirectoryCount', 'sugOtherCount', 'sugTotalSize', 'sugLargestSize')
+            for row in results.records('SUserOrGroup', slot)}
+    def ages(slot):
+        # One that counted nothing, because nobody told of backups, is left out.
+        classes = list(zip(*listed('STimeDist', slot, 'tdCounts', 'tdSizes')))
+        return classes if any(count for count, _ in classes) else []
+    def ranked(slot):
+        return [file_of(row) for row in results.records('SFile', slot)]
     return Figures(
         totals=totals[0] if totals else None,
         sizes=list(zip(*listed('SSizeDist', '', 'szdCounts', 'szdSizes'))),
-        accessed=list(zip(*listed('STimeDist', 'srAccessed', 'tdCounts', 'tdSizes'))),
-        owners={int(row['sugIdentity']): (names['srOwners'].get(row['sugIdentity'], raw(row['sugIdentity'])),) + numbers(
-            row, 'sugFileCount', 'sugDirectoryCount', 'sugOtherCount', 'sugTotalSize', 'sugLargestSize')
-            for row in results.records('SUserOrGroup', 'srOwners')},
-        files=[file_of(row) for row in results.records('SFile', 'srLargestFiles')],
-        unused=[file_of(row) for row in results.records('SFile', 'srLeastAccessed')],
+        accessed=ages('srAccessed'), modified=ages('srModified'), created=ages('srCreated'), backed_up=ages('srBackup'),
+        owners=accounts('srOwners'), groups=accounts('srGroups'),
+        files=ranked('srLargestFiles'), unused=ranked('srLeastAccessed'), not_backed_up=ranked('srOldestNotBackedUp'),
+        large_orphans=ranked('srLargestOrphans'), old_orphans=ranked('srOldestOrphans'),
         types={types[row['fileType']]: numbers(row, 'fileCount', 'spaceUsed') for row in results.records('FileTypeSummary')},
         direct=[(raw(row['faName']),) + numbers(row, 'dirFileCount', 'dirDirectoryCount', 'dirTotalSize')
                 for row in results.records('SDirectory')])
