@@ -14,19 +14,18 @@ scripts/install-deps.sh build test
 cmake --preset release >/dev/null
 cmake --build --preset release -j"$(nproc)" --target fault_sweep
 
-matrix=$(mktemp)
-trap 'rm -f "$matrix"' EXIT
+said=$(mktemp)
+trap 'rm -f "$said"' EXIT
 status=0
-build/release/tests/faults/fault_sweep "$stride" > >(tee >(grep '^|' >"$matrix") | grep -v '^|') || status=$?
-wait
-[[ -s $matrix ]] || { echo "faults: the sweep did not reach its end" >&2; exit 1; }
+build/release/tests/faults/fault_sweep "$stride" | tee "$said" || status=$?
+grep -q '^|' "$said" || { echo "faults: the sweep did not reach its end" >&2; exit 1; }
 
 document=docs/reliability.md
 {
   sed '/^<!-- faults -->$/q' "$document"
   printf 'As of %s, %s, one run in %s:\n\n' "$(git rev-parse --short HEAD)" "$(date -u +%F)" "$stride"
-  cat "$matrix"
+  grep '^|' "$said"
   sed -n '/^<!-- \/faults -->$/,$p' "$document"
-} >"$matrix.document"
-mv "$matrix.document" "$document"
+} >"$document.new"
+mv "$document.new" "$document"
 exit "$status"

@@ -110,6 +110,10 @@ class FaultJob final : public test::Job {
     static const std::regex unable("failed to start");
     return !before.contains(code) && !std::regex_search(log() + output(), unable);
   }
+  // Whether a message says that the job ends without a result.
+  [[nodiscard]] bool isGivenUp() const {
+    return log().find("and without a result") != std::string::npos;
+  }
   // Whether the agent was told the code, or finds it in the job information file.
   [[nodiscard]] bool isTold() const {
     const std::string text = std::to_string(code);
@@ -232,6 +236,7 @@ class Sweep final {
              {job.code >= 1000, "ended by a signal"},
              {job.isPartLeft(), "half a result is left"},
              {failed == !job.figures.empty(), failed ? "a result in spite of it" : "no result"},
+             {!failed && job.isGivenUp(), "said to have no result"},
              {!failed && !isWhole && !job.saysSomething(), "figures are missing silently"},
              {job.code == 0 && !isWhole && isShortage, "figures are missing under code 0"},
              {job.code != 0 && job.isBegun() && !job.saysSomething(), "no message"},

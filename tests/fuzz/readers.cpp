@@ -98,6 +98,7 @@ bool cLibraryMatches(const std::string& expression, const std::string& text) {
 // A line with a glob, then what it is laid against, both short because the C library's matcher is
 // slow: whatever way of matching was chosen agrees with it about the glob's expression.
 void comparePattern(std::string_view input) {
+  input = input.substr(0, input.find('\0'));  // no name goes on behind it
   const auto lineEnd = std::min(input.find('\n'), input.size() - 1);
   const std::string text(input.empty() ? input : input.substr(lineEnd + 1));
   if (input.empty() || lineEnd > 48 || text.size() > 48)

@@ -66,6 +66,9 @@ GenericPrint::GenericPrint(const std::string& path, int format)
     (void)fd.release();
   else {
     const int error = errno;
+    // Now, for there may be no memory left to say so.
+    if (fd)
+      ::unlink(m_partPath.c_str());
     TRACE(TR_ERROR, "Unable to open file: %s\n", m_partPath.c_str());
     throw new ORVIOException("open " + m_partPath + ": " + errnoText(error));
   }

@@ -66,7 +66,8 @@ int ExecScan::run(int argc, const char* const* argv) noexcept {
   // A job that was not started has no files to read or remove, and nobody was told that it would
   // end.
   if (m_isStarted) {
-    attempt("read its definition", [this] { readDefinition(); });
+    if (m_rc == 0)
+      attempt("read its definition", [this] { readDefinition(); });
     // Without a definition nothing is locked and no result begun, so there is nothing to settle.
     if (m_definitionRead) {
       attempt("scan", [this] { scanAll(); });

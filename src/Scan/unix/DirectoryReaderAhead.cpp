@@ -131,7 +131,9 @@ bool DirectoryReaderAhead::nextEntry(const std::string& path, long handle, int f
       m_scanner.ScannerFinishOffNextEntry(path, m_name);
       return true;
     }
-    readError = m_directory->readError;
+    // The root was open before its first read was asked for, and is opened again for that.
+    const int openError = m_directory->openError;
+    readError = openError != 0 ? openError : m_directory->readError;
     m_directory.reset();
   }
   if (readError != 0) {

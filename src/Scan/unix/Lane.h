@@ -34,7 +34,7 @@ class Lane final {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit Lane(LeftBehind& leftBehind) noexcept : m_process(leftBehind) {}
+  explicit Lane(LeftBehind& leftBehind) : m_process(leftBehind) {}
 
   // Starts the helper, which opens the root first. False with errno when it cannot be made.
   [[nodiscard]] bool start(const lane::Root& root);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "runtime/thrd/StopFlag.h"
@@ -60,6 +61,8 @@ int LaneAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& r
   // What it is told when no answer comes at all.
   m_rootReply.error = ETIMEDOUT;
   awaitUntil([&lane] { return !lane.isOpening; }, nullptr);
+  if (!m_failure.empty())
+    m_rootReply.error = m_failureError;
   if (m_rootReply.error != 0) {
     stop();
     return m_rootReply.error;
@@ -88,10 +91,20 @@ void LaneAhead::stop() noexcept {
 
 // --- Waiting
 
+// What a want of memory interrupts leaves requests and answers that no longer belong together.
+template <typename Work>
+void LaneAhead::orGiveUp(Work work) {
+  try {
+    work();
+  } catch (const std::bad_alloc&) {
+    giveUp(ENOMEM, "no memory");  // short enough to need none
+  }
+}
+
 template <typename IsReady>
 void LaneAhead::awaitUntil(IsReady isReady, AheadStep* needed) {
   while (!isReady()) {
-    pump(needed);
+    orGiveUp([this, needed] { pump(needed); });
     if (isReady())
       return;
     if (!m_failure.empty()) {
@@ -99,7 +112,7 @@ void LaneAhead::awaitUntil(IsReady isReady, AheadStep* needed) {
         fail(*needed);
       return;
     }
-    sleep();
+    orGiveUp([this] { sleep(); });
     throwIfStopped();
   }
 }
@@ -283,12 +296,14 @@ void LaneAhead::planSubdirectory(AheadStep& step, std::uint32_t index) {
   below->size = step.entries[index].st.size;
   below->level = parent.level + 1;
   below->firstStep = std::make_unique<AheadStep>(*below);
-  m_plan.insertBefore(*below->firstStep, step);
+  AheadStep& first = *below->firstStep;
   auto& all = step.subdirectories;
   const auto at = std::upper_bound(
       all.begin(), all.end(), index,
       [](std::uint32_t i, const AheadStep::Subdirectory& other) { return i < other.index; });
   all.insert(at, {index, std::move(below)});
+  // Last: what has no owner must not be in the plan.
+  m_plan.insertBefore(first, step);
 }
 
 // A step that is not read: nothing of it is to come.
@@ -556,7 +571,7 @@ Lane* LaneAhead::freshLane() {
 
 void LaneAhead::giveBack(AheadStep& step, std::uint32_t entries) {
   (void)lower(step, entries);
-  pump(nullptr);
+  orGiveUp([this] { pump(nullptr); });
 }
 
 void LaneAhead::discard(std::unique_ptr<AheadDirectory> directory) {

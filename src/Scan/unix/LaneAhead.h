@@ -44,6 +44,8 @@ class LaneAhead final : public ReadAhead {
   template <typename IsReady>
   void awaitUntil(IsReady isReady, AheadStep* needed);
   void sleep();
+  template <typename Work>
+  void orGiveUp(Work work);
   void pump(AheadStep* needed);
 
   void takeReplies(Lane& lane);

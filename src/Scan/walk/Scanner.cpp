@@ -108,6 +108,8 @@ bool Scanner::openRoot() {
   try {
     m_arrayReader.push_back(makeReader(1));
     return true;
+  } catch (const std::bad_alloc&) {
+    throw;  // which is reported
   } catch (const std::exception& error) {
     TRACE(
         TR_ERROR,
