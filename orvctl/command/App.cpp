@@ -39,77 +39,90 @@ std::vector<std::string> commandNames(const CLI::App& app) {
   return names;
 }
 
+std::vector<std::string> optionNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options())
+    names.push_back(option->get_name());
+  return names;
+}
+
 std::string didYouMean(const std::string& word, const std::vector<std::string>& known) {
   const std::string meant = nearest(word, known);
   return meant.empty() ? std::string() : " (did you mean " + meant + "?)";
 }
 
-// The innermost command that a command line names: "add" of "orvctl history add".
+// The command that was given, with the one of its own behind it: "history add".
 const CLI::App& givenCommand(const CLI::App& app) {
-  const auto given = app.get_subcommands();
-  return given.empty() ? app : givenCommand(*given.front());
+  const CLI::App* command = &app;
+  while (!command->get_subcommands().empty())
+    command = command->get_subcommands().front();
+  return *command;
 }
 
 std::string fullName(const CLI::App& command) {
   const CLI::App* parent = command.get_parent();
-  return (parent == nullptr ? "" : fullName(*parent) + " ") + command.get_name();
+  return parent == nullptr || parent->get_parent() == nullptr
+             ? command.get_name()
+             : fullName(*parent) + " " + command.get_name();
+}
+
+std::string helpOf(const CLI::App& app, const CLI::App& command) {
+  if (&command == &app)
+    return app.help();
+  const std::string name = fullName(command);
+  const std::size_t last = name.rfind(' ');
+  return command.help(last == std::string::npos ? "orvctl" : "orvctl " + name.substr(0, last));
+}
+
+// What the parser says of a fault, in words that do not tell of its types.
+std::string faultText(const CLI::ParseError& error) {
+  const std::string text = error.what();
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr && text.starts_with("--"))
+    return text.substr(0, text.find(':')) + " needs a value";
+  return printable(text);
 }
 
 // What is wrong with a command line that the parser does not take.
 [[noreturn]] void refuse(const CLI::App& app, const CLI::ParseError& error, bool hasArguments) {
-  const auto given = app.get_subcommands();
-  if (given.empty()) {
-    const std::vector<std::string> unknown = app.remaining();
-    if (!hasArguments)
-      usageError("no command is given", "orvctl --help");
-    if (unknown.empty() || app.get_option_no_throw(unknown.front()) != nullptr)
-      usageError(printable(error.what()), "orvctl --help");
-    const std::string& first = unknown.front();
-    const std::string kind = first.front() == '-' ? "option" : "command";
-    usageError(fmt::format("there is no {} {}{}", kind, printable(first),
-                           kind == "command" ? didYouMean(first, commandNames(app)) : ""),
-               "orvctl --help");
-  }
   const CLI::App& command = givenCommand(app);
-  const bool nested = command.get_parent() != &app;
-  const std::string help =
-      nested ? fullName(command) + " --help" : "orvctl help " + command.get_name();
+  const bool isProgram = &command == &app;
+  const std::string help = isProgram ? "orvctl --help" : "orvctl help " + fullName(command);
+  if (!hasArguments)
+    usageError("no command is given", help);
   const std::vector<std::string> unknown = command.remaining();
-  if (unknown.empty())
-    usageError(printable(error.what()), help);
-  std::vector<std::string> options;
-  for (const CLI::Option* option : command.get_options())
-    options.push_back(option->get_name());
+  if (unknown.empty() || command.get_option_no_throw(unknown.front()) != nullptr)
+    usageError(faultText(error), help);
   const std::string word = unknown.front().substr(0, unknown.front().find('='));
-  if (!word.starts_with('-') && !commandNames(command).empty())
-    usageError(fmt::format("{} has no command {}{}", command.get_name(), printable(word),
-                           didYouMean(word, commandNames(command))),
+  const std::string owner = isProgram ? "orvctl" : fullName(command);
+  if (word.starts_with('-'))
+    usageError(fmt::format("{} has no option {}{}", owner, printable(word),
+                           didYouMean(word, optionNames(command))),
                help);
-  if (!word.starts_with('-'))
-    usageError(fmt::format("{} takes no further argument: {}", command.get_name(), printable(word)),
-               help);
-  usageError(fmt::format("{} has no option {}{}", command.get_name(), printable(word),
-                         didYouMean(word, options)),
+  const std::vector<std::string> commands = commandNames(command);
+  if (commands.empty())
+    usageError(fmt::format("{} takes no further argument: {}", owner, printable(word)), help);
+  usageError(fmt::format("there is no command {}{}{}", isProgram ? "" : owner + " ",
+                         printable(word), didYouMean(word, commands)),
              help);
 }
 
-// "help [COMMAND]"
+// "help [COMMAND]...": several words for a command that has commands of its own.
 void addHelpCommand(CLI::App& app) {
-  auto name = std::make_shared<std::string>();
+  auto names = std::make_shared<std::vector<std::string>>();
   CLI::App* command = app.add_subcommand("help", "Tell how a command is used");
-  command->add_option("COMMAND", *name, "The command; without it all of them are listed");
-  command->callback([name, &app] {
-    if (name->empty()) {
-      writeOut(app.help());
-      return;
+  command->add_option("COMMAND", *names, "The command; without it all of them are listed");
+  command->callback([names, &app] {
+    const CLI::App* asked = &app;
+    for (const std::string& name : *names) {
+      const auto found = asked->get_subcommands(
+          [&name](const CLI::App* candidate) { return candidate->get_name() == name; });
+      if (found.empty())
+        usageError(fmt::format("there is no command {}{}", printable(name),
+                               didYouMean(name, commandNames(*asked))),
+                   "orvctl --help");
+      asked = found.front();
     }
-    const auto asked = app.get_subcommands(
-        [&name](const CLI::App* candidate) { return candidate->get_name() == *name; });
-    if (asked.empty())
-      usageError(fmt::format("there is no command {}{}", printable(*name),
-                             didYouMean(*name, commandNames(app))),
-                 "orvctl --help");
-    writeOut(asked.front()->help("orvctl"));
+    writeOut(helpOf(app, *asked));
   });
 }
 
@@ -118,9 +131,7 @@ int parseAndRun(CLI::App& app, int argc, const char* const* argv, const int& exi
     app.parse(argc, argv);
     return exitCode;
   } catch (const CLI::CallForHelp&) {
-    const CLI::App& command = givenCommand(app);
-    const CLI::App* parent = command.get_parent();
-    writeOut(command.help(parent == nullptr ? "" : fullName(*parent)));
+    writeOut(helpOf(app, givenCommand(app)));
     return 0;
   } catch (const CLI::CallForVersion& version) {
     writeOut(std::string(version.what()) + "\n");

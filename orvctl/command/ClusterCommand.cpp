@@ -72,7 +72,7 @@ void addResume(CLI::App& cluster, int& exitCode) {
   auto directory = std::make_shared<std::string>();
   CLI::App* command = cluster.add_subcommand("resume", "Go on with a scan that was stopped");
   command->add_option("DIR", *directory, "Its work directory")->required();
-  addReportOptions(*command, arguments->report);
+  addReportOptions(*command, arguments->report, SCAN_HISTORY);
   command->callback(
       [arguments, directory, &exitCode] { exitCode = resumeScan(*arguments, *directory); });
 }

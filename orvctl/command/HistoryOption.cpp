@@ -49,8 +49,8 @@ void addDatabaseOption(CLI::App& command, std::string& database) {
       ->envname("ORV_DB");
 }
 
-void addHistoryOption(CLI::App& command, HistoryOption& option) {
-  command.add_flag("--history", option.wanted, "Use the history of earlier scans");
+void addHistoryOption(CLI::App& command, HistoryOption& option, const std::string& what) {
+  command.add_flag("--history", option.wanted, what);
   addDatabaseOption(command, option.database);
 }
 

@@ -20,8 +20,8 @@ struct HistoryOption {
 // Adds --db to a command that needs the history anyway.
 void addDatabaseOption(CLI::App& command, std::string& database);
 
-// Adds --history and --db to a command that can do without.
-void addHistoryOption(CLI::App& command, HistoryOption& option);
+// Adds --history, whose effect is `what`, and --db to a command that can do without.
+void addHistoryOption(CLI::App& command, HistoryOption& option, const std::string& what);
 
 // In which form a command writes what it has to say, and where to.
 struct HistoryOutput {

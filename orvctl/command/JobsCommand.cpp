@@ -52,7 +52,11 @@ std::string durationText(const ListedJob& job, std::int64_t now) {
   const auto end = job.state == JobState::RUNNING ? now : job.end;
   if (!job.start || !end || *end < *job.start)
     return "-";
-  return elapsedText(static_cast<double>(*end - *job.start));
+  // The job's files tell whole seconds.
+  const std::int64_t seconds = *end - *job.start;
+  if (seconds < 60)
+    return seconds == 0 ? "under 1 s" : fmt::format("{} s", seconds);
+  return elapsedText(static_cast<double>(seconds));
 }
 
 std::string resultText(ResultState result) {

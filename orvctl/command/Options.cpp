@@ -32,7 +32,7 @@ void addExportOption(CLI::App& command, ExportRequest& request) {
 
 }  // namespace
 
-void addReportOptions(CLI::App& command, ReportArguments& arguments) {
+void addReportOptions(CLI::App& command, ReportArguments& arguments, const std::string& history) {
   addTopOption(command, arguments.request.top);
   command
       .add_option("--section", arguments.sections,
@@ -42,7 +42,7 @@ void addReportOptions(CLI::App& command, ReportArguments& arguments) {
   command.add_flag("--summary", arguments.summary,
                    "Only the first screen: totals and the largest directories");
   addExportOption(command, arguments.request);
-  addHistoryOption(command, arguments.history);
+  addHistoryOption(command, arguments.history, history);
 }
 
 bool askedForSectionHelp(const ReportArguments& arguments) {

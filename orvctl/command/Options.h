@@ -39,9 +39,13 @@ struct ReportArguments {
   HistoryOption history;
 };
 
+// What --history does for a command that scans.
+inline constexpr const char* SCAN_HISTORY =
+    "Add the figures to the history of scans; the page (--format html) then shows how PATH grew";
+
 // Adds "--top", "--section", "--summary" and the options of exports and history; they go into
-// `arguments`, which must outlive the parse.
-void addReportOptions(CLI::App& command, ReportArguments& arguments);
+// `arguments`, which must outlive the parse. `history` says what the command does with a history.
+void addReportOptions(CLI::App& command, ReportArguments& arguments, const std::string& history);
 
 // The list of sections is asked for instead of a report.
 [[nodiscard]] bool askedForSectionHelp(const ReportArguments& arguments);

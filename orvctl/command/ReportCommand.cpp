@@ -47,7 +47,8 @@ void addReportCommand(CLI::App& app, int& exitCode) {
       "RESULT", arguments->which,
       "The result file of a scan job, the number of a run, or \"latest\" for the newest run");
   command->add_option("PATH", arguments->path, "With \"latest\": the newest run that scanned PATH");
-  addReportOptions(*command, arguments->report);
+  addReportOptions(*command, arguments->report,
+                   "With --format html: the page shows how the path grew, by the history of scans");
   addAgentOption(*command, arguments->agent);
   command->footer(FOOTER);
   command->callback([arguments, which, &exitCode] {

@@ -174,7 +174,7 @@ void addScanOptions(CLI::App& command, ScanArguments& arguments) {
                       arguments.cluster ? "1, in each share," : "As many as there are processors"))
       ->type_name("N")
       ->check(CLI::Range(1U, MAX_THREADS));
-  addReportOptions(command, arguments.report);
+  addReportOptions(command, arguments.report, SCAN_HISTORY);
   addAgentOption(command, arguments.agent);
 }
 
@@ -187,9 +187,10 @@ void addScanCommand(CLI::App& app, int& exitCode) {
       command->add_flag("--all", roots.all, "Scan every local filesystem of the host");
   command->add_flag("--network", roots.network, "With --all: network filesystems, too")->needs(all);
   command
-      ->add_option("--timeout", roots.timeout,
-                   "Seconds that a call on a mount may take before it is given up; 0 for no limit. "
-                   "If not given 10 where a PATH lies on a network mount, else no limit")
+      ->add_option(
+          "--timeout", roots.timeout,
+          "Seconds that a call on a mount may take before it is given up; 0 for no limit. "
+          "If not given 10 where a PATH lies on a network mount or has one below it, else no limit")
       ->type_name("SECONDS")
       ->check(CLI::Range(0, MAX_TIMEOUT));
   addScanOptions(*command, *arguments);

@@ -68,7 +68,7 @@ void checkPlace(const ExportRequest& request) {
   if (isDirectory(request.output) && !writesTables(request))
     cannotWrite(request, EISDIR);
   const std::string place = writtenPlace(request.output);
-  if (::access(place.c_str(), isDirectory(place) ? W_OK | X_OK : W_OK) != 0)
+  if (!isAccessible(place, isDirectory(place) ? W_OK | X_OK : W_OK))
     cannotWrite(request, errno);
 }
 

@@ -118,12 +118,20 @@ Json capacityOf(const std::optional<Capacity>& capacity) {
       {"bytes", capacity->bytes}, {"used_bytes", capacity->used}, {"free_bytes", capacity->free}};
 }
 
+Json passedByOf(const NotEntered& directory) {
+  return directory.path + " (" + directory.kind + ")";
+}
+
+Json snapshotOf(const NotEntered& directory) {
+  return directory.path;
+}
+
 Json notReadOf(const std::optional<NotRead>& notRead) {
   if (!notRead)
     return nullptr;
   return {{"unreadable", notRead->unreadable},
-          {"other_mounts", notRead->otherMounts},
-          {"snapshots", notRead->snapshots},
+          {"other_mounts", listOf(notRead->otherMounts, passedByOf)},
+          {"snapshots", listOf(notRead->snapshots, snapshotOf)},
           {"too_deep", notRead->tooDeep},
           {"too_long", notRead->tooLong}};
 }

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,18 +31,35 @@ struct NeededFile {
 constexpr std::array<NeededFile, 2> NEEDED_FILES = {
     {{"bin/Agent", &Installation::agent, false}, {"nls/xrmna.cat", &Installation::catalog, true}}};
 
+// Whose directory an agent directory is, and the way out when that is somebody else: many begin
+// with a scan as root, and go on without.
+std::string wayOut(const std::string& directory) {
+  struct stat info {};
+  std::string belongs;
+  if (::stat(directory.c_str(), &info) == 0 && info.st_uid != ::geteuid()) {
+    const passwd* owner = ::getpwuid(info.st_uid);
+    belongs = " (it belongs to " +
+              (owner == nullptr ? "user " + std::to_string(info.st_uid) : owner->pw_name) + ")";
+  }
+  return belongs + "; give one of your own with --agent DIR";
+}
+
 [[noreturn]] void cannotUse(const std::string& directory, const std::string& why) {
   throw CtlError(
       fmt::format("cannot use agent directory {}: {}", withoutControlCharacters(directory), why));
 }
 
 void makeFolder(const std::string& agent, const std::string& folder) {
-  if (!makePath(folder))
-    cannotUse(agent, fmt::format("cannot create {}: {}", withoutControlCharacters(folder),
-                                 errnoText(errno)));
-  if (::access(folder.c_str(), W_OK | X_OK) != 0)
-    cannotUse(agent, fmt::format("cannot write to {}: {}", withoutControlCharacters(folder),
-                                 errnoText(errno)));
+  const char* doing = "create";
+  bool isReady = makePath(folder);
+  if (isReady) {
+    doing = "write to";
+    isReady = isAccessible(folder, W_OK | X_OK);
+  }
+  const int error = errno;
+  if (!isReady)
+    cannotUse(agent, fmt::format("cannot {} {}: {}{}", doing, withoutControlCharacters(folder),
+                                 errnoText(error), error == EACCES ? wayOut(agent) : ""));
 }
 
 // Whether the agent directory has that file of its own.
@@ -77,7 +95,7 @@ void takeInstalled(const std::string& agent, const std::string& target, const Ne
   const std::string own = agent + "/" + file.name;
   if (hasOwn(own, file.isLink) && (isNamed || file.isLink || !isOutdated(own, target)))
     return;
-  if (::access(target.c_str(), R_OK) != 0)
+  if (!isAccessible(target, R_OK))
     cannotUse(agent, fmt::format("{} is missing and cannot be taken from {}: {}", file.name, target,
                                  errnoText(errno)));
   makeFolder(agent, parentDirectory(own));
@@ -107,7 +125,7 @@ std::string chosenAgentDirectory(const std::string& asked, const Installation& i
     return path.has_filename() || path == path.root_path() ? path : path.parent_path();
   }
   const std::string& tree = installation.tree;
-  return !tree.empty() && ::access(tree.c_str(), W_OK | X_OK) == 0 ? tree : stateDirectory();
+  return !tree.empty() && isAccessible(tree, W_OK | X_OK) ? tree : stateDirectory();
 }
 
 AgentDirectory prepareAgentDirectory(const std::string& asked, const Installation& installation) {

@@ -27,8 +27,18 @@ using Clock = std::chrono::steady_clock;
 constexpr char VALUE = 'v';
 constexpr char FAILURE = 'f';
 
+// A child that is left behind must hold nothing that somebody waits for: whoever reads the output
+// waits until its last owner is gone.
+void letGoOfOutput() {
+  const UniqueFd nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (::dup2(nothing.get(), fd) < 0)
+      ::close(fd);
+}
+
 [[noreturn]] void answer(const std::function<std::string()>& work, int pipe) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  letGoOfOutput();
   std::string text;
   try {
     text = VALUE + work();

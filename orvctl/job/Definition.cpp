@@ -221,7 +221,12 @@ std::vector<ProfileText> profilesOf(const JobRequest& request,
             return root.facts->accessTimesKept == byAccess;
           }))
         profiles.push_back(ageProfile(request, age, byAccess, roots));
-  add(Helping::LINKS, 0, EVERY_FILESYSTEM).ask("sdSummary").where(request.where, "type!=d&links>1");
+  // The largest directory tells of names that the sums leave out, being the only ones of their
+  // files here.
+  add(Helping::LINKS, 0, EVERY_FILESYSTEM)
+      .ask("sdSummary")
+      .set("sdLargestDirectories", "1")
+      .where(request.where, "type!=d&links>1");
   return profiles;
 }
 

@@ -106,7 +106,7 @@ void JobListReader::requireAgentDirectory() const {
     fail(errnoText(errno));
   if (!S_ISDIR(info.st_mode))
     fail(errnoText(ENOTDIR));
-  if (::access(m_agent.c_str(), R_OK | X_OK) != 0)
+  if (!isAccessible(m_agent, R_OK | X_OK))
     fail(errnoText(errno));
   std::error_code ignored;
   if (!fs::is_directory(m_agent + "/output", ignored) &&

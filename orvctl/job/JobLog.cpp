@@ -9,6 +9,7 @@
 #include <charconv>
 #include <ctime>
 
+#include "runtime/nls/Messages.h"
 #include "runtime/ut/UniqueFd.h"
 
 namespace orv::ctl {
@@ -84,10 +85,12 @@ void JobLog::takeLine(const std::string& line) {
     m_lastTime = time;
   }
   const std::string_view id = message.substr(0, ID_LENGTH);
-  if (id == "AGT0143I" || id == "AGT0144I")
+  if (id == msg::AGT0143I.id || id == msg::AGT0144I.id)
     m_entriesScanned = std::max(m_entriesScanned, firstNumber(message.substr(ID_LENGTH)));
-  if (id == "STA0025I")
+  if (id == msg::STA0025I.id)
     m_leftOut.emplace_back();  // the walk of the next filesystem begins
+  if (id == msg::STA0533I.id && !m_leftOut.empty())
+    m_leftOut.back().otherDevices.emplace_back(message.substr(message.find(": ") + 2));
   if (id.back() == 'I')
     return;
   ++m_warningCount;
@@ -98,20 +101,20 @@ void JobLog::takeLine(const std::string& line) {
 
 void JobLog::countLeftOut(std::string_view id) {
   struct Meaning {
-    std::string_view id;
+    const Message& message;
     std::int64_t LeftOut::*count;
   };
-  static constexpr std::array<Meaning, 7> IDS = {{
-      {"STA0001E", &LeftOut::tooDeep},
-      {"STA0063E", &LeftOut::unreadable},
-      {"STA0069E", &LeftOut::unreadable},
-      {"STA0121E", &LeftOut::unreadable},
-      {"STA0122E", &LeftOut::unreadable},
-      {"STA0136E", &LeftOut::unreadable},
-      {"STA0140E", &LeftOut::tooLong},
+  static constexpr std::array<Meaning, 7> MEANINGS = {{
+      {msg::STA0001E, &LeftOut::tooDeep},
+      {msg::STA0063E, &LeftOut::unreadable},
+      {msg::STA0069W, &LeftOut::unreadable},
+      {msg::STA0121E, &LeftOut::unreadable},
+      {msg::STA0122E, &LeftOut::unreadable},
+      {msg::STA0135W, &LeftOut::unreadable},
+      {msg::STA0139W, &LeftOut::tooLong},
   }};
-  for (const Meaning& known : IDS)
-    if (known.id == id && !m_leftOut.empty())
+  for (const Meaning& known : MEANINGS)
+    if (known.message.id == id && !m_leftOut.empty())
       ++(m_leftOut.back().*known.count);
 }
 

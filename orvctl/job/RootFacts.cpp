@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string_view>
 
 #include "orvctl/job/ChildAnswer.h"
@@ -48,7 +49,10 @@ constexpr std::string_view NO_PATTERN = "*?[\\&";
 // Counts the directories of the upper levels of a tree, level after level.
 class UpperLevels final {
  public:
-  UpperLevels(RootFacts& facts, dev_t device) : m_facts(facts), m_device(device) {
+  UpperLevels(RootFacts& facts, const MountTable& mounts) : m_facts(facts) {
+    for (const MountPoint* mount : mounts.below(facts.path))
+      if (mount->mayHang())
+        m_notTouched.insert(mount->path);
     for (const std::string_view type : COUNTING_LINKS)
       m_linksCount |= type == facts.type;
   }
@@ -81,7 +85,8 @@ class UpperLevels final {
     if (fd < 0)
       return true;  // the scan will say so
     const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(fd), ::closedir);
-    if (!stream || ::fstat(fd, &info) != 0 || info.st_dev != m_device ||
+    if (!stream || ::fstat(fd, &info) != 0 ||
+        static_cast<std::int64_t>(info.st_dev) != m_facts.device ||
         (m_linksCount && info.st_nlink == 2))
       return true;
     std::size_t seen = 0;
@@ -111,11 +116,12 @@ class UpperLevels final {
         m_facts.snapshots.push_back(path);
       return;
     }
-    below.push_back(std::move(path));
+    if (!m_notTouched.contains(path))
+      below.push_back(std::move(path));
   }
 
   RootFacts& m_facts;
-  dev_t m_device;
+  std::set<std::string> m_notTouched;  // mounts that may never answer
   bool m_linksCount = false;
   bool m_late = false;
   Clock::time_point m_deadline = Clock::now() + COUNTING_TIME;
@@ -155,8 +161,10 @@ void addMounts(RootFacts& facts, const MountTable& mounts) {
     facts.mayHang = mount->mayHang();
     facts.accessTimesKept = !mount->withoutAccessTimes();
   }
-  for (const MountPoint* mount : mounts.below(facts.path))
+  for (const MountPoint* mount : mounts.below(facts.path)) {
     facts.mounts.push_back(fmt::format("{} ({})", mount->path, mount->type));
+    facts.mayHang |= mount->mayHang();  // the scan meets the directory that it is mounted on
+  }
 }
 
 RootFacts examined(const RootQuestion& question, const MountTable& mounts) {
@@ -166,13 +174,6 @@ RootFacts examined(const RootQuestion& question, const MountTable& mounts) {
   facts.device = static_cast<std::int64_t>(info.st_dev);
   addMounts(facts, mounts);
   addFigures(facts);
-  UpperLevels(facts, info.st_dev).count(question.depth);
-  if (facts.path.find_first_of(NO_PATTERN) != std::string::npos ||
-      (facts.path + "/").find("/%/") != std::string::npos) {
-    facts.depth = 0;
-    if (question.depth > 0)
-      facts.cut = "no pattern fits a path with one of * ? [ \\ & %";
-  }
   for (const std::string& typed : question.watch) {
     try {
       facts.watch.push_back(watchPath(typed, facts.path));
@@ -181,6 +182,18 @@ RootFacts examined(const RootQuestion& question, const MountTable& mounts) {
         throw;
       facts.notWatched.push_back(typed);
     }
+  }
+  return facts;
+}
+
+// How many of the levels that were asked for can be measured, and what the scan skips by its name.
+RootFacts withLevels(RootFacts facts, const MountTable& mounts, int asked) {
+  UpperLevels(facts, mounts).count(asked);
+  if (facts.path.find_first_of(NO_PATTERN) != std::string::npos ||
+      (facts.path + "/").find("/%/") != std::string::npos) {
+    facts.depth = 0;
+    if (asked > 0)
+      facts.cut = "no pattern fits a path with one of * ? [ \\ & %";
   }
   return facts;
 }
@@ -258,9 +271,23 @@ RootFacts RootFacts::fromJson(const std::string& text) {
 
 RootFacts examineRoot(const RootQuestion& question, const MountTable& mounts,
                       std::chrono::seconds limit) {
-  const auto work = [&] { return RootFacts::toJson(examined(question, mounts)); };
-  return RootFacts::fromJson(
-      answerOfChild(work, limit, "cannot scan " + printable(question.typed)));
+  const std::string what = "cannot scan " + printable(question.typed);
+  const auto examine = [&] { return RootFacts::toJson(examined(question, mounts)); };
+  RootFacts facts = RootFacts::fromJson(answerOfChild(examine, limit, what));
+  // A directory below that never answers keeps nobody from scanning the rest.
+  for (const int levels : {question.depth, std::min(question.depth, 1)}) {
+    const auto count = [&] { return RootFacts::toJson(withLevels(facts, mounts, levels)); };
+    try {
+      RootFacts counted =
+          RootFacts::fromJson(answerOfChild(count, COUNTING_TIME + std::chrono::seconds(1), what));
+      if (levels < question.depth && counted.cut.empty())
+        counted.cut = fmt::format("level {} could not be counted in time", levels + 1);
+      return counted;
+    } catch (const CtlError&) {
+      facts.cut = "level 1 could not be counted in time";
+    }
+  }
+  return facts;
 }
 
 }  // namespace orv::ctl

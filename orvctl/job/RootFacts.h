@@ -16,13 +16,13 @@ struct RootFacts {
   std::string source;
   std::int64_t device = 0;  // st_dev: the scan of the root stays on it
   bool isMountPoint = false;
-  bool mayHang = false;         // a server or another process answers for it
+  bool mayHang = false;         // a server or another process answers for it, or for a mount below
   bool accessTimesKept = true;  // mounted without noatime
   std::int64_t capacity = 0;    // bytes, as `df` shows them: what is reserved is neither used...
   std::int64_t used = 0;
   std::int64_t free = 0;                // ...nor free
   std::int64_t usedInodes = 0;          // 0 where the filesystem does not count them
-  std::vector<std::string> mounts;      // below it and so not entered: "/data/tmp (tmpfs)"
+  std::vector<std::string> mounts;      // mounted below it: "/data/tmp (tmpfs)"
   std::vector<std::string> snapshots;   // directories that the scan skips by their names; the first
   int depth = 0;                        // levels of directories whose subtrees are measured
   std::string cut;                      // why that is less than was asked for

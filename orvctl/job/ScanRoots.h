@@ -10,12 +10,12 @@
 namespace orv::ctl {
 
 struct RootsRequest {
-  std::vector<std::string> paths;  // as typed; of `all` those filesystems besides
-  bool all = false;                // every local filesystem of the host
-  bool network = false;            // with `all`: those of servers, too
-  std::vector<std::string> watch;  // directories to watch, as typed
+  std::vector<std::string> paths;    // as typed; of `all` those filesystems besides
+  bool all = false;                  // every local filesystem of the host
+  bool network = false;              // with `all`: those of servers, too
+  std::vector<std::string> watch{};  // directories to watch, as typed
   int depth = 2;
-  std::optional<int> timeout;  // seconds, 0 for none; unset: as the mounts want it
+  std::optional<int> timeout{};  // seconds, 0 for none; unset: as the mounts want it
 };
 
 struct ScanRoots {

@@ -65,6 +65,13 @@ void addAge(Root& root, const HelpingProfile& old) {
   addUnused(main, old.statistics, &Statistics::groups);
 }
 
+void takeLinks(Root& root, const Statistics& links) {
+  root.namesWithLinks = links.totals;
+  root.hasLinkedFiles = std::ranges::any_of(
+      links.largestDirectories,
+      [](const RankedDirectory& directory) { return directory.direct.files > 0; });
+}
+
 }  // namespace
 
 std::optional<HelpingProfile> helpingProfile(std::string_view name) {
@@ -86,7 +93,7 @@ void mergeHelping(Root& root, std::vector<HelpingProfile> helping) {
   std::vector<HelpingProfile> sizes;
   for (HelpingProfile& profile : helping) {
     if (profile.kind == Helping::LINKS)
-      root.namesWithLinks = profile.statistics.totals;
+      takeLinks(root, profile.statistics);
     if (root.profiles.empty())
       continue;
     if (profile.kind == Helping::FILES_FROM)

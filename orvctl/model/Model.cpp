@@ -24,6 +24,12 @@ const AgeDistribution* Statistics::age(AgeKind kind) const noexcept {
   return findKind(ages, kind);
 }
 
+std::vector<NotEntered> NotRead::notEntered() const {
+  std::vector<NotEntered> all = otherMounts;
+  all.insert(all.end(), snapshots.begin(), snapshots.end());
+  return all;
+}
+
 const Statistics& Root::main() const noexcept {
   static const Statistics NONE;
   return profiles.empty() ? NONE : profiles.front().statistics;

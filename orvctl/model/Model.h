@@ -152,13 +152,22 @@ struct AgeLimit {
   Unused all;
 };
 
+// A directory that a scan passed by.
+struct NotEntered {
+  std::string path;
+  std::string kind;  // "tmpfs", "subvolume", "snapshot"
+};
+
 // What a scan left out of a root, by the job's log. Missing when there is no log.
 struct NotRead {
-  std::int64_t unreadable = 0;           // entries that could not be opened, read or examined
-  std::vector<std::string> otherMounts;  // filesystems mounted below, not entered
-  std::vector<std::string> snapshots;    // ".snapshot" directories, skipped
-  std::int64_t tooDeep = 0;              // directories below the last level that is entered
-  std::int64_t tooLong = 0;              // paths that are too long
+  std::int64_t unreadable = 0;          // entries that could not be opened, read or examined
+  std::vector<NotEntered> otherMounts;  // directories that lie on other devices
+  std::vector<NotEntered> snapshots;    // ".snapshot" directories
+  std::int64_t tooDeep = 0;             // directories below the last level that is entered
+  std::int64_t tooLong = 0;             // paths that are too long
+
+  // All directories that were passed by.
+  [[nodiscard]] std::vector<NotEntered> notEntered() const;
 };
 
 // One filesystem of the job: for orvctl's jobs, one scanned path.
@@ -175,6 +184,7 @@ struct Root {
   std::vector<Profile> profiles;  // as the definition lists them, without orvctl's helping ones
   std::vector<AgeLimit> ages;
   std::optional<Totals> namesWithLinks;  // names of files with several links, counted N-1 times
+  bool hasLinkedFiles = false;           // there are such files, if only by one name each
   int depth = 0;                  // down to this level below the path every directory is a subtree
   std::string depthCut;           // why that is less than was asked for, when it is
   std::vector<Subtree> subtrees;  // most bytes first

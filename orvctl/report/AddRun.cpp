@@ -16,12 +16,29 @@ std::vector<std::string> texts(const std::vector<std::string>& paths) {
   return result;
 }
 
+std::vector<NotEntered> passedBy(const std::vector<std::string>& paths, const char* kind) {
+  std::vector<NotEntered> result;
+  for (const std::string& path : paths)
+    result.push_back({utf8Text(path), kind});
+  return result;
+}
+
+// What lies on another device: a mount by its type, or what stands in no mount table.
+std::string kindOf(const NotEntered& directory, const RootFacts& facts) {
+  const std::string begin = directory.path + " (";
+  for (const std::string& mount : facts.mounts)
+    if (const std::string text = utf8Text(mount); text.starts_with(begin))
+      return text.substr(begin.size(), text.size() - begin.size() - 1);
+  return facts.type == "btrfs" ? "subvolume" : "another device";
+}
+
 void addFacts(Root& root, const RootFacts& facts) {
   root.dfUsed = facts.used;
   root.depthCut = facts.cut;
   NotRead notRead = root.notRead.value_or(NotRead{});
-  notRead.otherMounts = texts(facts.mounts);
-  notRead.snapshots = texts(facts.snapshots);
+  for (NotEntered& directory : notRead.otherMounts)
+    directory.kind = kindOf(directory, facts);
+  notRead.snapshots = passedBy(facts.snapshots, "snapshot");
   root.notRead = std::move(notRead);
 }
 
@@ -34,7 +51,11 @@ void addRun(Scan& scan, const JobLog& log, const std::optional<RunRecord>& recor
     // The job walks the filesystems in the order in which its result holds them.
     for (std::size_t i = 0; i < scan.roots.size() && i < log.leftOut().size(); ++i) {
       const LeftOut& left = log.leftOut()[i];
-      scan.roots[i].notRead = NotRead{left.unreadable, {}, {}, left.tooDeep, left.tooLong};
+      scan.roots[i].notRead = NotRead{left.unreadable,
+                                      passedBy(left.otherDevices, "another device"),
+                                      {},
+                                      left.tooDeep,
+                                      left.tooLong};
     }
   }
   if (!record)

@@ -55,17 +55,21 @@ std::string table(const Subtrees& subtrees, std::size_t count, const Root& root,
 }
 
 std::string titled(const std::string& title, const std::string& body, std::size_t more,
-                   const ReportOptions& options) {
+                   const ReportOptions& options, const char* wayToMore = "") {
   std::string out = emphasized(title, Emphasis::TITLE, options.style) + "\n" + body;
   if (more > 0)
-    out += fmt::format("  ({} more)\n", countText(static_cast<std::int64_t>(more)));
+    out += fmt::format("  ({} more{})\n", countText(static_cast<std::int64_t>(more)), wayToMore);
   return out;
 }
 
 std::string levelsOf(const Root& root) {
-  std::string text = fmt::format("Largest directories with all that is below them, {} down",
-                                 numberOf(root.depth, "level"));
-  return root.depthCut.empty() ? text : text + " (" + root.depthCut + ")";
+  return fmt::format("Largest directories with all that is below them, {} down",
+                     numberOf(root.depth, "level"));
+}
+
+// Why it is not more levels.
+std::string cutOf(const Root& root) {
+  return root.depthCut.empty() ? "" : "  (" + root.depthCut + ")\n";
 }
 
 }  // namespace
@@ -74,7 +78,8 @@ int linesOf(std::string_view text, const Style& style) {
   int lines = 0;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
-    lines += std::max(1, (displayWidth(text.substr(0, end)) + style.width - 1) / style.width);
+    const int width = displayWidth(withoutEmphasis(text.substr(0, end)));
+    lines += std::max(1, (width + style.width - 1) / style.width);
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return lines;
@@ -87,8 +92,9 @@ std::string renderLargestDirectories(const Root& root, const ReportOptions& opti
   // An empty line in front, and a line for what is left out.
   std::size_t count = std::min<std::size_t>(subtrees.size(), static_cast<std::size_t>(options.top));
   for (;; --count) {
-    const std::string body = titled(levelsOf(root), table(subtrees, count, root, options),
-                                    subtrees.size() - count, options);
+    const std::string body =
+        titled(levelsOf(root), cutOf(root) + table(subtrees, count, root, options),
+               subtrees.size() - count, options, ": see --section directories");
     if (count <= 1 || linesOf(body, options.style) + 1 <= lines)
       return "\n" + body;
   }
@@ -100,8 +106,8 @@ std::string renderDirectories(const Root& root, const ReportOptions& options) {
     return {};
   const std::size_t count =
       std::min({subtrees.size(), static_cast<std::size_t>(options.top), MOST});
-  return titled(levelsOf(root), table(subtrees, count, root, options), subtrees.size() - count,
-                options) +
+  return titled(levelsOf(root), cutOf(root) + table(subtrees, count, root, options),
+                subtrees.size() - count, options) +
          "\n";
 }
 

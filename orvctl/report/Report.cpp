@@ -19,6 +19,11 @@ constexpr int LINES = 22;
 constexpr int LABEL = 14;
 constexpr std::size_t NAMED_MOUNTS = 3;
 
+// A directory that was passed by, and why: "/data/tmp (tmpfs)".
+std::string notEnteredText(const NotEntered& directory, const Style& style) {
+  return pathText(directory.path, style) + " (" + directory.kind + ")";
+}
+
 class Head final {
  public:
   Head(const Scan& scan, const Root& root, const Style& style)
@@ -70,8 +75,12 @@ class Head final {
   }
 
   void links() {
-    if (m_root.namesWithLinks && m_root.namesWithLinks->files > 0)
-      fact("Hard links", fmt::format("{} with several links counted, {}: each file N-1 times",
+    if (!m_root.namesWithLinks)
+      return;
+    if (m_root.namesWithLinks->files == 0 && m_root.hasLinkedFiles)
+      fact("Hard links", "files whose other names lie elsewhere are not counted");
+    if (m_root.namesWithLinks->files > 0)
+      fact("Hard links", fmt::format("{} with several links ({}) counted N-1 times",
                                      numberOf(m_root.namesWithLinks->files, "name"),
                                      sizeText(m_root.namesWithLinks->bytes)));
   }
@@ -122,18 +131,14 @@ class Head final {
   void notEntered() {
     if (!m_root.notRead)
       return;
-    std::vector<std::string> names;
-    for (const std::string& mount : m_root.notRead->otherMounts)
-      names.push_back(mount);
-    for (const std::string& snapshot : m_root.notRead->snapshots)
-      names.push_back(snapshot);
+    const std::vector<NotEntered> names = m_root.notRead->notEntered();
     if (names.empty())
       return;
     std::string text;
     for (std::size_t i = 0; i < std::min(names.size(), NAMED_MOUNTS); ++i)
-      text += (text.empty() ? "" : ", ") + pathText(names[i], m_style);
+      text += (text.empty() ? "" : ", ") + notEnteredText(names[i], m_style);
     if (names.size() > NAMED_MOUNTS)
-      text += fmt::format(" and {} more", names.size() - NAMED_MOUNTS);
+      text += fmt::format(" and {} more (see --section warnings)", names.size() - NAMED_MOUNTS);
     fact("Not entered", text);
   }
 
@@ -177,13 +182,30 @@ std::string renderFirstScreen(const Scan& scan, const Root& root, const ReportOp
   return head + renderLargestDirectories(root, options, room) + "\n";
 }
 
+// All that was passed by: the first screen names a few.
+std::string renderNotEntered(const Root& root, const ReportOptions& options) {
+  const auto names = root.notRead ? root.notRead->notEntered() : std::vector<NotEntered>{};
+  if (names.empty())
+    return {};
+  const auto count = static_cast<std::int64_t>(names.size());
+  std::string out = emphasized(fmt::format("Not entered ({})", countText(count)), Emphasis::TITLE,
+                               options.style) +
+                    "\n";
+  const std::size_t shown = std::min(names.size(), static_cast<std::size_t>(options.top));
+  for (std::size_t i = 0; i < shown; ++i)
+    out += "  " + notEnteredText(names[i], options.style) + "\n";
+  if (shown < names.size())
+    out += fmt::format("  ({} more)\n", countText(count - static_cast<std::int64_t>(shown)));
+  return out + "\n";
+}
+
 std::string renderRoot(const Scan& scan, const Root& root, const ReportOptions& options) {
   std::string out;
   for (const SectionName& row : SECTIONS)
     if (options.wants(row.section))
       out += row.section == Section::SUMMARY ? renderFirstScreen(scan, root, options)
                                              : renderSection(row.section, root, options);
-  return out;
+  return options.wants(Section::WARNINGS) ? out + renderNotEntered(root, options) : out;
 }
 
 }  // namespace

@@ -44,6 +44,18 @@ Style styleFor(int fd) {
   return style;
 }
 
+std::string withoutEmphasis(std::string_view text) {
+  std::string plain;
+  bool isCode = false;
+  for (const char character : text) {
+    isCode |= character == '\x1b';
+    if (!isCode)
+      plain += character;
+    isCode &= character != 'm';
+  }
+  return plain;
+}
+
 std::string emphasized(std::string_view text, Emphasis emphasis, const Style& style) {
   static constexpr std::array<std::string_view, 3> CODES = {"\x1b[1m", "\x1b[36m", "\x1b[33m"};
   if (!style.colour || text.empty())

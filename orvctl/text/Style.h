@@ -28,4 +28,7 @@ enum class Emphasis { TITLE, BAR, WARNING };
 // `text` in the colour of its meaning; as it stands in a style without colours.
 [[nodiscard]] std::string emphasized(std::string_view text, Emphasis emphasis, const Style& style);
 
+// What a terminal shows of a text that holds emphasized parts.
+[[nodiscard]] std::string withoutEmphasis(std::string_view text);
+
 }  // namespace orv::ctl

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <mntent.h>
 #include <signal.h>
 #include <unistd.h>
@@ -6,6 +7,9 @@
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/LocalJob.h"
 #include "orvctl/job/ScanProcess.h"
+#include "orvctl/job/ScanRoots.h"
+#include "support/HangFs.h"
+#include "support/PrivateMounts.h"
 
 namespace orv::ctl::test {
 namespace {
@@ -107,6 +111,26 @@ ScanEnd runScript(const std::string& script, Watcher watcher = Watcher(), StopLi
   const ScanEnd end = runScan({"/bin/sh", "-c", script}, {"ORV_MNTTAB=/a table"}, watcher, limits);
   EXPECT_EQ(watcher.stops, end.stoppedBy != 0 ? 1 : 0);
   return end;
+}
+
+// Nothing touches the mount: the server is stopped before.
+TEST(ScanRootsTest, aMountBelowThatMayHangIsLeftAloneAndBringsATimeOut) {
+  if (!orv::test::HangFs::isPossible() || !orv::test::canMount())
+    GTEST_SKIP() << "needs FUSE and a mount namespace of its own";
+  const TempDir directory;
+  const std::string mountPoint = directory.file("root/mount");
+  for (const std::string& made :
+       {mountPoint, directory.file("root/plain/x"), directory.file("from")})
+    std::filesystem::create_directories(made);
+  EXPECT_EQ(orv::test::inPrivateMounts([&] {
+              const orv::test::HangFs hanging(directory.file("from"), mountPoint);
+              hanging.stop();
+              const ScanRoots found = findRoots({.paths = {directory.file("root")}});
+              const RootFacts& root = found.roots.at(0);
+              return fmt::format("{} {} {}{}", found.timeout, root.depth, root.cut,
+                                 root.mounts.at(0));
+            }),
+            "10 2 " + mountPoint + " (fuse.hangfs)");
 }
 
 TEST(ScanProcessTest, endsAndEnvironmentAreHandedOn) {

@@ -178,7 +178,7 @@ TEST(JobsCommandTest, columnsLineUpAndNamesAreSafe) {
             "path or job\n"
             "  2024-01-01 00:00  2 h 5 min  ended: 12        -  no      \\xFFa   -         7.1  "
             "back\\x1B[31m up\n"
-            "  2024-01-01 00:01      5.0 s  running          -  older   -       -     1234.56  "
+            "  2024-01-01 00:01        5 s  running          -  older   -       -     1234.56  "
             "\xe6\x97\xa5\n"
             "                 -          -  died             -  no      s       -         1.1  " +
                 longJob +

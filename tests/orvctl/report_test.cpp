@@ -65,7 +65,8 @@ Scan fullScan(int directories) {
   root.profiles.front().statistics.totals = Totals{1, 1, 1, 1000};
   root.namesWithLinks = Totals{7, 0, 0, 70};
   root.ages = {{7776000, AgeKind::MODIFIED, {3, 30}}, {31557600, AgeKind::MODIFIED, {2, 20}}};
-  root.notRead = NotRead{1, {"/data/a b", "/m2", "/m3", "/m4"}, {}, 2, 3};
+  root.notRead = NotRead{
+      1, {{"/data/a b", "tmpfs"}, {"/m2", "xfs"}, {"/m3", "xfs"}}, {{"/m4", "snapshot"}}, 2, 3};
   root.depth = 1;
   for (int i = 0; i < directories; ++i) {
     Subtree subtree;
@@ -82,19 +83,24 @@ Scan fullScan(int directories) {
 
 TEST(ReportTest, firstScreenFitsATerminal) {
   const ReportOptions options{100, {Section::SUMMARY}, {.width = 80, .terminal = true}};
+  const Style colours{.width = 80, .colour = true, .terminal = true};
   for (const int directories : {0, 1, 5, 50}) {
     const std::string screen = renderReport(fullScan(directories), options);
     EXPECT_LT(linesOf(screen, options.style), 24) << screen;
+    EXPECT_EQ(
+        withoutEmphasis(renderReport(fullScan(directories), {100, options.sections, colours})),
+        screen);
   }
   const std::string screen = renderReport(fullScan(50), options);
   for (const char* expected :
        {"Scan of /data on box\n", "  Counted       entries where size > 1\n",
         "  Entries       1 file or link, 1 directory, 1 other\n",
-        "  Hard links    7 names with several links counted, 70 B: each file N-1 times\n",
+        "  Hard links    7 names with several links (70 B) counted N-1 times\n",
         "                df shows 256.0 GiB used\n",
         "  Not changed   30 B for 90 days, 20 B for 1 year\n",
         "  Not read      1 entry unreadable, 2 directories beyond 200 levels, 3 paths too long",
-        "  Not entered   '/data/a b', /m2, /m3 and 1 more\n", "  500 B  50.0%  ######  "})
+        "  Not entered   '/data/a b' (tmpfs), /m2 (xfs), /m3 (xfs) and 1 more (see",
+        "  500 B  50.0%  ######  "})
     EXPECT_TRUE(holds(screen, expected)) << expected << "\nin\n" << screen;
 }
 
@@ -121,6 +127,8 @@ TEST(JobLogTest, followsAGrowingLog) {
   text +=
       " directory /data/x: Permission denied.\n"
       "2026-01-02 10:00:03.000 STA0025I Scanning filesystem /home.\n"
+      "2026-01-02 10:00:03.000 STA0139W The path /home/long is too long.\n"
+      "2026-01-02 10:00:03.500 STA0533I Not entered, for it lies on another device: /home/a: b\n"
       "2026-01-02 10:00:04.750 AGT0144I The walk is complete: 150000 entries scanned.\n";
   writeFile(file, text);
   log.poll();
@@ -128,8 +136,9 @@ TEST(JobLogTest, followsAGrowingLog) {
   EXPECT_DOUBLE_EQ(log.duration(), 4.25);
   ASSERT_EQ(log.leftOut().size(), 2U);
   EXPECT_EQ(log.leftOut()[0].unreadable, 1);
-  EXPECT_EQ(log.leftOut()[1].tooDeep, 0);
-  ASSERT_EQ(log.warnings().size(), 1U);
+  EXPECT_EQ(log.leftOut()[1].tooLong, 1);
+  EXPECT_EQ(log.leftOut()[1].otherDevices, std::vector<std::string>{"/home/a: b"});
+  ASSERT_EQ(log.warnings().size(), 2U);
   EXPECT_EQ(log.warnings()[0], "STA0121E Cannot open directory /data/x: Permission denied.");
 }
 

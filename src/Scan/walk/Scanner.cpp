@@ -23,6 +23,8 @@ constexpr int WALK_INCOMPLETE = 4;
 constexpr int NO_READER = -1;
 // The message names a round number of entries, so the interval is one less than that.
 constexpr std::int64_t PROGRESS_INTERVAL = 99'999;
+// Directories of other filesystems that are named in the log; a host of containers has many.
+constexpr std::int64_t MAX_FOREIGN_SHOWN = 1000;
 
 std::string_view nameOf(const std::string& path) {
   return std::string_view(path).substr(path.rfind('/') + 1);
@@ -206,9 +208,19 @@ void Scanner::handleEntry() {
   // Another filesystem's entry is counted below and nothing else: its figures are that one's.
   if (info.faType != FT_FOREIGN)
     accumulate();
+  else
+    noteForeign();
   if (isDirectory)
     advance(passage);
   countEntry();
+}
+
+// A subvolume stands in no mount table: nobody could tell later what the figures leave out.
+void Scanner::noteForeign() {
+  const FileRecord& file = m_state.file;
+  const bool isExamined = file.error == 0 && !m_state.rules.isOwn(file.st.device);
+  if (isExamined && S_ISDIR(file.st.mode) && ++m_foreign <= MAX_FOREIGN_SHOWN)
+    issueMessage(msg::STA0533I, {m_state.info->faName});
 }
 
 void Scanner::accumulate() {

@@ -155,6 +155,7 @@ class Scanner {
   // Collects the positions of the actions whose selection admits the current entry.
   void selectActions();
   void accumulate();
+  void noteForeign();
   void advance(Passage passage);
   [[nodiscard]] bool enterNextLevel(Passage passage);
   void enterDirectory();
@@ -171,6 +172,7 @@ class Scanner {
 
   int m_rc = 0;
   std::int64_t m_leftOut = 0;  // entries whose local path is too long
+  std::int64_t m_foreign = 0;  // directories that lie on other devices
   WalkState m_state;
   SelectContext m_selectContext{};
   std::vector<std::unique_ptr<DirectoryReader>> m_arrayReader;  // by level

@@ -50,6 +50,7 @@ inline constexpr Message STA0529E{2233, "STA0529E"};
 inline constexpr Message STA0530E{2234, "STA0530E"};
 inline constexpr Message STA0531E{2236, "STA0531E"};
 inline constexpr Message STA0532I{2237, "STA0532I"};
+inline constexpr Message STA0533I{2238, "STA0533I"};
 inline constexpr Message STA0540T{2380, "STA0540T"};
 inline constexpr Message STA0541T{2381, "STA0541T"};
 inline constexpr Message STA0542T{2382, "STA0542T"};

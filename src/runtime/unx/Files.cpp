@@ -34,6 +34,10 @@ int createNew(const char* path, int access) noexcept {
 
 }  // namespace
 
+bool isAccessible(const std::string& path, int mode) noexcept {
+  return ::faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
+
 bool makePath(const std::string& directory) {
   if (directory.empty())
     return true;

@@ -17,6 +17,10 @@ namespace orv {
 // accepted, and so is an empty name: the current directory.
 [[nodiscard]] bool makePath(const std::string& directory);
 
+// Whether the process may use a file in that way (R_OK, W_OK, X_OK): its effective user with the
+// capabilities that it has, which access() leaves out.
+[[nodiscard]] bool isAccessible(const std::string& path, int mode) noexcept;
+
 // The part of `path` before its last "/": "/" for a name in the root, empty without a "/".
 [[nodiscard]] std::string parentDirectory(const std::string& path);
 
