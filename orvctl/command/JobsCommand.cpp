@@ -184,6 +184,9 @@ void addJobsCommand(CLI::App& app, int& exitCode) {
       app.add_subcommand("jobs", "List the running and finished jobs of an agent directory");
   addAgentOption(*command, *directory);
   command->footer(
+      "Example:\n"
+      "  orvctl jobs --agent /opt/agent            also jobs that a server wanted\n"
+      "\n"
       "Exit codes:\n"
       "  0  all of it was read\n"
       "  1  there is no such agent directory\n"

@@ -15,7 +15,7 @@ namespace {
 constexpr const char* FOOTER =
     "Examples:\n"
     "  orvctl report latest                      the newest result\n"
-    "  orvctl report latest /home --summary      the newest of /home, its first screen\n"
+    "  orvctl report latest /home --summary      the newest of /home, first screen\n"
     "  orvctl report 12 --section old,files      of run 12, by \"orvctl jobs\"\n"
     "  orvctl report ./12                        a file of that name\n"
     "\n"

@@ -284,9 +284,11 @@ RootFacts examineRoot(const RootQuestion& question, const MountTable& mounts,
         counted.cut = fmt::format("level {} could not be counted in time", levels + 1);
       return counted;
     } catch (const CtlError&) {
-      facts.cut = "level 1 could not be counted in time";
+      // The next try is for the directories of the root alone.
     }
   }
+  if (question.depth > 0)
+    facts.cut = "level 1 could not be counted in time";
   return facts;
 }
 

@@ -1,8 +1,10 @@
 #include "orvctl/job/RunChoice.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 
 #include "Common/JobFile.h"
@@ -11,7 +13,9 @@
 #include "orvctl/job/LocalJob.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/ScanPaths.h"
+#include "runtime/ut/Text.h"
 
 namespace orv::ctl {
 namespace {
@@ -31,6 +35,9 @@ bool scanned(const std::string& result, const std::string& path) {
 }
 
 std::string latest(const std::string& path, const std::string& agent) {
+  if (!isAccessible(agent, R_OK | X_OK) && errno != ENOENT)
+    throw CtlError(
+        fmt::format("cannot look for results in {}: {}", printable(agent), errnoText(errno)));
   std::error_code ignored;
   const std::string absolute(withoutTrailingSlash(
       path.empty() ? std::string() : fs::absolute(path, ignored).lexically_normal().string()));
