@@ -18,6 +18,7 @@
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
 #include "runtime/unx/AtomicFile.h"
+#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 
 namespace orv::ctl {
