@@ -75,7 +75,13 @@ int DirectoryReaderAhead::openOffered() {
   // Offered is all that may be entered, unless there was no memory for it.
   if (!m_directory)
     return ENOMEM;
-  m_ahead.awaitOpened(*m_directory);
+  try {
+    m_ahead.awaitOpened(*m_directory);
+  } catch (...) {
+    // Work at it may go on until the read-ahead is stopped; this reader is gone before that.
+    m_ahead.offer(std::move(m_directory));
+    throw;
+  }
   return m_directory->openError;
 }
 

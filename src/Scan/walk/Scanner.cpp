@@ -108,6 +108,8 @@ int Scanner::walk() {
 bool Scanner::openRoot() {
   showDirectory();
   try {
+    // Of all levels: a reader that found no place would take along what is read ahead below it.
+    m_arrayReader.reserve(MAX_COMPONENTS + 1);
     m_arrayReader.push_back(makeReader(1));
     return true;
   } catch (const std::bad_alloc&) {
