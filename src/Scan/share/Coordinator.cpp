@@ -117,27 +117,35 @@ void Coordinator::takeUp(Engine& engine) {
   if (shares.empty())
     return;
   engine.cancel();
-  std::set<std::string> planned;
+  std::map<std::uint32_t, std::vector<LeftOver>> left;
   std::vector<std::uint32_t> open;
   for (const std::uint32_t number : shares) {
     for (const LeftOver& root : readShare(m_work.share(number), m_run.run).roots)
-      planned.insert(root.directory.faPlace);
+      m_planned[root.directory.faPlace] = number;
     m_lastShare = number;
     try {
-      if (exists(m_work.accepted(number)))
-        take(number, m_work.accepted(number));
-      else
-        accept(number);
+      left[number] =
+          exists(m_work.accepted(number)) ? take(number, m_work.accepted(number)) : accept(number);
     } catch (const StateError&) {
       // Not there, or not whole: walked again.
       open.push_back(number);
     }
   }
-  std::erase_if(m_left,
-                [&](const LeftOver& left) { return planned.contains(left.directory.faPlace); });
+  for (auto& [number, directories] : left)
+    keepLeft(number, std::move(directories));
   for (const std::uint32_t number : open)
     m_running[number] = 1;
   engine.start(open);
+}
+
+// A share may leave what it was to begin with, which a later one begins with then; and one whose
+// state was damaged is walked again when others have begun with what it leaves.
+void Coordinator::keepLeft(std::uint32_t number, std::vector<LeftOver> directories) {
+  for (LeftOver& directory : directories) {
+    const auto planned = m_planned.find(directory.directory.faPlace);
+    if (planned == m_planned.end() || planned->second <= number)
+      m_left.push_back(std::move(directory));
+  }
 }
 
 // Keeps the engine busy.
@@ -178,7 +186,7 @@ void Coordinator::settle(Engine& engine, const Engine::Ended& ended) {
   if (!m_running.contains(ended.share))
     return;
   try {
-    accept(ended.share);
+    keepLeft(ended.share, accept(ended.share));
     m_running.erase(ended.share);
   } catch (const StateError& error) {
     retry(engine, ended.share, ended.reason.empty() ? error.what() : ended.reason);
@@ -186,7 +194,7 @@ void Coordinator::settle(Engine& engine, const Engine::Ended& ended) {
 }
 
 // Takes a state over, after which the share cannot be walked again: what it left is planned now.
-void Coordinator::accept(std::uint32_t number) {
+std::vector<LeftOver> Coordinator::accept(std::uint32_t number) {
   const std::string state = m_work.state(number);
   const std::string accepted = m_work.accepted(number);
   StateReader::verify(state);
@@ -195,10 +203,10 @@ void Coordinator::accept(std::uint32_t number) {
   // Away from where a late walk of the same share would write: it can no longer be replaced.
   if (::rename(state.c_str(), accepted.c_str()) != 0)
     throw StateError("rename " + state + ": " + errnoText(errno));
-  take(number, accepted);
+  return take(number, accepted);
 }
 
-void Coordinator::take(std::uint32_t number, const std::string& file) {
+std::vector<LeftOver> Coordinator::take(std::uint32_t number, const std::string& file) {
   StateReader::verify(file);
   StateReader reader(file, m_run.run);
   m_nodes.insert(reader.header().node);
@@ -218,10 +226,9 @@ void Coordinator::take(std::uint32_t number, const std::string& file) {
       m_outcome.code = std::max(m_outcome.code, record.trailer.code);
     }
   }
-  m_left.insert(m_left.end(), std::make_move_iterator(left.begin()),
-                std::make_move_iterator(left.end()));
   m_outcome.states.push_back(file);
   m_outcome.isRootWalked = m_outcome.isRootWalked || number == 1;
+  return left;
 }
 
 void Coordinator::retry(Engine& engine, std::uint32_t number, const std::string& reason) {

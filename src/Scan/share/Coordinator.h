@@ -56,9 +56,11 @@ class Coordinator final {
   void takeUp(Engine& engine);
   void plan(Engine& engine);
   [[nodiscard]] Share nextShare();
+  void keepLeft(std::uint32_t number, std::vector<LeftOver> directories);
   void settle(Engine& engine, const Engine::Ended& ended);
-  void accept(std::uint32_t number);
-  void take(std::uint32_t number, const std::string& file);
+  // What the share left.
+  [[nodiscard]] std::vector<LeftOver> accept(std::uint32_t number);
+  [[nodiscard]] std::vector<LeftOver> take(std::uint32_t number, const std::string& file);
   void retry(Engine& engine, std::uint32_t number, const std::string& reason);
   void giveUp(std::uint32_t number, const std::string& reason);
   void show() const;
@@ -67,7 +69,9 @@ class Coordinator final {
   const WorkDirectory& m_work;
   ProgressPage* m_progress;
   Header m_run;
-  UniqueFd m_held;                         // keeps other coordinators away
+  UniqueFd m_held;  // keeps other coordinators away
+  // Where a run is taken up: the last share that begins with a place.
+  std::map<std::string, std::uint32_t> m_planned;
   std::deque<LeftOver> m_left;             // that no share has
   std::map<std::uint32_t, int> m_running;  // attempts, by share
   std::uint32_t m_lastShare = 0;

@@ -75,7 +75,10 @@ std::vector<Engine::Ended> LocalEngine::wait(std::chrono::milliseconds limit) {
       ++at;
       continue;
     }
-    ended.push_back({at->second, endOf(status)});
+    std::string reason = endOf(status);
+    if (!reason.empty())
+      reason += ": " + m_work.lastWords(std::to_string(at->second));
+    ended.push_back({at->second, std::move(reason)});
     at = m_running.erase(at);
   }
   return ended;

@@ -205,7 +205,8 @@ std::string SlurmEngine::endOf(const std::string& task) const {
                  output) == 0 &&
       !output.empty())
     text += " (" + output.substr(0, output.find('\n')) + ")";
-  return text;
+  const std::string words = m_work.lastWords(task);
+  return words.empty() ? text : text + ": " + words;
 }
 
 void SlurmEngine::cancel() noexcept {

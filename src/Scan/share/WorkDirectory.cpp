@@ -9,6 +9,7 @@
 #include <charconv>
 #include <climits>
 #include <filesystem>
+#include <fstream>
 
 #include "runtime/ut/Text.h"
 
@@ -57,6 +58,15 @@ std::string WorkDirectory::merged(std::uint32_t number) const {
 }
 std::string WorkDirectory::log(const std::string& name) const {
   return m_path + "/logs/" + name + ".log";
+}
+
+std::string WorkDirectory::lastWords(const std::string& name) const {
+  std::ifstream in(log(name));
+  std::string last;
+  for (std::string line; std::getline(in, line);)
+    if (!line.empty())
+      last = line;
+  return last;
 }
 
 std::vector<std::uint32_t> WorkDirectory::shares() const {

@@ -35,6 +35,8 @@ class WorkDirectory final {
   [[nodiscard]] std::string coordinator() const { return m_path + "/coordinator"; }
   // A copy of the message catalog, which nodes may not have.
   [[nodiscard]] std::string catalogDirectory() const { return m_path + "/nls"; }
+  // What the walk of that log said last; empty when it said nothing.
+  [[nodiscard]] std::string lastWords(const std::string& name) const;
   // For files without names.
   [[nodiscard]] std::string temporary() const { return m_path + "/tmp"; }
 

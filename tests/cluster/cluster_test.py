@@ -1,0 +1,275 @@
+#!/usr/bin/env python3
+"""Scans that are divided into shares, against one walk over the same tree: every figure. Shares are
+walked by processes of this machine and by a Slurm cluster; whatever becomes of walks, nodes, states
+and coordinators, the result is the same or says what it lacks."""
+import os
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+sys.path.insert(0, os.environ['ORV_SOURCE'] + '/tests/export')
+import fixture  # noqa: E402
+import slurm  # noqa: E402
+
+# Of the scan's own start; records and ages shift with it.
+TIMES = {'fsScanTime', 'sumScanTime', 'tdScanTime', 'smScanTime', 'sugTimestamp'}
+# Others use the disk meanwhile.
+CHANGING = {'fsFreeSpace', 'fsUsedSpace', 'fsUsedInodes', 'fsFreeInodes', 'sumFreeSpace', 'sumUsedSpace'}
+# What decides a rank: which of two files with equal keys is the last one kept is nobody's matter.
+KEYS = {'srLargestFiles': 'faLength', 'srLargestOrphans': 'faLength', 'srLeastAccessed': 'faAccessed',
+        'srOldestOrphans': 'faAccessed', 'srLargestDirectories': 'dirTotalSize'}
+FEW = 'few'
+
+
+def make_tree(work):
+    """Odd names, links within and across directories, deep and wide places, owners without names."""
+    tree = work.hostile_tree()
+    random.seed(11)
+    directories, files = [str(tree)], []
+    for i in range(150):
+        directories.append(random.choice(directories[-40:]) + f'/d{i}')
+        os.mkdir(directories[-1])
+    for i in range(3000):
+        name = random.choice(directories) + f'/f{i}.{random.choice(["txt", "C", "c", f"x{i % 37}"])}'
+        if files and random.random() < 0.3:
+            os.link(random.choice(files), name)
+            continue
+        with open(name, 'wb') as file:
+            file.truncate(random.choice([0, 5, 20, 5000, 5000, 1 << 20, 3 << 30]))
+        then = time.time() - random.randrange(10 ** 8) - 86400 / 2
+        os.utime(name, (then, then))
+        if os.geteuid() == 0 and random.random() < 0.3:
+            os.chown(name, random.choice([54321, 54322, 1, 4294967294]), random.choice([0, 54323]))
+        files.append(name)
+    deep = str(tree) + '/deep'
+    for i in range(210):
+        os.mkdir(deep)
+        deep += f'/{i}'
+    return tree
+
+
+class Scans:
+    def __init__(self, environment):
+        self.work = fixture.Work()
+        self.environment = dict(environment)
+        self.tree = make_tree(self.work)
+        everything = fixture.SWITCHES
+        watch = [f'{self.tree}/', f'{self.tree}/d0', f'{self.tree}/%/d1*', f'{self.tree}/*']
+        self.definition = fixture.definition('job', [self.tree], watch, [
+            fixture.profile(1, 'all', 1, 30000, everything), fixture.profile(2, FEW, 1, 5, everything),
+            fixture.profile(3, 'linked', 3, 30000, everything, 'links>1'),
+            fixture.profile(4, 'watched', 0, 30000, everything)])
+        self.table = self.work.path / 'mnttab'
+        self.table.write_text(f'x {self.tree} x rw 0 0\n')
+        self.runs = 0
+        self.one = self.scan({})
+
+    def scan(self, environment, code=0, prefix=()):
+        """Runs the job; its result, log and the process's return code."""
+        process = self.start(environment, prefix)
+        assert self.end(process) == code, (process.returncode, self.log())
+        return fixture.read_result(self.result) if self.result.exists() else None
+
+    def start(self, environment, prefix=()):
+        self.runs += 1
+        name = f'job.{self.runs:08}_scan.0001.dat'
+        agent = self.work.path / 'agent'
+        (agent / 'input/s' / name).write_text(self.definition)
+        self.result = agent / 'output/s' / name
+        self.log_file = self.work.path / f'log.{self.runs}'
+        return subprocess.Popen(
+            [*prefix, fixture.AGENT / 'bin/scan', '-scan', '-installLoc', agent, '-serverName', 's', '-jobName', 'job',
+             '-jobRunNumber', str(self.runs), '-sidRunNumber', '1', '-logname', self.log_file],
+            env=os.environ | {'ORV_MNTTAB': str(self.table)} | self.environment | environment)
+
+    def end(self, process):
+        try:
+            return process.wait(120)
+        finally:
+            process.kill()
+
+    def log(self):
+        return self.log_file.read_text(errors='replace')
+
+    def shares(self, budget, **more):
+        """A new work directory, and the variables that have the job use it."""
+        directory = self.work.path / f'work.{self.runs}'
+        directory.mkdir(mode=0o700)
+        (directory / 'definition.dat').write_text(self.definition)
+        shutil.copy(self.table, directory / 'mnttab')
+        return directory, {'ORV_SHARES': str(directory), 'ORV_SHARES_BUDGET': str(budget), 'ORV_SHARES_TASKS': '4', **more}
+
+    def stop_amid(self, environment, directory, done):
+        """Kills the coordinator when that many shares are done."""
+        process = self.start(environment)
+        while len(list((directory / 'accepted').glob('*'))) < done:
+            assert process.poll() is None, self.log()
+            time.sleep(0.005)
+        process.kill()
+        process.wait()
+
+    def expect_equal(self, result, what):
+        start = [int(one.find('Filesystem')[0].rows[0]['fsScanTime']) // 1000 for one in (self.one, result)]
+        expected, found = list(lines(self.one, start[0])), list(lines(result, start[1]))
+        differing = [pair for pair in zip(expected, found) if pair[0] != pair[1]]
+        assert not differing and len(expected) == len(found), (what, len(differing), differing[:3])
+        assert len(found) > 20000, len(found)
+
+
+def lines(entity, start, profile=''):
+    if entity.name == 'CuStatDef':
+        profile = entity.rows[0]['sdName']
+    key = KEYS.get(entity.slot) if profile == FEW else None
+    for row in entity.rows:
+        row = {name: 'start' if name in TIMES and abs(int(value) // 1000 - start) < 3 else value
+               for name, value in row.items() if name not in CHANGING}
+        if set(row.get('tdCounts', '')) - set('0,'):
+            row['tdAverageAge'] = int(row['tdAverageAge']) - start
+        yield entity.name, entity.slot, row[key] if key else row
+    for kid in entity.kids:
+        yield from lines(kid, start, profile)
+
+
+def local_shares_equal_one_walk(scans):
+    for budget, threads in [(25, 1), (400, 4), (10 ** 6, 1)]:
+        directory, variables = scans.shares(budget, ORV_WALK_THREADS=str(threads))
+        scans.expect_equal(scans.scan(variables), (budget, threads))
+        assert (len(list((directory / 'shares').iterdir())) > 1) == (budget < 1000)
+        # The deepest directory is reported as one walk does it.
+        assert len(re.findall('STA0001E', scans.log())) == 1, scans.log()
+
+
+def a_killed_coordinator_is_followed(scans):
+    for spoil in [False, True]:
+        directory, variables = scans.shares(25)
+        scans.stop_amid(variables, directory, 20)
+        kept = sorted((directory / 'accepted').iterdir())
+        if spoil:
+            # One is cut, one changed, and one comes from another run.
+            kept[3].write_bytes(kept[3].read_bytes()[:-9])
+            data = bytearray(kept[5].read_bytes())
+            data[len(data) // 2] ^= 1
+            kept[5].write_bytes(data)
+            shutil.copy(scans.other_state, kept[7])
+        scans.other_state = scans.work.path / 'other'
+        shutil.copy(kept[7], scans.other_state)
+        before = {file: file.stat().st_ino for file in kept}
+        scans.expect_equal(scans.scan(variables), ('resumed', spoil))
+        again = [file for file in kept if file.stat().st_ino != before[file]]
+        assert again == ([kept[3], kept[5], kept[7]] if spoil else []), again
+
+
+def a_lost_share_is_told(scans):
+    directory, variables = scans.shares(25)
+    (directory / 'states').mkdir()
+    # Nobody can leave a state in its place.
+    (directory / 'states/00000004').mkdir()
+    scans.scan(variables, 4)
+    lost = re.search(r'STA0564E Share 4 .*code 4\. .*result: \n?.*?(/\S.*)', scans.log(), re.S)
+    assert lost, scans.log()
+    assert scans.log().count('STA0565W') == 2, scans.log()
+
+
+def a_full_work_directory_is_no_result(scans):
+    directory, variables = scans.shares(25)
+    scans.scan(variables, 4, ['unshare', '-m', 'sh', '-c', f'''cp -r "{directory}" "{directory}.kept" &&
+        mount -t tmpfs -o size=80k,mode=700 none "{directory}" && cp "{directory}.kept"/* "{directory}" && exec "$@"''', 'sh'])
+    assert re.search('STA056[47]E.*No space left', scans.log()), scans.log()
+
+
+def a_vanished_directory_does_no_harm(scans):
+    directory, variables = scans.shares(25)
+    gone = scans.tree / 'gone'
+    for i in range(40):
+        (gone / f'{i}' / 'below').mkdir(parents=True)
+    scans.stop_amid(variables, directory, 10)
+    shutil.rmtree(gone)
+    scans.scan(variables)
+    assert 'STA0564E' not in scans.log()
+
+
+def slurm_shares_equal_one_walk(scans, cluster):
+    _, variables = scans.shares(200)
+    scans.expect_equal(scans.scan(variables), 'slurm')
+
+
+def running(cluster, name):
+    return [pid for pid in cluster.steps(name)
+            if b'-share' in Path(f'/proc/{pid}/cmdline').read_bytes() and not Path(f'/proc/{pid}/exe').resolve().name == 'dash']
+
+
+def amid(cluster, scans, harm, what):
+    """Does harm to the cluster while a share is walked there."""
+    _, variables = scans.shares(400, ORV_STAT_DELAY_US='4000', LD_PRELOAD=os.environ['ORV_SLOWSTAT'])
+    process = scans.start(variables)
+    busy = []
+    while not busy:
+        assert process.poll() is None, scans.log()
+        busy = [(name, pids) for name in slurm.NODES for pids in [running(cluster, name)] if pids]
+    harm(*busy[0])
+    print(f'amid shares: {what}', flush=True)
+    assert scans.end(process) == 0, scans.log()
+    scans.expect_equal(fixture.read_result(scans.result), what)
+
+
+def what_happens_to_nodes_changes_nothing(scans, cluster):
+    amid(cluster, scans, lambda name, pids: os.kill(pids[0], signal.SIGKILL), 'task killed')
+    assert 'STA0565W' in scans.log(), scans.log()
+    amid(cluster, scans, lambda name, pids: cluster.run(
+        'scontrol', 'update', f'NodeName={name}', 'State=DRAIN', 'Reason=test'), 'node drained')
+    drained = [name for name, state in cluster.states().items() if state.startswith('dr')]
+    cluster.run('scontrol', 'update', f'NodeName={drained[0]}', 'State=RESUME')
+
+    def restart(name, pids):
+        cluster.stop('slurmctld', signal.SIGTERM)
+        time.sleep(3)
+        cluster.start_controller()
+    amid(cluster, scans, restart, 'controller restarted')
+    amid(cluster, scans, lambda name, pids: cluster.stop(name, signal.SIGKILL), 'node lost')
+
+
+def a_cancelled_scan_leaves_nothing(scans, cluster):
+    directory = scans.work.path / 'cancelled'
+    environment = os.environ | scans.environment | {'ORV_STAT_DELAY_US': '9000', 'LD_PRELOAD': os.environ['ORV_SLOWSTAT']}
+    orvctl = fixture.AGENT / 'bin/orvctl'
+    process = subprocess.Popen(
+        [orvctl, 'cluster', 'scan', scans.tree, '--engine', 'slurm', '--agent', scans.work.path / 'agent2', '--work', directory],
+        env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    cluster.wait(lambda: cluster.run('squeue', '-h') or process.poll() is not None, 'a job')
+    done = subprocess.run([orvctl, 'cluster', 'cancel', directory], env=os.environ | scans.environment, check=False)
+    assert done.returncode == 0 and process.wait(60) != 0
+    assert not directory.exists()
+    cluster.wait(lambda: not cluster.run('squeue', '-h'), 'the end of all jobs')
+    # No lock: the directory can be scanned at once.
+    fixture.orvctl('scan', scans.tree, '--agent', scans.work.path / 'agent2', '--summary')
+
+
+def main():
+    # So that what was started is stopped also when the test is.
+    signal.signal(signal.SIGTERM, lambda *unused: sys.exit(1))
+    scans = Scans({})
+    for case in [local_shares_equal_one_walk, a_killed_coordinator_is_followed, a_lost_share_is_told,
+                 a_full_work_directory_is_no_result, a_vanished_directory_does_no_harm]:
+        if case is a_full_work_directory_is_no_result and os.geteuid() != 0:
+            print(f'SKIPPED: {case.__name__}: mounting needs root')
+            continue
+        case(scans)
+        print(f'passed: {case.__name__}', flush=True)
+    reason = slurm.missing()
+    if reason:
+        print(f'SKIPPED: everything with Slurm: {reason}')
+        return
+    with slurm.Slurm(scans.work.path / 'slurm') as cluster:
+        spread = Scans({'SLURM_CONF': cluster.environment['SLURM_CONF'], 'ORV_SHARES_ENGINE': 'slurm'})
+        for case in [slurm_shares_equal_one_walk, what_happens_to_nodes_changes_nothing, a_cancelled_scan_leaves_nothing]:
+            case(spread, cluster)
+            print(f'passed: {case.__name__}', flush=True)
+
+
+if __name__ == '__main__':
+    main()
