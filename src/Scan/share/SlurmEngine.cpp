@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <set>
 #include <sstream>
 #include <thread>
 
@@ -174,24 +173,43 @@ void SlurmEngine::askQueue(std::vector<Ended>& ended) {
       runCommand({"squeue", "--noheader", "--array", "--name=" + m_jobName, "--format=%F_%K %T"},
                  output) != 0)
     return;
-  std::set<std::string> queued;
+  std::map<std::string, std::string> queue;  // states by task
   std::istringstream lines(output);
   for (std::string task, state; lines >> task >> state;)
-    queued.insert(task);
+    queue[task] = state;
   for (auto at = m_tasks.begin(); at != m_tasks.end();) {
-    Task& task = at->second;
-    // It may be queued again after its node failed.
-    if (queued.contains(at->first))
-      task.missing = Clock::time_point::max();
-    else if (task.missing == Clock::time_point::max())
-      task.missing = Clock::now();
-    if (task.missing == Clock::time_point::max() || Clock::now() < task.missing + STATE_DELAY) {
+    const auto queued = queue.find(at->first);
+    const std::string reason = queued == queue.end()
+                                   ? lookForMissing(at->first, at->second)
+                                   : lookAt(at->first, queued->second, at->second);
+    if (reason.empty()) {
       ++at;
       continue;
     }
-    ended.push_back({task.share, endOf(at->first)});
+    ended.push_back({at->second.share, reason});
     at = m_tasks.erase(at);
   }
+}
+
+// A task that waits again has lost its node. Slurm would start it after two minutes only, when the
+// node could no longer do so: it is offered anew instead, for any other node.
+std::string SlurmEngine::lookAt(const std::string& name, const std::string& state, Task& task) {
+  task.missing = Clock::time_point::max();
+  if (state != "PENDING") {
+    task.hasRun = true;
+    return {};
+  }
+  if (!task.hasRun)
+    return {};
+  std::string ignored;
+  (void)runCommand({"scancel", name}, ignored);
+  return "task " + name + " lost its node, or was preempted";
+}
+
+std::string SlurmEngine::lookForMissing(const std::string& name, Task& task) const {
+  if (task.missing == Clock::time_point::max())
+    task.missing = Clock::now();
+  return Clock::now() < task.missing + STATE_DELAY ? std::string() : endOf(name);
 }
 
 // What the accounting knows of a task that left nothing, where there is one.

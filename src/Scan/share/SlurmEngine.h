@@ -21,9 +21,9 @@ class SlurmEngine final : public Engine {
 
  private:
   using Clock = std::chrono::steady_clock;
-  // A task by its name in the queue, "<job>_<index>".
   struct Task {
     std::uint32_t share;
+    bool hasRun = false;
     Clock::time_point missing = Clock::time_point::max();  // in the queue since
   };
 
@@ -31,6 +31,10 @@ class SlurmEngine final : public Engine {
   [[nodiscard]] bool submitSome(std::size_t count);
   void takeStates(std::vector<Ended>& ended);
   void askQueue(std::vector<Ended>& ended);
+  // Both tell why the task has ended; nothing while it has not.
+  [[nodiscard]] static std::string lookAt(const std::string& name, const std::string& state,
+                                          Task& task);
+  [[nodiscard]] std::string lookForMissing(const std::string& name, Task& task) const;
   [[nodiscard]] std::string endOf(const std::string& task) const;
 
   SpreadOptions m_options;
@@ -38,7 +42,7 @@ class SlurmEngine final : public Engine {
   std::string m_jobName;
   std::string m_program;
   std::vector<std::uint32_t> m_waiting;  // to be submitted, when the controller answers
-  std::map<std::string, Task> m_tasks;
+  std::map<std::string, Task> m_tasks;   // by their names in the queue, "<job>_<index>"
   Clock::time_point m_nextQuestion{};
   Clock::time_point m_nextSubmission{};
   bool m_controllerIsAway = false;
