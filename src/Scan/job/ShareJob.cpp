@@ -1,5 +1,6 @@
 #include "Scan/job/ShareJob.h"
 
+#include <malloc.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -51,6 +52,14 @@ std::uint32_t shareNumber(const char* text) {
   return number;
 }
 
+// Helpers make windows of large directories, the walk frees them: what an allocator keeps of that
+// for each thread would be more than all that a share needs.
+void boundMemory() noexcept {
+  constexpr int MAPPED_FROM = 131'072;  // bytes
+  ::mallopt(M_MMAP_THRESHOLD, MAPPED_FROM);
+  ::mallopt(M_ARENA_MAX, 1);
+}
+
 void walkShare(const std::string& directory, std::uint32_t number) {
   const share::WorkDirectory work(directory);
   share::Share share = share::readShare(work.share(number), {});
@@ -80,6 +89,7 @@ void walkShare(const std::string& directory, std::uint32_t number) {
 
 int runShare(const char* workDirectory, const char* number) noexcept {
   setUpProcess();
+  boundMemory();
   // Whoever started it has others walk the share when it is gone itself.
   ::prctl(PR_SET_PDEATHSIG, SIGTERM);
   installSignalHandlers();
