@@ -17,10 +17,10 @@ constexpr std::int64_t MAX_BUDGET = 1'000'000'000;
 
 constexpr const char* FOOTER =
     "Examples:\n"
-    "  orvctl cluster scan /srv                          processes of this machine\n"
-    "  orvctl cluster scan /gpfs/data --engine slurm --tasks 400 --agent /gpfs/orvscan\n"
-    "  orvctl cluster resume /gpfs/orvscan/work/00000012 go on after whatever stopped it\n"
-    "  orvctl cluster cancel /gpfs/orvscan/work/00000012 leave nothing of it running";
+    "  orvctl cluster scan /srv                      processes of this machine\n"
+    "  orvctl cluster scan /gpfs/data --engine slurm --tasks 400 --agent /gpfs/orv\n"
+    "  orvctl cluster resume /gpfs/orv/work/00000012 go on after whatever stopped it\n"
+    "  orvctl cluster cancel /gpfs/orv/work/00000012 leave nothing of it running";
 
 void addClusterScan(CLI::App& cluster, int& exitCode) {
   auto arguments = std::make_shared<ScanArguments>();

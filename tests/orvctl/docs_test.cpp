@@ -4,6 +4,7 @@
 #include <functional>
 #include <regex>
 #include <set>
+#include <sstream>
 
 #include "orvctl/Orvctl.h"
 #include "orvctl/command/App.h"
@@ -56,6 +57,9 @@ TEST(DocsTest, everyOptionOfOrvctlIsOnItsPageAndNoOther) {
           if (!option->get_lnames().empty() && option->get_lnames().front() != "help")
             options.insert(option->get_lnames().front());
         EXPECT_EQ(found(firstCells(page, "### " + name), "`--([a-z-]+)"), options) << name;
+        std::istringstream help(command.help("orvctl"));
+        for (std::string line; std::getline(help, line);)
+          EXPECT_LE(line.size(), 80U) << line;
         for (const CLI::App* below : command.get_subcommands({}))
           compare(*below, name == "orvctl" ? below->get_name() : name + " " + below->get_name());
       };
