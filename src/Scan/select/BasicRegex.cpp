@@ -174,10 +174,11 @@ void RegexTranslation::bracket() {
   atom(known);
 }
 
-// The digits up to the closing "\}": "n", "n,", "n,m" or ",m".
+// The digits up to the closing "\}": "n", "n,", "n,m" or ",m". The library takes "\," for a comma.
 void RegexTranslation::interval() {
   const std::size_t end = m_expression.find("\\}", m_at);
   std::string sign(m_expression.substr(m_at, end - m_at));
+  std::erase(sign, '\\');
   if (sign.starts_with(','))
     sign.insert(0, 1, '0');
   m_at = end + 2;

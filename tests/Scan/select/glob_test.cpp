@@ -67,6 +67,7 @@ TEST(PathPatternTest, whatBeginsAtNoRootMatchesAtAnyDepth) {
       {"/a/%/b?/%/c*", "/a/x/y/b1/z/c", true, true},
       {"/a/%/b?/%/c*", "/a/x/y/b/z/c", false, true},
       {"&*", "/a/*", true, false},
+      {"/&{&,&}", "//", true, true},  // an escaped comma is one
   };
   for (const auto& row : rows) {
     const auto pattern = compiled(row.glob);
