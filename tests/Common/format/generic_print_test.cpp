@@ -147,7 +147,12 @@ TEST_F(GenericPrintTest, placesThatCannotBeHad) {
   EXPECT_NE(message.find("rename " + part + " to " + path + ": "), std::string::npos) << message;
   EXPECT_FALSE(fs::exists(part));
   fs::create_directories(part);
-  EXPECT_THROW(GenericPrint{path}, ORVIOException*);
+  try {
+    const GenericPrint none(path);
+    ADD_FAILURE() << "a directory is in the way";
+  } catch (ORVIOException* failure) {
+    delete failure;
+  }
 }
 
 }  // namespace
