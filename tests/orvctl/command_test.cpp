@@ -46,7 +46,9 @@ TEST_F(OrvctlTest, scansAnyDirectoryAndReportsItAgain) {
   for (int level = 0; level < 201; ++level)
     deep += "/d";
   std::filesystem::create_directories(deep);
+  std::filesystem::create_hard_link(root + "/one.txt", directory.file("deep/only"));
   ASSERT_EQ(run({"scan", directory.file("deep"), "--agent", agent}), 0);
+  at("\n  Hard links    files whose other names lie elsewhere are not counted\n");
   at("\nWarnings (1)\n  STA0001E ");
   ASSERT_EQ(run({"report", resultFile(1)}), 0);
   EXPECT_EQ(text, scanned);

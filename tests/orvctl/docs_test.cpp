@@ -41,7 +41,6 @@ TEST(DocsTest, everyOptionOfScanIsOnItsPageAndNoOther) {
   // The rows of the one table of options: name, column, whether it takes a value, handler.
   const auto options = found(readFile(SOURCE + "/src/Common/CmdArgs.cpp"),
                              "\\{\"([a-z]+)\", *[0-9]+, true, +[a-zA-Z]");
-  EXPECT_GT(options.size(), 10U);
   std::string cells = firstCells(readFile(SOURCE + "/docs/scan.md"), "## Options");
   for (char& letter : cells)
     letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
