@@ -211,7 +211,8 @@ void FileTypeAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   Counted& counted = summaryOf(ext, *pScanner);
   ++counted.summary->fileCount;
   addSaturating(counted.summary->spaceUsed, pInfo->faLength);
-  noteFirst(counted, pInfo->faPlace, *pScanner);
+  if (!pInfo->faPlace.empty())
+    noteFirst(counted, pInfo->faPlace, *pScanner);
 }
 
 // Later names of linked files come after what lies behind them: not always in the walk's order.

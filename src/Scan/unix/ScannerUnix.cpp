@@ -229,14 +229,17 @@ int ScannerUnix::ask(int operation, const char* path, int flag, void* buffer) {
 }
 
 void ScannerUnix::checkFilesystem() {
-  if (m_readAhead && !m_readAhead->failure().empty())
-    throw new GenericException(msg::STA0530E, {filesystem().fsMountPoint, m_readAhead->failure()});
-  if (m_timeoutsInRow < MAX_TIMEOUTS)
-    return;
-  throw new GenericException(
-      msg::STA0530E,
-      {filesystem().fsMountPoint, formatText("%d calls in a row took longer than %d seconds",
-                                             m_timeoutsInRow, m_options.statTimeout)});
+  // Asked for every entry: what is thrown is put together elsewhere.
+  if (m_timeoutsInRow >= MAX_TIMEOUTS || (m_readAhead && !m_readAhead->failure().empty()))
+    giveUpFilesystem();
+}
+
+void ScannerUnix::giveUpFilesystem() const {
+  const std::string why = m_readAhead && !m_readAhead->failure().empty()
+                              ? m_readAhead->failure()
+                              : formatText("%d calls in a row took longer than %d seconds",
+                                           m_timeoutsInRow, m_options.statTimeout);
+  throw new GenericException(msg::STA0530E, {filesystem().fsMountPoint, why});
 }
 
 int ScannerUnix::examine(FileRecord& file) {

@@ -117,6 +117,7 @@ class ScannerUnix final : public Scanner {
   void checkFilesystem() override;
 
  private:
+  [[noreturn]] void giveUpFilesystem() const;
   [[nodiscard]] bool toLocalPath(const std::string& path, std::string& local,
                                  std::size_t available);
   [[nodiscard]] int examine(FileRecord& file);

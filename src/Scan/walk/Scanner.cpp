@@ -374,7 +374,12 @@ void Scanner::countEntry() {
     m_progress->entryMet();
   ++m_total;
   ++m_sinceReport;
-  if (m_sinceReport <= PROGRESS_INTERVAL || naLog == nullptr || m_part != nullptr)
+  if (m_sinceReport > PROGRESS_INTERVAL)
+    reportProgress();
+}
+
+void Scanner::reportProgress() {
+  if (naLog == nullptr || m_part != nullptr)
     return;
   issueMessage(msg::AGT0143I, {std::to_string(m_total)});
   // 0 and not 1: the first report comes after 99,999 entries below the root, the others every

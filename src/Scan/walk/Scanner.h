@@ -163,6 +163,7 @@ class Scanner {
   void leaveDirectory();
   void decrementLevel(const std::string& path);
   void countEntry();
+  void reportProgress();
   void showDirectory() const noexcept;
 
   Filesystem& m_filesystem;
