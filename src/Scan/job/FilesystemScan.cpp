@@ -1,6 +1,7 @@
 #include "Scan/job/FilesystemScan.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "Common/ORVCommon/CommonAgentFactory.h"
 #include "Common/format/GenericPrint.h"
@@ -80,12 +81,16 @@ int FilesystemScan::doShare(AgentScan* job, const share::Share& share, share::St
   const WalkSetting own = setting();
   FSRef& ref = *m_bindings.refs.front();
   walking(true);
+  const auto start = std::chrono::steady_clock::now();
   ShareWalk walk(ref, own, share, state, temporary);
   m_rc = walk.walk();
   reportFailedLookups(ref);
   walking(false);
   if (m_rc <= SCAN_INCOMPLETE)
-    state.close({walk.entries(), m_rc});
+    state.close({walk.entries(), m_rc,
+                 std::chrono::duration_cast<std::chrono::milliseconds>(
+                     std::chrono::steady_clock::now() - start)
+                     .count()});
   return m_rc;
 }
 

@@ -163,13 +163,16 @@ void Coordinator::plan(Engine& engine) {
 }
 
 // Budgets grow with what is known of the tree: a share must not be what all others wait for in the
-// end. For the same reason it gets a part only of the directories that are left.
+// end. For the same reason it gets a part only of the directories that are left. Where there are
+// fewer directories than tasks it is to find some for the others first of all.
 Share Coordinator::nextShare() {
-  const std::int64_t fair = m_outcome.entries / (2 * m_options.tasks);
+  const std::int64_t fair = m_outcome.entries / (4 * m_options.tasks);
+  const bool isScarce = m_left.size() < static_cast<std::size_t>(m_options.tasks);
   Share share;
   share.header = m_run;
   share.header.share = ++m_lastShare;
-  share.header.budget = std::min(std::max(fair, MIN_BUDGET), m_options.budget);
+  share.header.budget = std::min(
+      std::max(isScarce ? fair / 4 : std::max(fair, worthAStart()), MIN_BUDGET), m_options.budget);
   const std::size_t part = m_left.size() / (2 * static_cast<std::size_t>(m_options.tasks)) + 1;
   for (std::size_t i = std::min({part, MAX_ROOTS, m_left.size()}); i > 0; --i) {
     share.roots.push_back(std::move(m_left.front()));
@@ -180,6 +183,14 @@ Share Coordinator::nextShare() {
     return root.directory.faPlace;
   });
   return share;
+}
+
+// Entries whose walk takes so much longer than its start that the start does not count.
+std::int64_t Coordinator::worthAStart() const {
+  if (m_milliseconds == 0)
+    return MIN_BUDGET;
+  const std::int64_t milliseconds = m_options.engine == "local" ? 80 : 1000;
+  return std::min(m_outcome.entries * milliseconds / m_milliseconds, MAX_MIN_BUDGET);
 }
 
 void Coordinator::settle(Engine& engine, const Engine::Ended& ended) {
@@ -223,6 +234,7 @@ std::vector<LeftOver> Coordinator::take(std::uint32_t number, const std::string&
         first = record.met.place;
     } else if (record.kind == Record::Kind::TRAILER) {
       m_outcome.entries += record.trailer.entries;
+      m_milliseconds += record.trailer.milliseconds;
       m_outcome.code = std::max(m_outcome.code, record.trailer.code);
     }
   }

@@ -25,8 +25,9 @@ class Coordinator final {
  public:
   // Walks of a share that fail before it is given up.
   static constexpr int MAX_ATTEMPTS = 3;
-  // Entries of the first share, and the fewest of any: so that work for everybody is found soon.
-  static constexpr std::int64_t MIN_BUDGET = 20'000;
+  // The smallest budget, in entries, and the largest one that saves starts and does nothing else.
+  static constexpr std::int64_t MIN_BUDGET = 2'000;
+  static constexpr std::int64_t MAX_MIN_BUDGET = 50'000;
   // Directories that one share begins with, at most.
   static constexpr std::size_t MAX_ROOTS = 10'000;
 
@@ -56,6 +57,7 @@ class Coordinator final {
   void takeUp(Engine& engine);
   void plan(Engine& engine);
   [[nodiscard]] Share nextShare();
+  [[nodiscard]] std::int64_t worthAStart() const;
   void keepLeft(std::uint32_t number, std::vector<LeftOver> directories);
   void settle(Engine& engine, const Engine::Ended& ended);
   // What the share left.
@@ -77,6 +79,7 @@ class Coordinator final {
   std::uint32_t m_lastShare = 0;
   std::set<std::string> m_nodes;
   std::map<std::pair<bool, std::uint32_t>, std::string> m_met;  // first places of users and groups
+  std::int64_t m_milliseconds = 0;                              // of all walks
   Outcome m_outcome;
 };
 

@@ -133,7 +133,8 @@ bool take(const record::Record& message, Record& record) {
       return true;
     case Content::kTrailer:
       record.kind = Record::Kind::TRAILER;
-      record.trailer = {message.trailer().entries(), message.trailer().code()};
+      record.trailer = {message.trailer().entries(), message.trailer().code(),
+                        message.trailer().milliseconds()};
       return true;
     default:
       return false;
@@ -263,6 +264,7 @@ void StateWriter::close(const Trailer& trailer) {
   record::Trailer& message = *out.record.mutable_trailer();
   message.set_entries(trailer.entries);
   message.set_code(trailer.code);
+  message.set_milliseconds(trailer.milliseconds);
   out.put();
   out.flush();
   std::array<char, CHECKSUM_BYTES> bytes;

@@ -64,7 +64,8 @@ struct Met {
 
 struct Trailer {
   std::int64_t entries = 0;
-  std::int32_t code = 0;  // 4 when something could not be read, else 0
+  std::int32_t code = 0;          // 4 when something could not be read, else 0
+  std::int64_t milliseconds = 0;  // of walking
 };
 
 // One record, as it was read. Only the member of its kind is valid.
