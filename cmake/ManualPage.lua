@@ -57,7 +57,11 @@ function Table(tbl)
     total = total + widest + 3
   end
   if total <= TEXT_WIDTH then
-    return tbl
+    -- As wide as its cells, however long the lines of the source are.
+    for column = 1, #simple.widths do
+      simple.widths[column] = 0
+    end
+    return pandoc.utils.from_simple_table(simple)
   end
   local items = {}
   for _, row in ipairs(simple.rows) do
