@@ -86,6 +86,8 @@ class SharedRing final {
   // For the writer. No more may be put than there is room for.
   [[nodiscard]] std::size_t room() const noexcept { return SIZE - (m_put - m_read.load()); }
   void put(const void* data, std::size_t size) noexcept {
+    if (size == 0)
+      return;  // `data` may be null then, which no copy allows
     const std::size_t at = m_put % SIZE;
     const std::size_t first = std::min(size, SIZE - at);
     std::memcpy(m_bytes + at, data, first);
@@ -97,6 +99,8 @@ class SharedRing final {
   // For the reader. No more may be taken than there is; its room is the writer's at `release`.
   [[nodiscard]] std::size_t available() const noexcept { return m_written.load() - m_taken; }
   void take(void* data, std::size_t size) noexcept {
+    if (size == 0)
+      return;
     const std::size_t at = m_taken % SIZE;
     const std::size_t first = std::min(size, SIZE - at);
     std::memcpy(data, m_bytes + at, first);
