@@ -46,7 +46,7 @@ def make_tree(work):
             continue
         with open(name, 'wb') as file:
             file.truncate(random.choice([0, 5, 20, 5000, 5000, 1 << 20, 3 << 30]))
-        then = time.time() - random.randrange(10 ** 8) - 86400 / 2
+        then = time.time() - 86400 * (random.randrange(1200) + 0.5)
         os.utime(name, (then, then))
         if os.geteuid() == 0 and random.random() < 0.3:
             os.chown(name, random.choice([54321, 54322, 1, 4294967294]), random.choice([0, 54323]))
@@ -144,7 +144,7 @@ def local_shares_equal_one_walk(scans):
     for budget, threads in [(25, 1), (400, 4), (10 ** 6, 1)]:
         directory, variables = scans.shares(budget, ORV_WALK_THREADS=str(threads))
         scans.expect_equal(scans.scan(variables), (budget, threads))
-        assert (len(list((directory / 'shares').iterdir())) > 1) == (budget < 1000)
+        assert len(list((directory / 'shares').iterdir())) > 1
         # The deepest directory is reported as one walk does it.
         assert len(re.findall('STA0001E', scans.log())) == 1, scans.log()
 

@@ -189,7 +189,7 @@ Share Coordinator::nextShare() {
 std::int64_t Coordinator::worthAStart() const {
   if (m_milliseconds == 0)
     return MIN_BUDGET;
-  const std::int64_t milliseconds = m_options.engine == "local" ? 80 : 1000;
+  const std::int64_t milliseconds = m_options.engine == "local" ? 80 : 3000;
   return std::min(m_outcome.entries * milliseconds / m_milliseconds, MAX_MIN_BUDGET);
 }
 

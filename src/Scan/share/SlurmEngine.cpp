@@ -28,7 +28,7 @@ constexpr const char* COMMAND_LIMIT = "60";
 // queue.
 constexpr auto STATE_DELAY = 10s;
 constexpr auto QUESTION_INTERVAL = 1s;
-constexpr auto LOOK_INTERVAL = 50ms;
+constexpr auto LOOK_INTERVAL = 20ms;
 
 // Runs a command without a shell. Its exit code, -1 when it could not be run; `output` is what it
 // wrote to standard output.
