@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Scans that are divided into shares, against one walk over the same tree: every figure. Shares are
-walked by processes of this machine and by a Slurm cluster; whatever becomes of walks, nodes, states
-and coordinators, the result is the same or says what it lacks."""
+# Scans that are divided into shares, against one walk over the same tree: every figure. Shares are
+# walked by processes of this machine and by a Slurm cluster; whatever becomes of walks, nodes, states
+# and coordinators, the result is the same or says what it lacks.
 import os
 import random
 import re
@@ -27,7 +27,7 @@ FEW = 'few'
 
 
 def make_tree(work):
-    """Odd names, links within and across directories, deep and wide places, owners without names."""
+    # Odd names, links within and across directories, deep and wide places, owners without names.
     tree = work.hostile_tree()
     # Away from the bounds of the ages: the scans that are compared do not start at once.
     for directory, _, names in os.walk(os.fsencode(tree)):
@@ -75,7 +75,7 @@ class Scans:
         self.one = self.scan({})
 
     def scan(self, environment, code=0, prefix=()):
-        """Runs the job; its result, log and the process's return code."""
+        # Runs the job; its result, log and the process's return code.
         process = self.start(environment, prefix)
         assert self.end(process) == code, (process.returncode, self.log())
         return fixture.read_result(self.result) if self.result.exists() else None
@@ -102,7 +102,7 @@ class Scans:
         return self.log_file.read_text(errors='replace')
 
     def shares(self, budget, **more):
-        """A new work directory, and the variables that have the job use it."""
+        # A new work directory, and the variables that have the job use it.
         directory = self.work.path / f'work.{self.runs}'
         directory.mkdir(mode=0o700)
         (directory / 'definition.dat').write_text(self.definition)
@@ -110,7 +110,7 @@ class Scans:
         return directory, {'ORV_SHARES': str(directory), 'ORV_SHARES_BUDGET': str(budget), 'ORV_SHARES_TASKS': '4', **more}
 
     def stop_amid(self, environment, directory, done):
-        """Kills the coordinator when that many shares are done."""
+        # Kills the coordinator when that many shares are done.
         process = self.start(environment)
         while len(list((directory / 'accepted').glob('*'))) < done:
             assert process.poll() is None, self.log()
@@ -204,12 +204,11 @@ def slurm_shares_equal_one_walk(scans, cluster):
 
 
 def running(cluster, name):
-    return [pid for pid in cluster.steps(name)
-            if b'-share' in Path(f'/proc/{pid}/cmdline').read_bytes() and not Path(f'/proc/{pid}/exe').resolve().name == 'dash']
+    return [pid for pid in cluster.steps(name) if Path(f'/proc/{pid}/exe').resolve().name == 'scan']
 
 
 def amid(cluster, scans, harm, what):
-    """Does harm to the cluster while a share is walked there."""
+    # Does harm to the cluster while a share is walked there.
     _, variables = scans.shares(400, ORV_STAT_DELAY_US='4000', LD_PRELOAD=os.environ['ORV_SLOWSTAT'])
     process = scans.start(variables)
     busy = []

@@ -1,5 +1,5 @@
-"""A Slurm cluster of three nodes on loopback addresses of this machine, all its files in one
-directory. Ends what it started and nothing else."""
+# A Slurm cluster of three nodes on loopback addresses of this machine, all its files in one
+# directory. Ends what it started and nothing else.
 import os
 import shutil
 import signal
@@ -14,7 +14,7 @@ PATIENCE = 60
 
 
 def missing():
-    """Why there can be no cluster here; empty when there can."""
+    # Why there can be no cluster here; empty when there can.
     if os.geteuid() != 0:
         return 'Slurm starts its daemons and tasks as root'
     for program in ['munged', 'slurmctld', 'slurmd', 'sbatch', 'squeue', 'scancel', 'scontrol']:
@@ -121,7 +121,7 @@ SchedulerParameters=batch_sched_delay=0,sched_min_interval=0
         return dict(line.split() for line in self.run('sinfo', '-h', '-N', '-o', '%N %t').splitlines())
 
     def stop(self, name, number=signal.SIGTERM):
-        """Ends a daemon; with SIGKILL a node, its steps and their processes, as when it loses power."""
+        # Ends a daemon; with SIGKILL a node, its steps and their processes, as when it loses power.
         daemon = self.daemons.pop(name, None)
         if not daemon:
             return
@@ -137,7 +137,7 @@ SchedulerParameters=batch_sched_delay=0,sched_min_interval=0
             daemon.wait()
 
     def steps(self, name):
-        """The processes of a node's steps: their managers, known by the job, and the tasks."""
+        # The processes of a node's steps: their managers, known by the job, and the tasks.
         jobs = [line.split()[0] for line in self.run('squeue', '-h', '-r', '-w', name, '-o', '%A').splitlines()]
         managers = [f'slurmstepd: [{job}.batch]'.encode() for job in jobs]
         found = []
