@@ -5,7 +5,17 @@
 #include <algorithm>
 #include <array>
 
-namespace orv::ctl::history {
+#include "orvctl/history/Database.h"
+
+namespace orv::ctl {
+
+std::optional<double> PathGrowth::usedShare() const noexcept {
+  if (!last.capacity || last.capacity->bytes <= 0)
+    return std::nullopt;
+  return static_cast<double>(last.capacity->used) / static_cast<double>(last.capacity->bytes);
+}
+
+namespace history {
 namespace {
 
 // What is compared: the name of a row of the table `t`, and which rows count.
@@ -144,4 +154,5 @@ GrowthLine lineOf(Database& database, const PathGrowth& path, const std::string&
   return line;
 }
 
-}  // namespace orv::ctl::history
+}  // namespace history
+}  // namespace orv::ctl

@@ -8,14 +8,11 @@
 #include <cstdlib>
 #include <map>
 #include <set>
-#include <span>
 #include <string_view>
 #include <tuple>
 #include <utility>
 
-#include "orvctl/history/Changes.h"
 #include "orvctl/history/Database.h"
-#include "orvctl/history/StoredScans.h"
 
 namespace orv::ctl {
 namespace {
@@ -211,12 +208,6 @@ Trend trendOf(const std::vector<GrowthPoint>& points, std::int64_t capacity) {
   if (trend.kind == Trend::Kind::GROWING && capacity > 0)
     trend.full = Trend::Full{room / line.slope, room / trend.highest, room / trend.lowest};
   return trend;
-}
-
-std::optional<double> PathGrowth::usedShare() const noexcept {
-  if (!last.capacity || last.capacity->bytes <= 0)
-    return std::nullopt;
-  return static_cast<double>(last.capacity->used) / static_cast<double>(last.capacity->bytes);
 }
 
 Growth growthOf(History& history, const GrowthQuestion& question) {

@@ -8,7 +8,6 @@
 #include "orvctl/history/Database.h"
 #include "orvctl/history/Load.h"
 #include "orvctl/history/Schema.h"
-#include "orvctl/history/StoredScans.h"
 
 namespace orv::ctl {
 

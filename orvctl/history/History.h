@@ -1,57 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
-#include <optional>
-#include <span>
-#include <string>
-#include <vector>
 
-#include "orvctl/history/Keep.h"
-#include "orvctl/model/Model.h"
+#include "orvctl/history/StoredScans.h"
 
 // The figures of many scans of many hosts in one database, so that they can be compared.
 namespace orv::ctl {
-
-namespace history {
-class Database;
-}
-
-// One scan of one path as the history keeps it. Sizes in bytes, times in milliseconds since 1970.
-struct StoredScan {
-  std::int64_t id = 0;
-  std::string host;
-  std::string path;
-  std::int64_t started = 0;
-  std::optional<double> seconds;
-  std::int64_t bytes = 0;
-  std::int64_t files = 0;
-  std::int64_t directories = 0;
-  std::optional<Capacity> capacity;
-  std::optional<std::int64_t> unreadable;
-  int depth = 0;       // levels below the path of which every directory was measured
-  std::string result;  // the file that it was read from
-};
-
-// What a stored scan holds beside its totals, largest first.
-struct StoredFigures {
-  struct Figure {
-    std::string name;
-    std::int64_t entries = 0;
-    std::int64_t bytes = 0;
-  };
-  StoredScan scan;
-  std::vector<Figure> directories;
-  std::vector<Figure> owners;
-  std::vector<Figure> types;
-  std::vector<Figure> files;  // the ranking of the largest; `entries` is 1
-};
-
-// Which scans are meant: an empty text means all.
-struct ScanFilter {
-  std::string host;
-  std::string path;
-};
 
 // An open history. Used by one thread; several programs may have the same one open. What cannot be
 // done throws a CtlError and changes nothing.

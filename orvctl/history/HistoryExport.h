@@ -1,10 +1,6 @@
 #pragma once
 
-#include <span>
-#include <string>
-
 #include "orvctl/history/Growth.h"
-#include "orvctl/history/History.h"
 
 // A history for programs: JSON with names in snake_case, bytes and counts as integers, times in RFC
 // 3339 UTC and null for what is not known; CSV with one table.

@@ -1,10 +1,6 @@
 #pragma once
 
-#include <span>
-#include <string>
-
 #include "orvctl/history/Growth.h"
-#include "orvctl/history/History.h"
 #include "orvctl/text/Style.h"
 
 // A history as a person reads it.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "orvctl/history/Database.h"
+
 namespace orv::ctl::history {
 namespace {
 

@@ -1,9 +1,6 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
-#include <optional>
-#include <string_view>
 
 #include "orvctl/model/Model.h"
 
@@ -29,10 +26,6 @@ inline constexpr std::array<HelpingName, 6> HELPING_NAMES = {{
     {Helping::LINKS,         "orvctl:links"},           // sums of the names of files with several
 }};
 // clang-format on
-
-// How the first profile of orvctl is called when only what a where clause admits was counted; the
-// clause follows.
-inline constexpr std::string_view SELECTION_NAME = "entries where ";
 
 struct HelpingProfile {
   Helping kind;

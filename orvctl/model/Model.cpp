@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "orvctl/model/HelpingProfiles.h"
-
 namespace orv::ctl {
 namespace {
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orv::ctl {
@@ -129,6 +130,10 @@ struct Statistics {
   [[nodiscard]] const Ranking* ranking(RankingKind kind) const noexcept;
   [[nodiscard]] const AgeDistribution* age(AgeKind kind) const noexcept;
 };
+
+// How the first profile of orvctl is called when only what a where clause admits was counted; the
+// clause follows.
+inline constexpr std::string_view SELECTION_NAME = "entries where ";
 
 struct Profile {
   std::int64_t id = 0;

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "orvctl/report/ReportSections.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <string>
-
-#include "orvctl/model/Model.h"
-#include "orvctl/report/Report.h"
+#include "orvctl/report/ReportSections.h"
 
 // The measured directories of a root: each with all that is below it.
 namespace orv::ctl {

@@ -3,10 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <vector>
+#include <array>
 
 #include "orvctl/report/DirectoryTables.h"
-#include "orvctl/report/ReportSections.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
@@ -199,6 +198,21 @@ std::string renderNotEntered(const Root& root, const ReportOptions& options) {
   return out + "\n";
 }
 
+// The sections that are about a root, not about a profile.
+struct RootSection {
+  Section section;
+  std::string (*render)(const Root&, const ReportOptions&);
+};
+constexpr std::array<RootSection, 4> ROOT = {{{Section::DIRECTORIES, renderDirectories},
+                                              {Section::WATCHED_LIST, renderWatchedList},
+                                              {Section::OLD, renderOld},
+                                              {Section::WATCHED, renderWatched}}};
+
+std::string renderSection(Section section, const Root& root, const ReportOptions& options) {
+  const auto* row = std::ranges::find(ROOT, section, &RootSection::section);
+  return row != ROOT.end() ? row->render(root, options) : renderStatistics(section, root, options);
+}
+
 std::string renderRoot(const Scan& scan, const Root& root, const ReportOptions& options) {
   std::string out;
   for (const SectionName& row : SECTIONS)
@@ -209,12 +223,6 @@ std::string renderRoot(const Scan& scan, const Root& root, const ReportOptions& 
 }
 
 }  // namespace
-
-bool ReportOptions::wants(Section section) const {
-  if (!sections.empty())
-    return sections.contains(section);
-  return std::ranges::find(SECTIONS, section, &SectionName::section)->always;
-}
 
 std::string renderWarnings(const Run& run, const ReportOptions& options) {
   if (run.warningCount == 0)

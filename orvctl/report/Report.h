@@ -1,21 +1,8 @@
 #pragma once
 
-#include <set>
-#include <string>
-
-#include "orvctl/model/Model.h"
-#include "orvctl/model/Sections.h"
-#include "orvctl/text/Style.h"
+#include "orvctl/report/ReportSections.h"
 
 namespace orv::ctl {
-
-struct ReportOptions {
-  int top = 20;                // entries shown of every list
-  std::set<Section> sections;  // empty: those that are always part of a report
-  Style style;
-
-  [[nodiscard]] bool wants(Section section) const;
-};
 
 // The readable report of a scan: for several roots their totals first, then root by root its first
 // screen and the sections that the options want; then the warnings and where the result lies. Every

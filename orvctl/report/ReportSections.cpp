@@ -6,7 +6,6 @@
 #include <array>
 #include <span>
 
-#include "orvctl/report/DirectoryTables.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/TextTable.h"
 #include "orvctl/text/Units.h"
@@ -224,16 +223,6 @@ std::string renderOldOf(const Root& root, const std::vector<Account>& accounts,
   return byOldest.empty() ? "" : titled(title, table, byOldest.size(), options);
 }
 
-std::string renderOld(const Root& root, const ReportOptions& options) {
-  if (root.ages.empty())
-    return {};
-  const bool byAccess = root.ages.front().kind == AgeKind::ACCESSED;
-  const std::string by = byAccess ? " by time since last access"
-                                  : " by time since last modification (mounted with noatime)";
-  return renderOldOf(root, root.main().owners, "Owners" + by, "owner", options) +
-         renderOldOf(root, root.main().groups, "Groups" + by, "group", options);
-}
-
 std::string renderTypes(const Statistics& statistics, const ReportOptions& options) {
   if (statistics.types.empty())
     return {};
@@ -264,17 +253,13 @@ constexpr std::array<StatisticsSection, 9> STATISTICS = {{{Section::FILES, rende
                                                           {Section::TYPES, renderTypes},
                                                           {Section::DIRECT, renderDirect}}};
 
-// Those that are about a root.
-struct RootSection {
-  Section section;
-  std::string (*render)(const Root&, const ReportOptions&);
-};
-constexpr std::array<RootSection, 4> ROOT = {{{Section::DIRECTORIES, renderDirectories},
-                                              {Section::WATCHED_LIST, renderWatchedList},
-                                              {Section::OLD, renderOld},
-                                              {Section::WATCHED, renderWatched}}};
-
 }  // namespace
+
+bool ReportOptions::wants(Section section) const {
+  if (!sections.empty())
+    return sections.contains(section);
+  return std::ranges::find(SECTIONS, section, &SectionName::section)->always;
+}
 
 std::string renderStatistics(const Statistics& statistics, const ReportOptions& options) {
   std::string out;
@@ -283,10 +268,17 @@ std::string renderStatistics(const Statistics& statistics, const ReportOptions& 
   return out;
 }
 
-std::string renderSection(Section section, const Root& root, const ReportOptions& options) {
-  for (const RootSection& row : ROOT)
-    if (row.section == section)
-      return row.render(root, options);
+std::string renderOld(const Root& root, const ReportOptions& options) {
+  if (root.ages.empty())
+    return {};
+  const bool byAccess = root.ages.front().kind == AgeKind::ACCESSED;
+  const std::string by = byAccess ? " by time since last access"
+                                  : " by time since last modification (mounted with noatime)";
+  return renderOldOf(root, root.main().owners, "Owners" + by, "owner", options) +
+         renderOldOf(root, root.main().groups, "Groups" + by, "group", options);
+}
+
+std::string renderStatistics(Section section, const Root& root, const ReportOptions& options) {
   std::string out;
   for (const StatisticsSection& row : STATISTICS)
     if (row.section == section)

@@ -8,22 +8,6 @@
 #include "runtime/ut/Trace.h"
 
 namespace orv {
-namespace {
-
-constexpr const char* PLAIN_CHARACTERS =
-    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+,:@%=";
-
-// A file name as one word of the shell.
-std::string shellWord(const std::string& name) {
-  if (!name.empty() && name.find_first_not_of(PLAIN_CHARACTERS) == std::string::npos)
-    return name;
-  std::string word = "'";
-  for (const char c : name)
-    word += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return word + "'";
-}
-
-}  // namespace
 
 CmdExecer::CmdExecer(const std::vector<std::string>& cmdArgs, std::string standardOutput,
                      std::string standardError)

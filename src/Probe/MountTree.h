@@ -10,6 +10,13 @@ namespace orv {
 
 class StatThread;
 
+// One usable entry of the mount table, escapes decoded.
+struct MountEntry {
+  std::string source;      // device, `host:export`, or whatever the filesystem was mounted from
+  std::string mountPoint;  // as the table has it: no trailing "/" unless it is the root
+  std::string type;        // as the system names it ("ext4", "nfs4", ...)
+};
+
 // How the mounts of this process lie on one another, as the kernel tells it: the mount table does
 // not say that a mount is hidden by a later one on a directory above it. Read once per job, used on
 // its thread. No call on any mount is made.

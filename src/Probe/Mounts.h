@@ -3,22 +3,13 @@
 #include <sys/statvfs.h>
 
 #include <cstdio>
-#include <map>
 #include <memory>
-#include <string>
-#include <utility>
+
+#include "Probe/MountTree.h"
 
 namespace orv {
 
 class Filesystem;
-class StatThread;
-
-// One usable entry of the mount table, escapes decoded.
-struct MountEntry {
-  std::string source;      // device, `host:export`, or whatever the filesystem was mounted from
-  std::string mountPoint;  // as the table has it: no trailing "/" unless it is the root
-  std::string type;        // as the system names it ("ext4", "nfs4", ...)
-};
 
 // Reader of the host's mount table, and the capacity figures of what it lists. Made for one pass
 // over the table: closed, then open and read-locked, then closed again at the end. Used on the

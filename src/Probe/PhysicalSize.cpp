@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "Probe/Filesystem.h"
-#include "Probe/Mounts.h"
+#include "Probe/MountTree.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/Trace.h"

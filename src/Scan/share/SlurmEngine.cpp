@@ -68,13 +68,6 @@ int runCommand(std::vector<std::string> words, std::string& output) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-std::string shellWord(const std::string& text) {
-  std::string word = "'";
-  for (const char c : text)
-    word += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return word + "'";
-}
-
 }  // namespace
 
 SlurmEngine::SlurmEngine(const SpreadOptions& options, const WorkDirectory& work,

@@ -54,6 +54,18 @@ std::string_view trimmed(std::string_view text, std::string_view set) noexcept {
   return text.substr(first, last - first + 1);
 }
 
+std::string shellWord(std::string_view text) {
+  // What means nothing to any shell, wherever in a word it stands: no "~", no "#".
+  static constexpr std::string_view PLAIN =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+,:@%=";
+  if (!text.empty() && text.find_first_not_of(PLAIN) == std::string_view::npos)
+    return std::string(text);
+  std::string word = "'";
+  for (const char c : text)
+    word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return word + "'";
+}
+
 std::string errnoText(int error) {
   return std::generic_category().message(error);
 }

@@ -24,6 +24,10 @@ namespace orv {
 // `text` without the characters of `set` at both ends; the result points into `text`.
 [[nodiscard]] std::string_view trimmed(std::string_view text, std::string_view set) noexcept;
 
+// A file name, or any text, as one word of the shell; quoted only where that is needed, so that
+// command lines stay readable.
+[[nodiscard]] std::string shellWord(std::string_view text);
+
 // The system's text for an errno value; thread-safe. The one place that maps errno to text.
 [[nodiscard]] std::string errnoText(int error);
 
