@@ -66,6 +66,7 @@ std::optional<std::pair<int, int>> runNumbers(std::string_view name, const std::
   const auto run = skipNumber(name, 8);
   if (!run || !skip(name, "_") || !skip(name, component) || !skip(name, "."))
     return std::nullopt;
+  // All of the name must fit: what a job did not make itself is never purged.
   const auto sidRun = skipNumber(name, 4);
   if (!sidRun || name != ext)
     return std::nullopt;
@@ -108,6 +109,7 @@ void purgeByAge(NumberedFiles& files, int days, const UseTest& isInUse) {
   const long long oldest = std::time(nullptr) - days * SECONDS_PER_DAY;
   std::erase_if(files, [&](const auto& file) {
     struct stat st {};
+    // One that cannot be examined stays in the count: what is wrong with it is not known.
     if (::lstat(file.second.c_str(), &st) != 0 || st.st_mtime >= oldest)
       return false;
     TRACE(TR_MAX, "File \"%s\" will be deleted", file.second.c_str());
@@ -170,6 +172,7 @@ std::string getNextLogName(const std::string& directory, const std::string& pref
   const auto& [last, lastLogName] = *files.rbegin();
   TRACE(TR_MAX, "lastLogName = %s", lastLogName.c_str());
   const auto size = psFileSize(lastLogName);
+  // A log whose size is not known is written on: a new one each time would fill the directory.
   limits.newInstance = size && limits.maxSize * BYTES_PER_KB - *size <= TOO_LITTLE_ROOM &&
                        last < std::numeric_limits<int>::max();
   return instanceName(prefix, limits.newInstance ? last + 1 : last, extension);
@@ -187,6 +190,7 @@ void purgeLogFiles(NumberedFiles files, const LogLimits& limits, bool byRunNumbe
   // The file that is about to be made counts, too.
   const auto count = static_cast<long long>(files.size()) + (limits.newInstance ? 1 : 0);
   auto file = files.begin();
+  // Oldest first: the map is in the order of the numbers.
   for (long long excess = count - limit; excess > 0 && file != files.end(); --excess, ++file) {
     if (byRunNumber)
       TRACE(TR_MAX, "File \"%s\" with run number %d will be deleted", file->second.c_str(),

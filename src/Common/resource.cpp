@@ -28,6 +28,7 @@ std::string_view takeLine(std::string_view& text) {
   const auto end = text.find('\n');
   std::string_view line = text.substr(0, end);
   text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  // Somebody may have edited the file all the same, on whatever system.
   while (line.ends_with('\r'))
     line.remove_suffix(1);
   return line;
@@ -149,10 +150,12 @@ int removeRecord(const ResourceFile& file, const std::string& name, std::string&
     found = true;
     if (record.pid == ::getpid())
       return true;
+    // Left as it is: that process uses the resource now.
     TRACE(TR_ERROR, "resource lock by another process: %d", record.pid);
     result = RESOURCE_HELD_BY_ANOTHER;
     return false;
   });
+  // Whatever the file says: this process does not use the resource any more.
   ownResources().erase({file.path(), name});
   if (!found)
     TRACE(TR_MAX, "resource %s is not locked", name.c_str());
@@ -218,6 +221,7 @@ std::vector<ResourceRecord> parseResourceRecords(std::string_view text) {
   return records;
 }
 
+// The temporary file lies beside it, on the same filesystem: only then is a rename one step.
 ResourceFile::ResourceFile(std::string path)
     : m_path(std::move(path)), m_temporary(m_path + ".tmp") {}
 

@@ -157,6 +157,7 @@ bool Mounts::readEntry() {
 bool Mounts::nameFileset() {
   if (!m_current.type.starts_with("stfs") && !m_current.type.starts_with("zenfs"))
     return true;
+  // One name for both, as definitions know the type.
   m_current.type = "zenfs";
   m_current.source = getZenfsClusterName(m_current);
   if (!m_current.source.empty())
@@ -178,6 +179,7 @@ bool Mounts::nextMount() {
 std::string getZenfsClusterName(const MountEntry& entry) {
   TRACE_METHOD("getZenfsClusterName(...)");
   std::string cluster;
+  // A stream gives no reason of its own: the system's last word is looked at.
   errno = 0;
   std::ifstream file(ZENFS_CLUSTER_FILE);
   const bool isRead = static_cast<bool>(std::getline(file, cluster));
@@ -188,6 +190,7 @@ std::string getZenfsClusterName(const MountEntry& entry) {
                  {entry.mountPoint, "read " + std::string(ZENFS_CLUSTER_FILE) + ": " + reason});
     return {};
   }
+  // Of a source without a "/" that is all of it.
   const std::string device = entry.source.substr(entry.source.rfind('/') + 1);
   return formatText("%s/%s", name.c_str(), device.c_str());
 }
@@ -203,6 +206,7 @@ int Mounts::statFS(const MountEntry& entry, Filesystem& filesystem, int nfsTimeo
     return 12;
   }
   setCapacity(st, entry, filesystem);
+  // After the capacity, which stands for it where the device tells nothing.
   return GetPhysicalSize(entry, filesystem);
 }
 

@@ -28,6 +28,7 @@ void cleanLineBreaks(std::string& value) {
 }
 
 void appendQuoted(std::string& line, std::string value) {
+  // Nothing between the commas, not even quotes: so readers know a value that is missing.
   if (value.empty())
     return;
   cleanLineBreaks(value);
@@ -132,6 +133,7 @@ void GenericPrint::finish() {
 }
 
 void GenericPrint::noteLostWrite(int error) {
+  // The first error is the cause; those behind it mostly follow from it.
   if (m_lostError == 0)
     m_lostError = error;
   TRACE(TR_ERROR, "ERROR: writing data to file failed");

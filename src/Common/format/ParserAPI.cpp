@@ -14,6 +14,7 @@
 namespace orv {
 namespace {
 
+// The job ends with these codes: whoever started it tells by them what was wrong with the file.
 constexpr int PATH_EMPTY = 12;
 constexpr int OPEN_FAILED = 13;
 constexpr int READ_FAILED = 17;
@@ -66,6 +67,7 @@ std::optional<std::string> openTag(std::string_view line) {
   return std::nullopt;
 }
 
+// The tag that opens the header looks like that of an entity.
 std::optional<std::string> entityTag(std::string_view line) {
   return line == HEADER_OPEN ? std::nullopt : openTag(line);
 }
@@ -88,6 +90,7 @@ std::string unquoted(std::string_view text) {
   value.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
     value += text[i];
+    // A quote inside of quotes is written twice.
     if (text.substr(i, 2) == "\"\"")
       ++i;
   }
@@ -97,6 +100,7 @@ std::string unquoted(std::string_view text) {
 std::string valueOf(std::string_view text) {
   if (text.size() >= 2 && text.starts_with('"') && text.ends_with('"'))
     return unquoted(text.substr(1, text.size() - 2));
+  // Between quotes the word is a value: something may be called so.
   return text == "null" ? std::string() : std::string(text);
 }
 
@@ -202,6 +206,7 @@ ParserAPI::Entity* ParserAPI::findFirstEntity(bool lookForHeader) {
       TRACE(TR_GENERAL, "Close header found\n");
       continue;
     }
+    // Only as the first line: further on it is a tag like any other.
     mayEndHeader = false;
     if (const auto tag = entityTag(*line))
       return newEntity(*tag);
@@ -262,6 +267,7 @@ DataArray ParserAPI::getEntityData(Entity* e, int count) {
     if (endsRows(*line) || i == count)
       break;
     rows.push_back(split(*line));
+    // It fits: a file is refused as soon as it is read beyond 2 GiB.
     e->filePointer = static_cast<std::int32_t>(m_file.position());
     if (count != ALL_ROWS)
       e->dataPointer = e->filePointer;
@@ -301,6 +307,7 @@ std::vector<ParserAPI::Entity*> ParserAPI::getEntityChildren(Entity* parent) {
     int depth = 0;
     while (const auto line = readLine("getEntityChildren()")) {
       if (const auto tag = entityTag(*line)) {
+        // What lies deeper is counted only: every child finds its own children.
         if (depth++ == 0)
           children.emplace_back(newEntity(*tag));
       } else if (isCloseTag(*line) && depth-- == 0 && *line == closeTag) {
@@ -324,6 +331,7 @@ std::string ParserAPI::imbalance() {
   static constexpr const char* OPERATION = "imbalance()";
   std::vector<OpenEntity> open;
   int depth = 0;
+  // Behind the header, whose tags are opened and not closed.
   seek(m_headerEnd, OPERATION);
   for (std::int64_t begin = m_headerEnd; const auto line = readLine(OPERATION);
        begin = m_file.position()) {
@@ -354,6 +362,7 @@ std::string ParserAPI::describeClose(const std::string& tag, std::int64_t positi
 
 long long ParserAPI::lineNumber(std::int64_t position) {
   static constexpr const char* OPERATION = "lineNumber()";
+  // Counted anew each time: only messages ask for it.
   long long number = 1;
   seek(0, OPERATION);
   while (m_file.position() < position && readLine(OPERATION))
@@ -392,6 +401,7 @@ ParserAPI::Entity* ParserAPI::newEntity(const std::string& tag) const {
 }
 
 void ParserAPI::fail(const char* call, const char* operation, const std::string& reason) const {
+  // The text is one that programs look for, so what people need to know stands in the reason.
   std::string text = std::string("ERROR on executing ") + call + " in ParserAPI::" + operation +
                      ". ERRORCODE: " + std::to_string(READ_FAILED) + " File Name: " + m_path;
   TRACE(TR_ERROR, "%s", text.c_str());

@@ -101,6 +101,7 @@ void MonDirAccum::deliver() {
     m_keeper->keep(*this, m_profile, *m_directory);
   else
     m_owner.push_front(std::make_unique<ResultsByFS>(m_filesystem, m_directory, takeResults()));
+  // The largest thing by far that an idle one would keep.
   releaseInodeTableMap();
   // Inactive again, for the next directory of this level.
   m_directory.reset();

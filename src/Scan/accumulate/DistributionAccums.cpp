@@ -15,6 +15,7 @@ namespace orv {
 namespace {
 
 constexpr std::int64_t DAY = 86400;
+// Bucket 8 takes all that is older than the last bound; this one what is dated ahead.
 constexpr std::size_t FUTURE_BUCKET = 9;
 
 // Inclusive upper bounds in seconds of the buckets 0 to 7. The last is a year of 365.25 days.
@@ -33,6 +34,7 @@ void count(STimeDist& record, std::size_t bucket, std::int64_t length) noexcept 
   ++record.tdCounts[bucket];
 }
 
+// Unlike `accumulate`, which passes a missing entry over: nothing has no time to return.
 [[noreturn]] void refuse(const char* text) {
   TRACE(TR_MAX, "%s", text);
   throw std::invalid_argument(text);
@@ -47,9 +49,11 @@ void TimeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   TRACE_METHOD("accumulate(...)");
   if (!areGiven(pScanner, pInfo))
     return;
+  // Cut to whole seconds: before 1970 that may be one second too young, which no bucket shows.
   const std::int64_t age = pScanner->scanStart() - time(pInfo) / 1000;
   // A day of tolerance for clocks that disagree: what is less ahead counts as young.
   if (age < -DAY) {
+    // Not part of the average: one date far ahead would make a whole tree look new.
     count(*m_record, FUTURE_BUCKET, pInfo->faLength);
     return;
   }
@@ -67,6 +71,7 @@ void TimeDistAccum::finish(CuStatResults*) {
 }
 
 void TimeDistAccum::save(RowSink& sink) const {
+  // The sum and not the average: averages of parts cannot be added.
   std::vector<std::int64_t> figures = {m_fileCount, m_ageSum};
   figures.insert(figures.end(), m_record->tdSizes.begin(), m_record->tdSizes.end());
   figures.insert(figures.end(), m_record->tdCounts.begin(), m_record->tdCounts.end());
@@ -152,6 +157,7 @@ void SizeDistAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
   ++m_record->szdCounts[bucket];
 }
 
+// Nothing is derived from the figures: the record was complete with the last entry.
 void SizeDistAccum::finish(CuStatResults*) {
   TRACE_METHOD("finish(...)");
 }

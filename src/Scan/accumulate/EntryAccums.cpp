@@ -77,6 +77,7 @@ void FileAccum::save(RowSink& sink) const {
 }
 
 void FileAccum::absorb(Scanner& scanner, const StateRow& row) {
+  // As if it were met now: what ranks among all ranked in its own part.
   FileAttributes info = row.entry;
   accumulate(&scanner, &info);
 }
@@ -90,6 +91,8 @@ void LargeFileAccum::accumulate(Scanner* pScanner, FileAttributes* pInfo) {
     return;
   const bool inBlocks = Filesystem::isFAT(pScanner->filesystem().fsType);
   const std::int64_t size = inBlocks ? pInfo->faBlocks : pInfo->faLength;
+  // Cut to 32 bits, deliberately: 2 GiB and more may rank too low or be missing, and reports say
+  // so.
   add(pScanner, pInfo, static_cast<std::int32_t>(size), SF_LARGEST_FILES);
 }
 
@@ -199,6 +202,7 @@ void LargeDirAccum::save(RowSink& sink) const {
 }
 
 void LargeDirAccum::absorb(Scanner&, const StateRow& row) {
+  // From its figures and not by its entries: those were counted where they were walked.
   auto directory = std::make_unique<SDirectory>();
   static_cast<FileAttributes&>(*directory) = row.entry;
   directory->dirFilesystemID = m_filesystem.fsID;

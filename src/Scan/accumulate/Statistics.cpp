@@ -68,6 +68,7 @@ AccumulatorPtr makeSummary(const Request& r) {
   auto record = std::make_unique<SSummary>();
   record->sumFilesystemID = r.filesystem.fsID;
   record->sumStatisticID = r.profile.sdID;
+  // The figures of now: those of the first profile are set again when the walk has ended.
   record->sumCapacity = r.filesystem.fsCapacity;
   record->sumFreeSpace = r.filesystem.fsFreeSpace;
   record->sumUsedSpace = r.filesystem.fsUsedSpace;
@@ -91,6 +92,7 @@ AccumulatorPtr makeSizeDistribution(const Request& r) {
 }
 
 bool wantsFileTypes(const Request& r) {
+  // Some profiles ask for types on Windows only; here they get none.
   return r.profile.sdLargestFileTypes > 0 &&
          (!r.profile.sdWinOnlyFileType || CommonAgentFactory::getCommonAgent()->isWindows);
 }

@@ -59,6 +59,7 @@ void SummaryAccum::finish(CuStatResults* results) {
     TRACE(TR_MAX, "ERROR: The parameter CuStatResults <results> is NULL. Leaving method.");
     return;
   }
+  // As it should be: the results own the record that entries were added to.
   if (m_pSSummary == results->srSummary.get())
     return;
   TRACE(TR_MAX,
@@ -149,6 +150,7 @@ void UserOrGroupAccum::absorb(Scanner& scanner, const StateRow& row) {
   record.sugFileCount += static_cast<std::uint32_t>(figures.next());
   record.sugDirectoryCount += static_cast<std::uint32_t>(figures.next());
   addSaturating(record.sugTotalSize, figures.next());
+  // Both of a part: its second largest may be the second of all.
   noteLargest(record, figures.next());
   noteLargest(record, figures.next());
   for (std::int64_t& size : record.sugSizes)
@@ -187,6 +189,7 @@ bool FileTypeAccum::extractExtensionName(std::string_view name, bool winOS,
     const char c = name[i];
     const std::size_t behind = name.size() - 1 - i;
     if (c == '.') {
+      // "name." ends in no extension, and ".name" is a hidden file.
       if (behind == 0 || name[i - 1] == '/')
         return false;
       ext = name.substr(i + 1);
@@ -276,6 +279,7 @@ void FileTypeAccum::finish(CuStatResults* results) {
     if (most.mustAdd(entry->second.summary->spaceUsed))
       most.add(std::move(entry->second.summary));
   results->srFileTypes = most.takeChain([](FileTypeSummary&) {});
+  // It points into the table that is emptied next.
   m_last = nullptr;
   m_summaries.clear();
   m_finished = true;

@@ -72,6 +72,7 @@ std::span<const Field<MonDirSpec>> MonDirSpec::fields() noexcept {
 void MonDirSpec::inititializeObject(const HeaderArray& refHeaderArray,
                                     const DataArray& refDataArray) {
   TRACE_METHOD("inititializeObject(...)");
+  // All rows are looked at before any is taken: a bad one must not leave half a record.
   for (const std::vector<std::string>& innerArray : refDataArray)
     checkSizes(refHeaderArray, innerArray,
                "ERROR: innerArray.size() != refHeaderArray.size(). "
@@ -210,6 +211,7 @@ void AgentScan::setStatistics(std::unique_ptr<CuStatDefList> statistics) {
 }
 
 void AgentScan::addStatistics(std::unique_ptr<CuStatDef> profile) {
+  // As with the directories: the rest of an older chain does not come along.
   profile->sdNext = nullptr;
   if (!m_pStatistics.empty())
     m_pStatistics.back()->sdNext = profile.get();

@@ -139,6 +139,7 @@ void FileScoreRule::setCScore(std::int16_t pScore) {
   m_cScore = pScore;
 }
 
+// No definition holds actions: there is nothing to read.
 void BackupAction::inititializeObject(const HeaderArray&, const DataArray&) {
   TRACE_METHOD("inititializeObject(...)");
 }
@@ -149,6 +150,7 @@ void BackupAction::printHeader(GenericPrint& print) {
 
 void BackupAction::printData(GenericPrint& print) const {
   TRACE_METHOD("printData(...)");
+  // Both refer to records of this process, which mean nothing to a reader.
   TRACE(TR_GENERAL, "baFile not serialized!");
   TRACE(TR_GENERAL, "baFilesystem not serialized!");
   print.printDataLine(fieldValues(ACTION_FIELDS, *this));
@@ -211,6 +213,7 @@ void CuStatDef::inititializeObject(const HeaderArray& refHeaderArray,
 
 void CuStatDef::parseWhereClause(const std::string& text) {
   m_whereClause.clear();
+  // So writers say that there is no clause.
   if (text == "null")
     return;
   bool atTokenStart = true;
@@ -227,6 +230,7 @@ void CuStatDef::parseWhereClause(const std::string& text) {
 void CuStatDef::addListedFilesystems(const HeaderArray& refHeaderArray,
                                      const DataArray& refDataArray) {
   TRACE_METHOD("addListedFilesystems(...)");
+  // All rows are looked at before any is taken: a bad one must not leave half a list.
   for (const std::vector<std::string>& row : refDataArray)
     checkSizes(refHeaderArray, row);
   for (const std::vector<std::string>& row : refDataArray)
@@ -243,6 +247,7 @@ void CuStatDef::printData(GenericPrint& print, std::span<ResultsByFS* const> res
   TRACE_METHOD("printData(...)");
   print.printBegin(ENTITY_NAME);
   print.printDataLine(fieldValues(fields(), *this));
+  // Inside the profile's entity: a reader knows the profile of a result by where it stands.
   for (const ResultsByFS* result : results)
     result->printData(print);
   for (const std::unique_ptr<BackupAction>& action : sdBackupAction)
@@ -282,6 +287,7 @@ void CuStatDef::writeForProfile() {
 std::string CuStatDef::toString() const {
   std::string result;
   for (const std::string_view name : SHOWN) {
+    // Always found: every name above is that of a row.
     const Field<CuStatDef>& field = *findField(fields(), name);
     result.append("\n").append(name).append(" = ").append(field.write(*this));
   }

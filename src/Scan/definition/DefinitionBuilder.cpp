@@ -17,6 +17,7 @@ DefinitionBuilder::DefinitionBuilder(const std::string& file, AgentScan& agentSc
 
 void DefinitionBuilder::build() {
   TRACE_METHOD("buildDefinition()");
+  // The reader hands out bare pointers; they have an owner from here on.
   std::unique_ptr<Entity> ef(m_reader.findNextEntity(nullptr));
   while (ef) {
     TRACE(TR_GENERAL, "found entity: %s", ef->name.c_str());
@@ -131,6 +132,7 @@ void DefinitionBuilder::buildFilesystem(Entity& entity) {
     filesystem->nasFiler = buildNasFiler(child);
     return true;
   });
+  // Last: a filer that is refused must leave no half of a filesystem behind.
   m_agentScan.addFilesystem(std::move(filesystem));
 }
 
@@ -158,6 +160,7 @@ void DefinitionBuilder::buildProfile(Entity& entity) {
   auto profile = std::make_unique<CuStatDef>();
   fill(entity, *profile);
   forEachChild(entity, [this, &profile](Entity& child) {
+    // The filesystems that a profile is for come as results that are still empty.
     if (child.name == "ResultsByFS") {
       const auto header = m_reader.getEntityHeader(child.name);
       forEachRow(child, [&](const DataArray& row) { profile->addListedFilesystems(header, row); });

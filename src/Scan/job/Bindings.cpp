@@ -18,9 +18,11 @@
 namespace orv {
 namespace {
 
+// What a profile is for; every number but 0 and 4 means all filesystems of the job.
 enum TypeCode : std::int64_t { DIRECTORIES_ONLY = 0, UNANNOUNCED = 3, LISTED_FILESYSTEMS = 4 };
 
 std::int64_t typeCode(const CuStatDef& profile) {
+  // A text that is no number counts as 0.
   return std::strtol(profile.sdType.c_str(), nullptr, 10);
 }
 
@@ -118,6 +120,7 @@ std::shared_ptr<const PathPattern> compileMask(const std::string& path) {
 }
 
 bool isOnComputer(const MonDirSpec& dirSpec, const Filesystem& filesystem) {
+  // Without a number the specification is for every computer.
   const std::int32_t computer = dirSpec.getMdsComputerID();
   return computer < 1 || computer == owningComputer(filesystem) ||
          computer == filesystem.fsComputerID;
@@ -191,6 +194,7 @@ int bindProfiles(CuStatDef* profiles, Bindings& bindings) {
 
 int bindDirectoryProfiles(CuStatDef* profiles, Bindings& bindings) {
   TRACE_METHOD("bindDirectoryProfiles(...)");
+  // Nothing to watch: clauses that nobody asks need not be valid either.
   if (std::ranges::all_of(bindings.refs, [](const auto& ref) { return ref->directories.empty(); }))
     return 0;
   int rc = 0;

@@ -10,6 +10,7 @@
 namespace orv {
 namespace {
 
+// Four hosts at most, three names and an address, and two forms of the export for each.
 constexpr std::size_t MAX_CANDIDATES = 8;
 constexpr const char* ROOT_VOLUME = "vol/vol0";
 
@@ -22,6 +23,7 @@ std::string mountPointOf(const Filesystem& filesystem) {
 }
 
 std::string exportOf(const Filesystem& filesystem) {
+  // A definition that names no export means that the mount point is called like it.
   return filesystem.fsExportName.empty() ? mountPointOf(filesystem) : filesystem.fsExportName;
 }
 
@@ -40,6 +42,7 @@ std::vector<std::string> hostNames(const NasFiler& filer) {
   if (hosts.empty())
     return hosts;
   const std::string address = InetAddress::getHostAddress(hosts.back());
+  // An IPv6 address stands in brackets, or its colons would hide the one before the export.
   addOnce(hosts, address.find(':') == std::string::npos || address.front() == '['
                      ? address
                      : "[" + address + "]");
@@ -51,6 +54,7 @@ std::vector<std::string> filerCandidates(const Filesystem& filesystem, const Nas
   const std::string exportName = exportOf(filesystem);
   for (const std::string& host : hostNames(filer)) {
     addOnce(candidates, host + ":" + exportName);
+    // Mount tables have this one volume with a "/" and without.
     if (exportName == ROOT_VOLUME)
       addOnce(candidates, host + ":/" + exportName);
   }
@@ -107,6 +111,7 @@ std::unique_ptr<FilesystemList> arrangeFilesystems(std::unique_ptr<FilesystemLis
     std::int32_t nasID;
     FilesystemList filesystems;
   };
+  // In the order of their numbers: which filesystem comes first must not depend on hashing.
   std::map<std::int32_t, std::vector<FilerGroup>> domains;
   for (auto& filesystem : *pFSList) {
     if (!filesystem->nasFiler) {
@@ -131,6 +136,7 @@ std::unique_ptr<FilesystemList> arrangeFilesystems(std::unique_ptr<FilesystemLis
 
 void sortFilesystemsByID(FilesystemList& filesystems) {
   TRACE_METHOD("sortFilesystemsByID(...)");
+  // Stable: the definition decides between two of one number.
   std::stable_sort(filesystems.begin(), filesystems.end(),
                    [](const auto& a, const auto& b) { return a->fsID < b->fsID; });
 }

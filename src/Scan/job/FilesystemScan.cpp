@@ -67,6 +67,7 @@ int FilesystemScan::doScan(AgentScan* job, int nfsTimeout) {
   m_bindings = Bindings();
   m_userTable.cleanUP();
   restoreFakes();
+  // They were arranged for the walks; whoever reads them afterwards looks for numbers.
   sortFilesystemsByID(*job->getFilesystems());
   return m_rc;
 }
@@ -86,6 +87,7 @@ int FilesystemScan::doShare(AgentScan* job, const share::Share& share, share::St
   m_rc = walk.walk();
   reportFailedLookups(ref);
   walking(false);
+  // Unclosed otherwise: a walk that failed leaves no state.
   if (m_rc <= SCAN_INCOMPLETE)
     state.close({walk.entries(), m_rc,
                  std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -177,6 +179,7 @@ bool FilesystemScan::handleMounts(MountsMap& map) {
   }
   while (mounts.nextMount()) {
     const MountEntry& entry = mounts.current();
+    // Of two at one place the later one is in force: it replaces the other here.
     map[entry.mountPoint] = entry;
     // A definition may name a network filesystem by its source: "host:export" stands for the mount.
     if (isNetworkSource(entry.source))

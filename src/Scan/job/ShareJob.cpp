@@ -47,6 +47,7 @@ std::uint32_t shareNumber(const char* text) {
   std::uint32_t number = 0;
   const char* end = text + std::strlen(text);
   const auto [at, error] = std::from_chars(text, end, number);
+  // The whole text: by the start of "12a" a share would be walked that nobody meant.
   if (error != std::errc() || at != end)
     throw std::invalid_argument(std::string("no number of a share: ") + text);
   return number;
@@ -63,6 +64,7 @@ void boundMemory() noexcept {
 void walkShare(const std::string& directory, std::uint32_t number) {
   const share::WorkDirectory work(directory);
   share::Share share = share::readShare(work.share(number), {});
+  // Part of the state's temporary name: two nodes may be at one share for a while.
   share.header.node = share::nodeName();
   MessageCatalog catalog;
   if (!catalog.open(work.catalogDirectory(), "xrmna.cat", "ORV"))
@@ -81,6 +83,7 @@ void walkShare(const std::string& directory, std::uint32_t number) {
   const int code = scan.doShare(&job, share, state, work.temporary(), [&](bool isWalking) {
     log.writeInto(isWalking ? &state : nullptr);
   });
+  // Leaves the state unclosed, so that nothing of it is merged.
   if (code >= FAILED)
     throw std::runtime_error("the share cannot be walked here");
 }
@@ -89,6 +92,7 @@ void walkShare(const std::string& directory, std::uint32_t number) {
 
 int runShare(const char* workDirectory, const char* number) noexcept {
   setUpProcess();
+  // Before anything is allocated: what has its place already would keep it.
   boundMemory();
   // Whoever started it has others walk the share when it is gone itself.
   ::prctl(PR_SET_PDEATHSIG, SIGTERM);

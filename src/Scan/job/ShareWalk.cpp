@@ -10,6 +10,7 @@
 namespace orv {
 namespace {
 
+// What a walk returns that had to leave something out; codes above it mean that it failed.
 constexpr int INCOMPLETE = 4;
 
 }  // namespace
@@ -47,6 +48,8 @@ void ShareWalk::build() {
   for (const Assoc& assoc : m_ref.assocs) {
     m_containers.push_back(std::make_unique<CuStatAccum>());
     m_containers.back()->buildAccum(*assoc.profile, *m_ref.filesystem);
+    // In a part nobody knows which name of a linked file a walk over the whole tree would meet
+    // first.
     m_containers.back()->gatherPart(makeFirstNames());
     m_actions.push_back({m_containers.back().get(), &m_selections.of(*assoc.tree)});
   }
@@ -57,6 +60,7 @@ void ShareWalk::build() {
 
 int ShareWalk::walk() {
   int code = 0;
+  // A share without roots is the first one: it begins where the scan does.
   share::LeftOver scanRoot;
   scanRoot.directory.faPlace = place::ROOT;
   if (m_share.roots.empty())
@@ -68,10 +72,12 @@ int ShareWalk::walk() {
       continue;
     }
     code = std::max(code, walkFrom(root));
+    // Nothing more is written: the state is dropped, for half a share cannot be merged.
     if (code > INCOMPLETE)
       return code;
   }
   if (m_watch)
+    // Nothing encloses the end: what the last root lay in is done and gets written.
     m_watch->resume({}, 0);
   for (std::size_t i = 0; i < m_containers.size(); ++i)
     write(*m_containers[i], {FILESYSTEM_ORDER, numberOf(*m_ref.assocs[i].profile), false, {}});
@@ -98,6 +104,8 @@ bool ShareWalk::mayEnter(std::int64_t entries) {
 }
 
 void ShareWalk::leaveOver(const FileAttributes& directory) {
+  // With all that it lies in: whoever walks it begins in the middle of the tree and meets none of
+  // it.
   share::LeftOver left{directory, {}};
   if (m_watch)
     for (const auto& monitored : m_watch->enclosing())
@@ -130,6 +138,7 @@ std::unique_ptr<FirstNames> ShareWalk::makeFirstNames() {
 }
 
 void ShareWalk::keep(CuStatAccum& container, const CuStatDef& profile, const SMonDir& directory) {
+  // Behind everything that lies in it: there a single walk is done with a directory.
   write(container, {directory.faPlace + place::BEHIND,
                     numberOf(profile),
                     true,
@@ -137,6 +146,7 @@ void ShareWalk::keep(CuStatAccum& container, const CuStatDef& profile, const SMo
 }
 
 void ShareWalk::write(CuStatAccum& container, const share::Container& header) {
+  // Before the figures are saved: draining counts the later names in them.
   m_writer.container(header);
   static_cast<share::LinkStore&>(*container.firstNames())
       .drain([this](FileAttributes& name) { m_writer.firstName(name); },

@@ -63,6 +63,7 @@ class Containers : public share::MergeTarget {
   CuStatAccum& begin(const share::Container& container) override {
     m_container = container;
     m_profile = &profileOf(m_profiles, container.profile);
+    // New ones for every container: the figures of one must not get into the next.
     m_accumulators = std::make_unique<CuStatAccum>();
     m_accumulators->buildAccum(*m_profile, *m_ref.filesystem, m_ref.filesystem->fsScanTime);
     return *m_accumulators;
@@ -110,6 +111,7 @@ class ResultTarget final : public Containers {
   }
   void end() override {
     m_accumulators->finishParts();
+    // At the front, where a single walk puts what it leaves last; containers come in that order.
     if (m_container.isDirectory) {
       m_profile->sdResults.push_front(std::make_unique<ResultsByFS>(*m_ref.filesystem, directory(),
                                                                     m_accumulators->takeResults()));

@@ -69,6 +69,8 @@ void printRecords(GenericPrint& print, const char* slot, const std::unique_ptr<R
   printEntity(print, Record::ENTITY_NAME, slot, [&] { record->printData(print); });
 }
 
+// A statistic of the results. What is counted and printed differs by type only: the table keeps one
+// row for each.
 struct Slot {
   const char* name;
   std::size_t (*count)(const CuStatResults&);
@@ -129,6 +131,7 @@ void CuStatResults::printData(GenericPrint& print) const {
   print.printBegin(ENTITY_NAME);
   print.printDataLine(values);
   for (const Slot& row : SLOTS)
+    // A statistic that was not gathered, or holds nothing, has no entity: its count says so.
     if (row.count(*this) > 0)
       row.print(*this, print, row.name);
   print.printEnd(ENTITY_NAME);
@@ -153,6 +156,7 @@ void ResultsByFS::printData(GenericPrint& print) const {
   print.printBegin(ENTITY_NAME, m_monDir ? SMonDir::ENTITY_NAME : Filesystem::ENTITY_NAME);
   print.printDataLine({std::to_string(rfResults->srID),
                        std::to_string(m_monDir ? mdsIDOf(*m_monDir) : m_filesystem.fsID)});
+  // A directory's record stands with its results: nothing else in the result names it.
   if (m_monDir) {
     print.printBegin(SMonDir::ENTITY_NAME);
     m_monDir->printData(print);

@@ -60,6 +60,7 @@ constexpr Column<SDirectory> DIRECTORY_COLUMNS[] = {
 // clang-format on
 
 std::string filesystemText(const SMonDir& record) {
+  // By number, as everything in a result refers to filesystems.
   return record.smFilesystem == nullptr ? std::string() : std::to_string(record.smFilesystem->fsID);
 }
 
@@ -78,6 +79,7 @@ constexpr Column<SMonDir> MONDIR_COLUMNS[] = {
 }  // namespace
 
 void SFile::printHeader(GenericPrint& print) {
+  // A file's own columns first, then those of its entry, in the header as in the data.
   std::vector<std::string> names = columnNames<SFile>(FILE_COLUMNS);
   appendNames(names);
   print.printHeaderLine(names);

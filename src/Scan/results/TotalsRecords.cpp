@@ -26,6 +26,7 @@ constexpr Column<SSummary> SUMMARY_COLUMNS[] = {
 };
 // clang-format on
 
+// Unsigned: ids above 2^31 are ordinary ones.
 std::string identityText(const SUGHist& record) {
   return record.sugIdentity == nullptr
              ? std::string()
@@ -54,6 +55,7 @@ constexpr Column<SUserOrGroup> OWNER_COLUMNS[] = {
 };
 // clang-format on
 
+// By number: types have records of their own in the result, with their names.
 std::string typeText(const FileTypeSummary& record) {
   return record.fileType == nullptr ? std::string() : std::to_string(record.fileType->fptID);
 }
@@ -84,6 +86,7 @@ void SSummaryHist::printData(GenericPrint& print) const {
 }
 
 void SSummary::printHeader(GenericPrint& print) {
+  // The columns of the history come first: readers of that find them in both records.
   std::vector<std::string> names = columnNames<SSummaryHist>(SUMMARY_HIST_COLUMNS);
   appendColumnNames<SSummary>(SUMMARY_COLUMNS, names);
   print.printHeaderLine(names);
@@ -104,6 +107,7 @@ void SUGHist::printData(GenericPrint& print) const {
 }
 
 void SUserOrGroup::printHeader(GenericPrint& print) {
+  // As with the summary: what owners' history has in common with it comes first.
   std::vector<std::string> names = columnNames<SUGHist>(OWNER_HIST_COLUMNS);
   appendColumnNames<SUserOrGroup>(OWNER_COLUMNS, names);
   print.printHeaderLine(names);

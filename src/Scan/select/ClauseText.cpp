@@ -140,6 +140,7 @@ std::optional<ClauseValue> restOfDate(ClauseCursor& cursor, std::size_t from,
                             std::chrono::day{static_cast<unsigned>(day)}};
   std::int64_t time = 0;
   std::int64_t length = DAY;
+  // A date alone means its whole day, one with a time that second.
   if (cursor.take("T") || cursor.take("t")) {
     const int hour = takeTwoDigits(cursor, "");
     const int minute = hour < 0 ? -1 : takeTwoDigits(cursor, ":");
@@ -151,6 +152,7 @@ std::optional<ClauseValue> restOfDate(ClauseCursor& cursor, std::size_t from,
     time = hour * 3600 + minute * 60 + second;
     length = 1;
   }
+  // The calendar decides: there is no 29 February in most years.
   if (!date.ok()) {
     cursor.fail(from, DATE_EXPECTED);
     return std::nullopt;
@@ -165,6 +167,7 @@ std::string shownInError(std::string_view text) {
   if (text.size() <= LONGEST_SHOWN)
     return '"' + withoutControlCharacters(text) + '"';
   std::size_t cut = LONGEST_SHOWN;
+  // Not inside of a character: half of one is no text.
   while (cut > 1 && !startsCharacter(text[cut]))
     --cut;
   return '"' + withoutControlCharacters(text.substr(0, cut)) + "...\"";
@@ -218,6 +221,7 @@ std::string ClauseCursor::foundAt(std::size_t where) const {
 }
 
 std::size_t NormalizedClause::typedPosition(std::string_view typed, std::size_t position) const {
+  // By characters on both sides: whoever looks for the place counts those, not bytes.
   std::size_t at = 0;
   for (std::size_t seen = 0; at < clause.size(); ++at)
     if (startsCharacter(clause[at]) && ++seen == position)
@@ -242,6 +246,7 @@ NormalizedClause normalizeClause(std::string_view typed) {
       continue;
     // Behind the blanks: between quotes they are a fault, elsewhere they are dropped.
     inQuotes = inQuotes != (c == '\'');
+    // A blank between any two bytes, which is how definitions hold a clause.
     if (!result.clause.empty())
       result.tokens += ' ';
     result.tokens += c;
@@ -270,6 +275,7 @@ std::optional<ClauseValue> readWhen(ClauseCursor& cursor) {
     cursor.fail(from, WHEN_EXPECTED);
     return std::nullopt;
   }
+  // Only a date goes on so: an age has its unit there.
   if (cursor.peek() == '-')
     return restOfDate(cursor, from, digits);
   return withUnit(cursor, from, digits, Measure::AGE, AGE_UNITS,

@@ -68,6 +68,7 @@ class GlobReader final {
   }
 
   void readEscape() {
+    // One byte only where the sign is the last of the glob.
     const std::string escape = m_glob.substr(m_at, 2);
     m_at += escape.size();
     if (escape == "\\/")
@@ -75,10 +76,13 @@ class GlobReader final {
     else if (escape.size() == 2 && ESCAPED_LITERALS.find(escape[1]) != std::string_view::npos)
       addLiteral(escape[1], "\\");
     else
+      // An operator of expressions, written on purpose: what it does to its neighbours is not known
+      // here.
       m_pieces.push_back({Kind::VERBATIM, escape, {}});
   }
 
   void addLiteral(char c, const char* escape) {
+    // Neighbours become one piece: comparisons take it whole, and shapes count pieces.
     if (m_pieces.empty() || m_pieces.back().kind != Kind::LITERAL)
       m_pieces.push_back({Kind::LITERAL, {}, {}});
     m_pieces.back().regex.append(escape).push_back(c);

@@ -124,6 +124,7 @@ bool starMatches(const PathPattern::Shape& shape, std::string_view text) {
 bool subtreeMatches(const PathPattern::Shape& shape, std::string_view text) {
   if (!shape.anyDepth)
     return text.starts_with(shape.head) && endsAt(text, shape.head.size());
+  // The head may also stand inside of a longer name: only whole components count.
   for (std::size_t at = 0; (at = text.find(shape.head, at)) != std::string_view::npos; ++at)
     if (beginsAt(text, at) && endsAt(text, at + shape.head.size()))
       return true;

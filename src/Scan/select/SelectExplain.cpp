@@ -123,6 +123,7 @@ std::string timesText(const Span& span) {
   const auto isStartOfDay = [](std::int64_t seconds) { return seconds % DAY == 0; };
   if (span.low == span.high)
     return "the second " + utcText(span.low) + " UTC";
+  // Both ends belong to the span: the second behind it begins the next day.
   if (!isStartOfDay(span.low) || !isStartOfDay(span.high + 1))
     return "the time " + utcText(span.low) + " to " + utcText(span.high) + " UTC";
   if (span.high - span.low < DAY)
@@ -147,6 +148,7 @@ const char* wordOf(bool isOwner) {
 }  // namespace
 
 void AndNode::describe(std::string& out, int level) const {
+  // The empty clause is an "and" of nothing.
   if (m_children.empty())
     addLine(out, level, "every entry");
   else
@@ -200,6 +202,8 @@ void OwnerNameNode::describe(std::string& out, int level) const {
 void PatternNode::describe(std::string& out, int level) const {
   std::string line = m_scope == PatternScope::PATH ? "path" : "name";
   line += " matches '" + withoutControlCharacters(m_glob) + "'";
+  // The glob is only how it was written: where an expression decides, that is what must be looked
+  // at.
   if (m_pattern->usesRegex())
     line += ", the regular expression " + withoutControlCharacters(m_pattern->expression());
   addLine(out, level, line);

@@ -11,10 +11,12 @@ namespace {
 constexpr std::int64_t MS_PER_SECOND = 1000;
 
 void sortByCost(std::vector<ClauseNodePtr>& nodes) {
+  // Stable: tests of one cost are asked in the order in which they were written.
   std::ranges::stable_sort(nodes, {}, [](const ClauseNodePtr& node) { return node->cost(); });
 }
 
 int costOfAll(const std::vector<ClauseNodePtr>& nodes) {
+  // One for the node itself: a group costs more than its only test.
   int cost = 1;
   for (const ClauseNodePtr& node : nodes)
     cost += node->cost();
@@ -89,6 +91,7 @@ bool NotNode::matches(const FileAttributes& info, const SelectContext& context) 
 }
 
 bool TypeNode::matches(const FileAttributes& info, const SelectContext& /*context*/) const {
+  // A type beyond the bits of the list fits none, and to shift that far is not defined.
   return info.faType < 32 && (m_types >> info.faType & 1U) != 0;
 }
 

@@ -64,6 +64,7 @@ class Parse final {
   explicit Parse(std::string_view clause) : m_cursor(clause) {}
 
   ParsedClause run() {
+    // An empty clause admits everything, as if there were none.
     ClauseNodePtr root =
         m_cursor.atEnd() ? std::make_unique<AndNode>(std::vector<ClauseNodePtr>{}) : wholeClause();
     if (m_cursor.failed())
@@ -84,6 +85,7 @@ class Parse final {
 
   ClauseNodePtr wholeClause() {
     ClauseNodePtr root = alternatives();
+    // A valid start is not enough: "size>1)" must not pass for "size>1".
     if (!m_cursor.atEnd())
       m_cursor.fail(m_cursor.at(), "\"&\", \"|\" or the end of the clause");
     return root;
@@ -116,6 +118,7 @@ class Parse final {
                               " \"(\" and \"!\" inside one another");
       return nullptr;
     }
+    // A "!" binds to what follows at once: "!a&b" is "(!a)&b".
     ClauseNodePtr inner = negation ? opposite(unary()) : parenthesized();
     --m_nesting;
     return inner;
@@ -185,6 +188,7 @@ class Parse final {
     if (!negated)
       return nullptr;
     const std::size_t from = m_cursor.at();
+    // The quotes decide and not the text between them: somebody may be called "1000".
     if (m_cursor.peek() == '\'') {
       const auto name = quoted("a name");
       return name ? negateIf(*negated,
@@ -197,6 +201,7 @@ class Parse final {
       return nullptr;
     }
     std::uint32_t id = 0;
+    // Ids have 32 bits: a larger number fits nobody and is a slip.
     if (std::from_chars(digits.data(), digits.data() + digits.size(), id).ec != std::errc{}) {
       m_cursor.fail(from, "an id of at most 4294967295");
       return nullptr;
@@ -249,6 +254,7 @@ class Parse final {
       m_cursor.fail(m_cursor.at(), "\":\"");
       return nullptr;
     }
+    // All of them must be set. Not joined by "&", which would begin another test.
     std::uint32_t flags = 0;
     do {
       const std::size_t from = m_cursor.at();
@@ -287,6 +293,7 @@ class Parse final {
       m_cursor.fail(m_cursor.at(), "the ' that closes " + what);
       return std::nullopt;
     }
+    // What is empty fits nothing: it was forgotten.
     if (text.empty()) {
       m_cursor.fail(from, what + " between the quotes");
       return std::nullopt;
@@ -318,6 +325,7 @@ const Parse::Test Parse::TESTS[] = {
 };
 // clang-format on
 
+// Down here, because the table refers to operations that the class must have declared before.
 ClauseNodePtr Parse::test() {
   const std::size_t from = m_cursor.at();
   const std::string_view word = m_cursor.takeLetters();

@@ -30,6 +30,7 @@ constexpr std::size_t NAMED_DIRECTORIES = 10;
 
 std::string newRunName() {
   std::uint64_t number = 0;
+  // Two runs in one directory must never take each other's states for their own.
   if (::getrandom(&number, sizeof number, 0) != sizeof number)
     throw StateError("name the run: " + errnoText(errno));
   return formatText("%016lx", static_cast<unsigned long>(number));
@@ -194,6 +195,7 @@ std::int64_t Coordinator::worthAStart() const {
 }
 
 void Coordinator::settle(Engine& engine, const Engine::Ended& ended) {
+  // Settled already: nothing more of it is expected.
   if (!m_running.contains(ended.share))
     return;
   try {
@@ -244,6 +246,7 @@ std::vector<LeftOver> Coordinator::take(std::uint32_t number, const std::string&
 }
 
 void Coordinator::retry(Engine& engine, std::uint32_t number, const std::string& reason) {
+  // What was refused once would be found, and refused, again.
   ::unlink(m_work.state(number).c_str());
   if (m_running[number]++ < MAX_ATTEMPTS) {
     issueMessage(msg::STA0565W, {std::to_string(number), reason});
@@ -257,6 +260,7 @@ void Coordinator::retry(Engine& engine, std::uint32_t number, const std::string&
 void Coordinator::giveUp(std::uint32_t number, const std::string& reason) {
   m_running.erase(number);
   m_outcome.code = INCOMPLETE;
+  // Read again for this: shares that run are known by their numbers only.
   const Share share = readShare(m_work.share(number), m_run.run);
   std::string names;
   for (std::size_t i = 0; i < std::min(share.roots.size(), NAMED_DIRECTORIES); ++i)

@@ -16,9 +16,11 @@ namespace {
 
 // What a name takes in memory besides its bytes.
 constexpr std::size_t NODE_BYTES = 80;
+// One for each file that is merged, and there may be many of them: small.
 constexpr std::size_t BUFFER = 16'384;
 
 // Before each name in a file.
+// In the machine's own byte order: nobody but this process ever reads it.
 struct Prefix {
   std::uint64_t inode;
   std::uint32_t length;
@@ -55,6 +57,7 @@ class LinkStore::Run final {
     } else {
       m_inode = prefix.inode;
       m_name.resize(prefix.length);
+      // A number without its name: no file was left so.
       if (!take(m_name.data(), m_name.size()))
         fail("read", m_directory);
     }
@@ -75,6 +78,7 @@ class LinkStore::Run final {
   }
   bool refill() {
     m_buffer.resize(BUFFER);
+    // By offset: the descriptor stands where the writing ended.
     const ssize_t got = ::pread(m_fd, m_buffer.data(), m_buffer.size(), m_offset);
     if (got < 0)
       fail("read", m_directory);
@@ -105,6 +109,8 @@ bool LinkStore::isFirst(const FileAttributes& info) {
     return false;
   at->second = packed(info);
   m_bytes += at->second.size() + NODE_BYTES;
+  // What was put away is not asked any more: an inode may then be "first" again, and `drain` finds
+  // out which name was.
   if (m_bytes >= LIMIT)
     putAway();
   return true;
@@ -159,6 +165,7 @@ void LinkStore::drain(const Take& first, const Take& later) {
       run->advance();
     }
   }
+  // Their space is free from here on: the files have no names.
   m_files.clear();
   m_names.clear();
   m_bytes = 0;

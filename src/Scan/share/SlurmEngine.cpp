@@ -48,8 +48,10 @@ int runCommand(std::vector<std::string> words, std::string& output) {
   if (pid == 0) {
     ::dup2(out.get(), STDOUT_FILENO);
     ::execvp(arguments.front(), arguments.data());
+    // As a shell says that there is no such program.
     ::_exit(127);
   }
+  // An end that is open here would keep the command's own end from being seen.
   out.reset();
   if (pid < 0)
     return -1;
@@ -116,6 +118,7 @@ bool SlurmEngine::submitSome(std::size_t count) {
                                     "--ntasks=1"};
   if (!m_options.partition.empty())
     words.push_back("--partition=" + m_options.partition);
+  // In the shell's place, so that Slurm's signals reach the walk itself.
   words.push_back(formatText("--wrap=exec %s -share %s $((%u + SLURM_ARRAY_TASK_ID))",
                              shellWord(m_program).c_str(), shellWord(m_work.path()).c_str(),
                              first));
@@ -223,6 +226,7 @@ std::string SlurmEngine::endOf(const std::string& task) const {
 void SlurmEngine::cancel() noexcept {
   try {
     std::string ignored;
+    // By the run's name, which also finds what an earlier coordinator of it started.
     (void)runCommand({"scancel", "--name=" + m_jobName}, ignored);
     m_tasks.clear();
     m_waiting.clear();

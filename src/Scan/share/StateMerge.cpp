@@ -29,6 +29,7 @@ class Source final {
         m_target.message(record.message);
       else if (record.kind == Kind::TRAILER)
         takeTrailer();
+      // What was left over is in other shares by now.
       else if (record.kind != Kind::LEFT_OVER)
         return;
     }
@@ -40,6 +41,7 @@ class Source final {
  private:
   void takeTrailer() {
     m_sum.entries += record.trailer.entries;
+    // What one part could not read is missing in the whole.
     m_sum.code = std::max(m_sum.code, record.trailer.code);
   }
 
@@ -57,6 +59,7 @@ class Merge final {
 
   // What all sources hold of the container that is next. False when there is none.
   [[nodiscard]] bool mergeNext(const Sources& all) {
+    // In every file containers ascend: the least of those that are next is the next of all.
     const Container* least = nullptr;
     for (const Source* source : all)
       if (source->isAt(Kind::CONTAINER) && (least == nullptr || source->record.container < *least))
@@ -87,6 +90,7 @@ class Merge final {
         if (!part->isAt(Kind::FIRST_NAME))
           continue;
         const std::uint64_t inode = part->record.name.faInodeNumber;
+        // Inodes ascend as well: those so far wait for their turn.
         if (!same.empty() && inode < same.front()->record.name.faInodeNumber)
           same.clear();
         if (same.empty() || inode == same.front()->record.name.faInodeNumber)
@@ -125,6 +129,7 @@ class Merge final {
 }  // namespace
 
 void resolve(FileAttributes& info, const Scanner& scanner) {
+  // Records of all parts point to the same users then, as those of one walk do.
   info.faOwner = scanner.users().find(Sid(info.ownerId), false);
   info.faGroup = scanner.users().find(Sid(info.groupId), true);
 }
@@ -132,6 +137,7 @@ void resolve(FileAttributes& info, const Scanner& scanner) {
 Trailer mergeStates(const std::vector<std::string>& files, const std::string& run, Scanner& scanner,
                     MergeTarget& target) {
   Trailer sum;
+  // By pointer, because a list of sources must stay valid while the next ones are opened.
   std::vector<std::unique_ptr<Source>> sources;
   Sources all;
   for (const std::string& file : files) {

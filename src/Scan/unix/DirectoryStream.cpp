@@ -28,6 +28,7 @@ void reportOpenFailure(Scanner& scanner, const std::string& path, int error) {
 
 void throwReadFailure(const std::string& path, int error) {
   issueMessage(msg::STA0122E, {path, errnoText(error)});
+  // The walk goes on with the directory above, and the job's code tells that something is missing.
   throw LocalizableException("read directory " + path + ": " + errnoText(error));
 }
 
@@ -63,6 +64,7 @@ int NameList::readMore(int directory, int fsType) {
 }
 
 std::unique_ptr<std::uint32_t[]> NameList::inodeOrder() const {
+  // Numbers and not names are sorted: the entries are delivered in the order of the stream.
   auto order = std::make_unique_for_overwrite<std::uint32_t[]>(m_names.size());
   std::uint32_t* const first = order.get();
   std::iota(first, first + m_names.size(), 0U);
@@ -84,10 +86,12 @@ void DirectoryWindow::fill(int directory, int fsType) {
   m_isLarge = m_isLarge || m_list.isLarge();
   if (!m_isLarge)
     return;
+  // In the order of inodes: local disks keep those beside each other, so that they are read once.
   m_examined.resize(names.size());
   const auto order = m_list.inodeOrder();
   for (std::size_t i = 0; i < names.size(); ++i) {
     Examined& entry = m_examined[order[i]];
+    // An error is kept with its entry: it is told when the walk comes to it.
     entry.error = examineEntry(directory, m_list.text().data() + names[order[i]].offset,
                                Membership::BY_DEVICE, entry.st);
   }
@@ -95,6 +99,7 @@ void DirectoryWindow::fill(int directory, int fsType) {
 
 const DirectoryWindow::Entry* DirectoryWindow::next(int directory, int fsType) {
   const auto& names = m_list.names();
+  // One window at a time: what was delivered makes room for what comes next.
   if (m_next == names.size() && !m_list.atEnd())
     fill(directory, fsType);
   if (m_next == names.size())

@@ -21,42 +21,23 @@ using std::chrono::milliseconds;
 
 // Longest sleep between two looks at the stop flag and at the lanes' progress.
 constexpr milliseconds SLICE{200};
-// What a lane is asked ahead: enough to be busy until the job looks again, no more than it would
-// have to do again elsewhere. A read counts as that much, an examination as one for each entry.
-constexpr std::int64_t READ_LOAD = 16;
-constexpr std::int64_t MAX_LOAD = 512;
-// Another lane is worth its start when all others have more than that to do.
-constexpr std::int64_t BUSY_LOAD = 2 * READ_LOAD;
-
-// Entries that a directory of that size may turn out to hold, at most, in its first step.
-std::uint32_t expectedEntries(const AheadDirectory& directory) noexcept {
-  constexpr auto MOST = static_cast<std::int64_t>(lane::READ_BYTES / lane::SMALLEST_ENTRY);
-  constexpr auto SMALLEST = static_cast<std::int64_t>(lane::SMALLEST_ENTRY);
-  return static_cast<std::uint32_t>(std::clamp<std::int64_t>(directory.size / SMALLEST, 16, MOST));
-}
-
-std::int64_t loadOf(const LaneWork& work) noexcept {
-  return work.kind == Kind::READ ? READ_LOAD : work.end - work.at;
-}
 
 }  // namespace
 
 LaneAhead::LaneAhead(int lanes, int timeoutSeconds, lane::Root root, LeftBehind& leftBehind)
     : m_timeout(std::chrono::seconds(timeoutSeconds)),
-      m_root(std::move(root)),
+      m_requests(lanes, std::move(root), leftBehind, m_ahead),
       m_leftBehind(leftBehind),
-      m_maxLeftBehind(std::max(MAX_LEFT_BEHIND, 2 * static_cast<std::size_t>(lanes))) {
-  for (int i = 0; i < lanes; ++i)
-    m_lanes.push_back(std::make_unique<Lane>(leftBehind));
-}
+      m_maxLeftBehind(std::max(MAX_LEFT_BEHIND, 2 * static_cast<std::size_t>(lanes))) {}
 
 int LaneAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                         EntryStat& st) {
   TRACE_METHOD("LaneAhead::openRoot(...)");
-  m_root.path = origin.path;
+  lane::Root& known = m_requests.root();
+  known.path = origin.path;
   m_pumped = Lane::Clock::now();
-  Lane& lane = *m_lanes.front();
-  if (!lane.start(m_root))
+  Lane& lane = *m_requests.lanes().front();
+  if (!lane.start(known))
     return errno;
   // What it is told when no answer comes at all.
   m_rootReply.error = ETIMEDOUT;
@@ -68,7 +49,7 @@ int LaneAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& r
     return m_rootReply.error;
   }
   st = m_rootReply.st;
-  m_root.identity = lane::Identity::of(st);
+  known.identity = lane::Identity::of(st);
   root = std::make_unique<AheadDirectory>();
   root->firstStep = std::make_unique<AheadStep>(*root);
   return 0;
@@ -77,16 +58,11 @@ int LaneAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& r
 void LaneAhead::start(AheadDirectory& root, AheadRules rules) {
   m_rules = std::move(rules);
   m_isStarted = true;
-  m_plan.insert(*root.firstStep, nullptr);
+  m_requests.plan().insert(*root.firstStep, nullptr);
 }
 
 void LaneAhead::stop() noexcept {
-  for (const auto& lane : m_lanes) {
-    lane->end();
-    lane->works.clear();
-  }
-  // Nobody will ask for it: the walk has ended, or is about to.
-  m_again.clear();
+  m_requests.end();
 }
 
 // --- Waiting
@@ -136,7 +112,7 @@ bool LaneAhead::awaitEntry(AheadStep& step, std::uint32_t position) {
 void LaneAhead::sleep() {
   m_polled.clear();
   bool mustWait = true;
-  for (const auto& lane : m_lanes)
+  for (const auto& lane : m_requests.lanes())
     if (lane->isRunning() && lane->isAwaited()) {
       // One lane that has answers already is enough not to sleep.
       mustWait = lane->askToBeWoken() && mustWait;
@@ -144,7 +120,7 @@ void LaneAhead::sleep() {
     }
   // A signal ends the sleep; one that comes just before it is seen at its end.
   (void)::poll(m_polled.data(), m_polled.size(), mustWait ? static_cast<int>(SLICE.count()) : 0);
-  for (const auto& lane : m_lanes)
+  for (const auto& lane : m_requests.lanes())
     if (lane->isRunning() && lane->isAwaited() && !lane->takeWakeUps()) {
       // What it still answered counts.
       takeReplies(*lane);
@@ -159,13 +135,21 @@ void LaneAhead::pump(AheadStep* needed) {
   // A job that was stopped for a while must not take that for its lanes' silence.
   const auto elapsed = std::min<Lane::Clock::duration>(now - m_pumped, 2 * SLICE);
   m_pumped = now;
-  for (const auto& lane : m_lanes)
+  for (const auto& lane : m_requests.lanes())
     if (lane->isRunning() && lane->isAwaited()) {
       takeReplies(*lane);
       judge(*lane, elapsed);
     }
-  if (m_failure.empty())
-    dispatch(needed);
+  if (!m_failure.empty())
+    return;
+  m_requests.dispatch(needed, ask());
+  // Looked at behind all requests: without a lane none of them went anywhere.
+  if (const std::optional<int> error = m_requests.startError())
+    giveUp(*error, "start a helper process: " + errnoText(*error));
+}
+
+LaneRequests::Ask LaneAhead::ask() const noexcept {
+  return {m_pumped, m_silentOnEnd > 0};
 }
 
 // --- Answers
@@ -180,6 +164,7 @@ void LaneAhead::takeReplies(Lane& lane) {
   if (!isAny || !lane.isRunning())
     return;
   lane.makeRoom();
+  // Any answer shows that the filesystem lives: patience begins anew.
   lane.waited = {};
   lane.since = m_pumped;
   m_silentOnEnd = m_silentRounds = 0;
@@ -209,7 +194,7 @@ void LaneAhead::handle(Lane& lane, const lane::Reply& reply) {
 void LaneAhead::rootOpened(Lane& lane, const lane::Reply& reply) {
   lane.isOpening = false;
   m_rootReply = reply;
-  if (reply.error != 0 && m_root.identity.isKnown())
+  if (reply.error != 0 && m_requests.root().identity.isKnown())
     giveUp(reply.error, "open its root again: " + errnoText(reply.error));
 }
 
@@ -246,7 +231,8 @@ void LaneAhead::listed(Lane& lane, LaneWork& work, const lane::Reply& reply) {
   lane.takeText(names.get(), list.textLength);
   if (step != nullptr) {
     // The estimate that was reserved with the request makes room for what there is.
-    m_ahead.fetch_add(std::int64_t{list.count} + STEP_COST - expectedEntries(step->directory));
+    m_ahead.fetch_add(std::int64_t{list.count} + STEP_COST -
+                      LaneRequests::expectedEntries(step->directory));
     step->keep(std::move(names), list.count, list.textLength);
     // Its first entries are examined with the read: most directories are done in one request.
     step->claimed = work.end;
@@ -257,7 +243,7 @@ void LaneAhead::listed(Lane& lane, LaneWork& work, const lane::Reply& reply) {
       step->next = std::make_unique<AheadStep>(step->directory);
       step->next->isContinuation = true;
       step->next->position = list.position;
-      m_plan.insert(*step->next, step);
+      m_requests.plan().insert(*step->next, step);
     }
     // A directory without entries: nothing will be examined that could end the step.
     if (list.count == 0)
@@ -266,8 +252,8 @@ void LaneAhead::listed(Lane& lane, LaneWork& work, const lane::Reply& reply) {
   if (work.at == work.end)
     popWork(lane);
   // At once: the names behind are what keeps other lanes busy.
-  if (step != nullptr && step->next != nullptr && mayRead())
-    (void)dispatchStep(*step->next);
+  if (step != nullptr && step->next != nullptr && m_requests.mayRead())
+    (void)m_requests.dispatchStep(*step->next, ask());
 }
 
 void LaneAhead::examined(LaneWork& work, int error, const EntryStat* st) {
@@ -303,12 +289,12 @@ void LaneAhead::planSubdirectory(AheadStep& step, std::uint32_t index) {
       [](std::uint32_t i, const AheadStep::Subdirectory& other) { return i < other.index; });
   all.insert(at, {index, std::move(below)});
   // Last: what has no owner must not be in the plan.
-  m_plan.insertBefore(first, step);
+  m_requests.plan().insertBefore(first, step);
 }
 
 // A step that is not read: nothing of it is to come.
 void LaneAhead::endRead(AheadStep& step, int openError, int readError) {
-  m_ahead.fetch_add(std::int64_t{STEP_COST} - expectedEntries(step.directory));
+  m_ahead.fetch_add(std::int64_t{STEP_COST} - LaneRequests::expectedEntries(step.directory));
   step.directory.openError = openError;
   step.directory.readError = openError == 0 ? readError : 0;
   endStep(step);
@@ -321,7 +307,7 @@ void LaneAhead::endShare(AheadStep& step) {
 }
 
 void LaneAhead::endStep(AheadStep& step) {
-  m_plan.remove(step);
+  m_requests.plan().remove(step);
   setDone(step);
 }
 
@@ -359,14 +345,14 @@ void LaneAhead::countSilence(const Lane& lane, int error) {
 // Leaves the lane's helper behind. The rest of what it was asked is asked again.
 void LaneAhead::lose(Lane& lane, int error) {
   if (error == ETIMEDOUT)
-    TRACE(TR_ERROR, "zplNFSsyscalls: stale mount point for (%s)\n", m_root.path.c_str());
+    TRACE(TR_ERROR, "zplNFSsyscalls: stale mount point for (%s)\n", m_requests.root().path.c_str());
   else
-    TRACE(TR_ERROR, "a helper process for %s is gone: %s", m_root.path.c_str(),
+    TRACE(TR_ERROR, "a helper process for %s is gone: %s", m_requests.root().path.c_str(),
           errnoText(error).c_str());
   lane.end();
   std::deque<LaneWork> works = std::exchange(lane.works, {});
   // Without the root there is nothing to go on with: whoever opens it gets the error.
-  if (!m_root.identity.isKnown()) {
+  if (!m_requests.root().identity.isKnown()) {
     m_rootReply.error = error;
     return;
   }
@@ -379,7 +365,7 @@ void LaneAhead::lose(Lane& lane, int error) {
       works.pop_front();
     // From the end, so that the first of them comes first again.
     for (auto work = works.rbegin(); work != works.rend(); ++work)
-      putBack(*work);
+      m_requests.putBack(*work);
   }
   countSilence(lane, error);
 }
@@ -393,16 +379,6 @@ bool LaneAhead::charge(LaneWork& work, int error) {
   }
   examined(work, error, nullptr);
   return work.at == work.end;
-}
-
-void LaneAhead::putBack(LaneWork work) {
-  if (work.step == nullptr)
-    return;
-  // Its names are known by now: only what was not answered is asked again.
-  if (work.phase == Phase::EXAMINING)
-    work.kind = Kind::EXAMINE;
-  work.phase = Phase::OPENING;
-  m_again.push_front(work);
 }
 
 void LaneAhead::giveUp(int error, std::string why) {
@@ -426,147 +402,6 @@ void LaneAhead::fail(AheadStep& step) {
   endStep(step);
 }
 
-// --- Requests
-
-void LaneAhead::dispatch(AheadStep* needed) {
-  // What the walk waits for first: it may be queued behind what does not answer.
-  std::stable_partition(m_again.begin(), m_again.end(),
-                        [needed](const LaneWork& work) { return work.step == needed; });
-  while (!m_again.empty()) {
-    if (!dispatchWork(m_again.front()))
-      return;
-    m_again.pop_front();
-  }
-  // Whatever the budget says.
-  while (needed != nullptr && dispatchStep(*needed)) {
-  }
-  dispatchPlan();
-}
-
-void LaneAhead::dispatchPlan() {
-  // In batches: to look through the plan for every request would cost more than the request.
-  const Lane* lane = freest();
-  if (lane == nullptr || lane->load > MAX_LOAD / 2)
-    return;
-  for (AheadStep* step = m_plan.front(); step != nullptr; step = step->later)
-    do {
-      lane = freest();
-      if (lane == nullptr || lane->load >= MAX_LOAD || (step->state == State::UNREAD && !mayRead()))
-        return;
-    } while (dispatchStep(*step));
-}
-
-// Has the next of the step's work done. False when there is none, or no lane can take it.
-bool LaneAhead::dispatchStep(AheadStep& step) {
-  if (step.state == State::UNREAD) {
-    // The rest of a large directory is only listed: other lanes examine what it holds.
-    const std::uint32_t inFirst = step.isContinuation ? 0 : lane::SHARE;
-    if (!dispatchWork({&step, Kind::READ, 0, inFirst}))
-      return false;
-    step.state = State::READING;
-    m_ahead.fetch_add(expectedEntries(step.directory));
-    return true;
-  }
-  if (step.state != State::EXAMINING || step.claimed == step.count)
-    return false;
-  const std::uint32_t end = std::min(step.claimed + lane::SHARE, step.count);
-  if (!dispatchWork({&step, Kind::EXAMINE, step.claimed, end}))
-    return false;
-  step.claimed = end;
-  ++step.examining;
-  return true;
-}
-
-bool LaneAhead::dispatchWork(LaneWork work) {
-  if (work.step == nullptr)
-    return true;
-  AheadStep& step = *work.step;
-  std::size_t textLength = step.directory.path.size();
-  if (work.kind == Kind::EXAMINE)
-    textLength += step.namesLength(work.at, work.end);
-  Lane* lane = laneFor(step, textLength);
-  if (lane == nullptr)
-    return false;
-  send(*lane, work);
-  return true;
-}
-
-void LaneAhead::send(Lane& lane, LaneWork work) {
-  AheadStep& step = *work.step;
-  AheadDirectory& directory = step.directory;
-  if (directory.number == 0)
-    directory.number = ++m_directories;
-  if (work.kind == Kind::READ)
-    directory.lane = &lane;
-  lane::Request request;
-  request.kind = work.kind;
-  request.directory = directory.number;
-  request.identity = directory.identity;
-  request.position = step.position;
-  request.count = work.end - work.at;
-  request.pathLength = static_cast<std::uint32_t>(directory.path.size());
-  const char* names = nullptr;
-  if (work.kind == Kind::EXAMINE) {
-    names = step.nameOf(work.at);
-    request.namesLength = static_cast<std::uint32_t>(step.namesLength(work.at, work.end));
-  }
-  if (!lane.isAwaited()) {
-    lane.waited = {};
-    lane.since = m_pumped;
-  }
-  lane.send(request, directory.path, names);
-  work.worth = loadOf(work);
-  lane.load += work.worth;
-  lane.works.push_back(work);
-}
-
-// The lane that has least to do, or a fresh one; for the rest of a directory that which holds it
-// open: positions in a stream are not worth much elsewhere.
-Lane* LaneAhead::laneFor(const AheadStep& step, std::size_t textLength) {
-  // Of a filesystem that is silent, one request finds out whether it answers again: what is not
-  // yet asked can then be spread over all lanes.
-  if (m_silentOnEnd > 0 && isAnyBusy())
-    return nullptr;
-  Lane* lane = freest();
-  if (step.state == State::UNREAD && step.isContinuation && step.directory.lane->isRunning())
-    lane = step.directory.lane;
-  else if (lane == nullptr || lane->load >= BUSY_LOAD)
-    if (Lane* fresh = freshLane())
-      lane = fresh;
-  return lane != nullptr && lane->hasRoomFor(textLength) ? lane : nullptr;
-}
-
-Lane* LaneAhead::freest() {
-  Lane* found = nullptr;
-  for (const auto& lane : m_lanes)
-    if (lane->isRunning() && (found == nullptr || lane->load < found->load))
-      found = lane.get();
-  return found;
-}
-
-bool LaneAhead::isAnyBusy() const {
-  return std::any_of(m_lanes.begin(), m_lanes.end(),
-                     [](const auto& lane) { return lane->isRunning() && !lane->works.empty(); });
-}
-
-// Null when all run, or none may be started.
-Lane* LaneAhead::freshLane() {
-  const bool isAnyRunning = freest() != nullptr;
-  if (isAnyRunning && (!m_mayStartLanes || m_silentOnEnd > 0))
-    return nullptr;
-  for (const auto& lane : m_lanes) {
-    if (lane->isRunning())
-      continue;
-    if (lane->start(m_root))
-      return lane.get();
-    m_mayStartLanes = false;
-    if (!isAnyRunning)
-      giveUp(errno, "start a helper process: " + errnoText(errno));
-    return nullptr;
-  }
-  return nullptr;
-}
-
 // --- The walk
 
 void LaneAhead::giveBack(AheadStep& step, std::uint32_t entries) {
@@ -578,22 +413,16 @@ void LaneAhead::discard(std::unique_ptr<AheadDirectory> directory) {
   if (!directory)
     return;
   withdraw(*directory);
-  const auto forget = [](LaneWork& work) {
-    if (work.step != nullptr && work.step->directory.isDiscarded)
-      work.step = nullptr;
-  };
-  for (const auto& lane : m_lanes)
-    std::for_each(lane->works.begin(), lane->works.end(), forget);
-  std::for_each(m_again.begin(), m_again.end(), forget);
+  m_requests.forgetDiscarded();
 }
 
 // Takes a directory with all that is known below it out of the plan, and gives its room back.
 void LaneAhead::withdraw(AheadDirectory& directory) {
   directory.isDiscarded = true;
   for (AheadStep* step = directory.firstStep.get(); step != nullptr; step = step->next.get()) {
-    m_plan.remove(*step);
+    m_requests.plan().remove(*step);
     if (step->state == State::READING)
-      m_ahead.fetch_sub(expectedEntries(directory));
+      m_ahead.fetch_sub(LaneRequests::expectedEntries(directory));
     else if (step->state != State::UNREAD)
       m_ahead.fetch_sub(std::int64_t{step->count} + STEP_COST - step->givenBack);
     for (const AheadStep::Subdirectory& below : step->subdirectories)

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "Scan/unix/Lane.h"
+#include "Scan/unix/LaneRequests.h"
 #include "Scan/unix/ReadAhead.h"
 
 namespace orv {
@@ -63,35 +63,19 @@ class LaneAhead final : public ReadAhead {
   void judge(Lane& lane, Lane::Clock::duration elapsed);
   void lose(Lane& lane, int error);
   [[nodiscard]] bool charge(LaneWork& work, int error);
-  void putBack(LaneWork work);
   void countSilence(const Lane& lane, int error);
   void giveUp(int error, std::string why);
   void fail(AheadStep& step);
   void withdraw(AheadDirectory& directory);
 
-  void dispatch(AheadStep* needed);
-  void dispatchPlan();
-  [[nodiscard]] bool dispatchStep(AheadStep& step);
-  [[nodiscard]] bool dispatchWork(LaneWork work);
-  [[nodiscard]] Lane* laneFor(const AheadStep& step, std::size_t textLength);
-  [[nodiscard]] Lane* freest();
-  [[nodiscard]] bool isAnyBusy() const;
-  [[nodiscard]] Lane* freshLane();
-  void send(Lane& lane, LaneWork work);
-  [[nodiscard]] bool mayRead() const noexcept { return entriesAhead() < BUDGET; }
+  [[nodiscard]] LaneRequests::Ask ask() const noexcept;
 
-  std::vector<std::unique_ptr<Lane>> m_lanes;
   Lane::Clock::duration m_timeout;
-  lane::Root m_root;
+  LaneRequests m_requests;
   LeftBehind& m_leftBehind;
   std::size_t m_maxLeftBehind;
 
   lane::Reply m_rootReply{};
-  AheadPlan m_plan;
-  std::deque<LaneWork> m_again;  // what was on lanes that are gone, to be asked once more
-  std::uint64_t m_directories = 0;
-  bool m_mayStartLanes = true;  // until one could not be made
-
   Lane::Clock::time_point m_pumped;  // the last time
   int m_silentOnEnd = 0;             // helpers lost since the last answer
   int m_silentRounds = 0;            // of those, that began after the one before had ended

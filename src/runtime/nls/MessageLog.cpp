@@ -13,6 +13,7 @@
 namespace orv {
 namespace {
 
+// The one set of the catalog's source.
 constexpr int MESSAGE_SET = 1;
 
 // An empty insert would leave a hole in its sentence, one without limit make lines that no reader
@@ -32,6 +33,7 @@ std::string fillPlaces(const std::string& text, const std::vector<Insert>& inser
   return fmt::vformat(text, arguments);
 }
 
+// For when there is no text that fits: the inserts tell at least what the message is about.
 std::string joined(const std::vector<Insert>& inserts) {
   std::string all;
   for (const Insert& insert : inserts)
@@ -49,6 +51,7 @@ bool MessageCatalog::open(const std::string& directory, const std::string& file,
   if (std::setlocale(LC_CTYPE, "") == nullptr || std::string(::nl_langinfo(CODESET)) != "UTF-8")
     std::setlocale(LC_CTYPE, "C.UTF-8");
   const std::string path = directory + "/" + file;
+  // By its path, so that no search path of the environment finds another one.
   m_catalog = ::catopen(path.c_str(), NL_CAT_LOCALE);
   m_isOpen = m_catalog != reinterpret_cast<nl_catd>(-1);
   TRACE(TR_GENERAL, "message catalog %s of component %s: %s", path.c_str(), component.c_str(),
@@ -83,6 +86,7 @@ MessageLog::MessageLog(const MessageCatalog& catalog, std::unique_ptr<ActivityLo
 }
 
 MessageLog::~MessageLog() {
+  // A newer log may have taken its place.
   if (naLog == this)
     naLog = nullptr;
 }
@@ -107,6 +111,7 @@ void MessageLog::write(const std::string& line) {
 void MessageLog::noteLost(const std::string& line) {
   // The severity is the last letter of the ID, which comes first.
   const std::string_view id = std::string_view(line).substr(0, line.find(' '));
+  // Once: on a full disk every further message is lost, too.
   if (m_hasLostWarnings || id.empty() || (id.back() != 'W' && id.back() != 'E'))
     return;
   m_hasLostWarnings = true;

@@ -36,6 +36,7 @@ struct State {
   bool withPid = false;
 };
 
+// One for the process, made when it is first needed.
 State& state() {
   static State instance;
   return instance;
@@ -66,14 +67,17 @@ void dropOlderHalf(State& s) {
   std::vector<char> tail(static_cast<std::size_t>(keep));
   const ssize_t got = ::pread(s.fd.get(), tail.data(), tail.size(), s.size - keep);
   std::string_view text(tail.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
+  // The half begins in the middle of a line, which nobody could read.
   const auto firstBreak = text.find('\n');
   text.remove_prefix(firstBreak == std::string_view::npos ? text.size() : firstBreak + 1);
+  // The file is open for appending: what is written next stands at its new beginning.
   if (::ftruncate(s.fd.get(), 0) != 0)
     return;
   s.size = writeFully(s.fd.get(), text) ? static_cast<off_t>(text.size()) : 0;
 }
 
 void append(State& s, std::string_view line) {
+  // With less than half of it used, it is the line that is too long: there is nothing to drop.
   if (s.size + static_cast<off_t>(line.size()) > s.limit && s.size > s.limit / 2)
     dropOlderHalf(s);
   if (writeFully(s.fd.get(), line))
@@ -101,6 +105,7 @@ bool open(const std::string& file, const std::string& level, int limitKb, bool w
   s.size = st.st_size;
   s.limit = static_cast<off_t>(limitKb) * 1024;
   s.withPid = withPid;
+  // Last: other threads may write as soon as they see it.
   enabledClasses.store(classesOfLevel(level), std::memory_order_relaxed);
   return true;
 }
@@ -121,6 +126,7 @@ void write(std::uint8_t cls, const char* file, int line, const char* format, ...
     va_start(args, format);
     std::string text = formatText(format, args);
     va_end(args);
+    // Many texts end in one; a call makes one line, whatever its text.
     while (!text.empty() && text.back() == '\n')
       text.pop_back();
 
@@ -128,6 +134,7 @@ void write(std::uint8_t cls, const char* file, int line, const char* format, ...
     const std::lock_guard guard(s.mutex);
     if (s.fd) {
       std::string out = timeText();
+      // Jobs of one name write into one trace at a time.
       if (s.withPid)
         out += " " + std::to_string(::getpid());
       out += " ";
