@@ -1,10 +1,14 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 
 // The commands, each in a file of its name. Every one adds itself to the program; when it is given,
 // it runs and sets `exitCode`, which must outlive the parse. What ends it early is a CtlError.
 namespace orv::ctl {
+
+struct JobList;
+struct Style;
 
 // "scan PATH" runs one scan job over PATH and prints its report. The scan's own code (0 complete,
 // 4 some parts could not be scanned; the report is printed for both), or 128 plus the signal that
@@ -16,6 +20,10 @@ void addReportCommand(CLI::App& app, int& exitCode);
 
 // "jobs" lists the jobs of an agent directory: 0, or 4 when parts of it could not be read.
 void addJobsCommand(CLI::App& app, int& exitCode);
+
+// The list as it is printed: the jobs, then the locks. A running job's time counts up to `now`
+// (seconds since 1970).
+[[nodiscard]] std::string renderJobs(const JobList& list, std::int64_t now, const Style& style);
 
 // "history add|list|show|prune": 0, or 1 when a result could not be added (the others are added all
 // the same).

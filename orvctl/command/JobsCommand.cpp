@@ -1,4 +1,4 @@
-#include "orvctl/command/JobsCommand.h"
+#include "orvctl/command/Commands.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "orvctl/command/Commands.h"
 #include "orvctl/command/Options.h"
 #include "orvctl/job/AgentDirectory.h"
+#include "orvctl/job/JobList.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
 #include "orvctl/text/TextTable.h"

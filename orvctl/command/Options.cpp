@@ -3,6 +3,8 @@
 #include <map>
 #include <vector>
 
+#include "orvctl/report/Report.h"
+
 namespace orv::ctl {
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "orvctl/command/HistoryOption.h"
 #include "orvctl/export/Export.h"
-#include "orvctl/report/Report.h"
+#include "orvctl/report/ReportSections.h"
 
 // Options that several commands share.
 namespace orv::ctl {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <map>
 #include <string>
 #include <vector>
 
-// The command line as a table, from which manual pages and completion are made.
+// The command line as a table, and what is made from it: manual pages (ManualPages.cpp) and
+// completion (Completion.cpp).
 namespace orv::ctl {
 
 struct CommandOption {
@@ -37,5 +39,16 @@ struct CommandEntry {
 
 // The table's entries, each before those below it.
 [[nodiscard]] std::vector<const CommandEntry*> allCommands(const CommandEntry& top);
+
+// The manual pages of a command line as Markdown, by the names of the pages ("orvctl-scan.1"): one
+// for the program and one for every command that stands directly below it. Second-level headings
+// are the sections of a page.
+[[nodiscard]] std::map<std::string, std::string> manualPages(const CommandEntry& program);
+
+// What shells load to complete a command line: commands, options, and values where the table tells
+// what they are.
+[[nodiscard]] std::string bashCompletion(const CommandEntry& program);
+[[nodiscard]] std::string zshCompletion(const CommandEntry& program);
+[[nodiscard]] std::string fishCompletion(const CommandEntry& program);
 
 }  // namespace orv::ctl

@@ -1,4 +1,4 @@
-#include "orvctl/document/ManualPages.h"
+#include "orvctl/document/CommandTable.h"
 
 #include <fmt/format.h>
 

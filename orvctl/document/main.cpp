@@ -8,8 +8,6 @@
 
 #include "orvctl/command/App.h"
 #include "orvctl/document/CommandTable.h"
-#include "orvctl/document/Completion.h"
-#include "orvctl/document/ManualPages.h"
 
 namespace {
 

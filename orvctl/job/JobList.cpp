@@ -13,7 +13,6 @@
 #include "Common/JobFile.h"
 #include "Common/resource.h"
 #include "orvctl/job/Definition.h"
-#include "orvctl/job/JobInfo.h"
 #include "orvctl/job/Notification.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"

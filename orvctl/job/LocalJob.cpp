@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "Common/JobFile.h"
-#include "orvctl/job/JobInfo.h"
 #include "orvctl/job/JobRun.h"
 #include "orvctl/text/CtlError.h"
 #include "runtime/unx/AtomicFile.h"

@@ -7,10 +7,11 @@
 #include <regex>
 
 #include "orvctl/Orvctl.h"
-#include "orvctl/command/JobsCommand.h"
+#include "orvctl/command/Commands.h"
 #include "orvctl/job/JobList.h"
 #include "orvctl/job/JobRun.h"
 #include "orvctl/job/Notification.h"
+#include "orvctl/text/Style.h"
 #include "support/Job.h"
 
 namespace orv::ctl::test {

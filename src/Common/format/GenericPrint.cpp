@@ -151,6 +151,7 @@ void GenericPrint::close() {
     failure = "rename " + m_partPath + " to " + m_path + ": " + errnoText(errno);
   if (failure.empty())
     return;
+  // Half a result is none: nothing of it may be found.
   ::unlink(m_partPath.c_str());
   throw new ORVIOException(failure);
 }

@@ -161,6 +161,7 @@ void UserOrGroupAccum::absorb(Scanner& scanner, const StateRow& row) {
 
 void UserOrGroupAccum::finish(CuStatResults* results) {
   TRACE_METHOD("finish(...)");
+  // A second call would put an empty chain in the place of the full one.
   if (results == nullptr || m_finished)
     return;
   RecordChain<SUserOrGroup> chain;

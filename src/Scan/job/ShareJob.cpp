@@ -2,7 +2,6 @@
 
 #include <malloc.h>
 #include <sys/prctl.h>
-#include <unistd.h>
 
 #include <charconv>
 #include <csignal>

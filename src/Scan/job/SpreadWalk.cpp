@@ -1,7 +1,5 @@
 #include "Scan/job/SpreadWalk.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 
@@ -11,7 +9,6 @@
 #include "Scan/walk/DirectoryReader.h"
 #include "Scan/walk/Place.h"
 #include "runtime/nls/MessageLog.h"
-#include "runtime/ut/Trace.h"
 
 namespace orv {
 namespace {
@@ -104,6 +101,7 @@ class ResultTarget final : public Containers {
 
   // The name that one walk would have left out.
   void firstName(const FileAttributes&) override {}
+  // All of them were looked up before the first state was merged: see `merge`.
   void met(const share::Met&) override {}
   void message(const std::string& line) override {
     if (naLog != nullptr)

@@ -1,6 +1,5 @@
 #include "Scan/share/StateFile.h"
 
-#include <fcntl.h>
 #include <share.pb.h>
 #include <unistd.h>
 #include <zlib.h>

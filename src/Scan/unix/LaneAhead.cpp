@@ -1,7 +1,5 @@
 #include "Scan/unix/LaneAhead.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <new>
