@@ -134,7 +134,7 @@ void write(std::uint8_t cls, const char* file, int line, const char* format, ...
     const std::lock_guard guard(s.mutex);
     if (s.fd) {
       std::string out = timeText();
-      // Jobs of one name write into one trace at a time.
+      // Several processes may write into one trace: their lines are told apart.
       if (s.withPid)
         out += " " + std::to_string(::getpid());
       out += " ";
