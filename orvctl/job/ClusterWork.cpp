@@ -17,8 +17,6 @@
 #include <sstream>
 #include <thread>
 
-#include "runtime/unx/AtomicFile.h"
-#include "runtime/unx/Files.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Utf8.h"
 #include "runtime/unx/AtomicFile.h"

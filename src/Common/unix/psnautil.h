@@ -27,10 +27,10 @@ struct OutputFiles {
 };
 
 // Starts the program arguments[0] (a path; nothing is searched) with these arguments exactly as
-// they are: no shell sees them. The child leads a process group of its own, reads from /dev/null (from
-// nothing where that cannot be opened), has no descriptor above 2, default signal dispositions and
-// an empty signal mask. Returns its process id, which the caller waits for, or PROGRAM_NOT_STARTED
-// (never a child's id).
+// they are: no shell sees them. The child leads a process group of its own, reads from /dev/null
+// (from nothing where that cannot be opened), has no descriptor above 2, default signal
+// dispositions and an empty signal mask. Returns its process id, which the caller waits for, or
+// PROGRAM_NOT_STARTED (never a child's id).
 [[nodiscard]] pid_t SpawnExternalProgram(const std::vector<std::string>& arguments,
                                          const OutputFiles& output = {});
 

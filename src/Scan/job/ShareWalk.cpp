@@ -67,7 +67,7 @@ int ShareWalk::walk() {
     code = walkFrom(scanRoot);
   for (const share::LeftOver& root : m_share.roots) {
     // One at least, or the scan would never come to its end.
-    if (m_scanner && !mayEnter(0)) {
+    if (m_scanner && !mayEnter(root.directory, 0)) {
       m_writer.leftOver(root);
       continue;
     }
@@ -99,8 +99,12 @@ int ShareWalk::walkFrom(const share::LeftOver& root) {
   return code < 0 ? INCOMPLETE + 1 : code;
 }
 
-bool ShareWalk::mayEnter(std::int64_t entries) {
-  return m_entries + entries < m_share.header.budget;
+bool ShareWalk::mayEnter(const FileAttributes& directory, std::int64_t entries) {
+  const std::int64_t left = m_share.header.budget - m_entries - entries;
+  // A large directory would take the share far beyond its budget while others wait for work.
+  const bool fits = directory.faLength < share::LARGE_DIRECTORY ||
+                    directory.faLength / share::SMALLEST_NAME <= left;
+  return left > 0 && fits;
 }
 
 void ShareWalk::leaveOver(const FileAttributes& directory) {

@@ -57,7 +57,7 @@ class ShareWalk final : public WalkPart, public PartKeeper {
 
   // Of the parts, which are the directories that the share begins with.
   [[nodiscard]] const FileAttributes& root() const override { return *m_root; }
-  [[nodiscard]] bool mayEnter(std::int64_t entries) override;
+  [[nodiscard]] bool mayEnter(const FileAttributes& directory, std::int64_t entries) override;
   void leaveOver(const FileAttributes& directory) override;
   [[nodiscard]] std::unique_ptr<FirstNames> makeFirstNames() override;
   void keep(CuStatAccum& container, const CuStatDef& profile, const SMonDir& directory) override;

@@ -35,7 +35,7 @@ class WholeTree final : public WalkPart {
     m_root.faPlace = place::ROOT;
   }
   [[nodiscard]] const FileAttributes& root() const override { return m_root; }
-  [[nodiscard]] bool mayEnter(std::int64_t) override { return false; }
+  [[nodiscard]] bool mayEnter(const FileAttributes&, std::int64_t) override { return false; }
   void leaveOver(const FileAttributes&) override {}
 
  private:

@@ -144,7 +144,12 @@ void Coordinator::takeUp(Engine& engine) {
 void Coordinator::keepLeft(std::uint32_t number, std::vector<LeftOver> directories) {
   for (LeftOver& directory : directories) {
     const auto planned = m_planned.find(directory.directory.faPlace);
-    if (planned == m_planned.end() || planned->second <= number)
+    if (planned != m_planned.end() && planned->second > number)
+      continue;
+    // One that comes last would be what all others wait for.
+    if (directory.directory.faLength >= LARGE_DIRECTORY)
+      m_left.push_front(std::move(directory));
+    else
       m_left.push_back(std::move(directory));
   }
 }

@@ -49,6 +49,12 @@ struct LeftOver {
   std::vector<Monitored> inside;
 };
 
+// Bytes of a directory's own that hold some ten thousand names on most filesystems. One share reads
+// a directory from end to end: such a one is better begun with than met late.
+constexpr std::int64_t LARGE_DIRECTORY = 1'048'576;
+// The fewest bytes that a name takes there.
+constexpr std::int64_t SMALLEST_NAME = 16;
+
 // What one profile gathered in a monitored directory, or in the filesystem. Containers stand in a
 // file by ascending `order` and `profile`.
 struct Container {

@@ -233,7 +233,8 @@ void Scanner::accumulate() {
 // Enters the directory that the current entry names.
 void Scanner::advance(Passage passage) {
   TRACE_METHOD("advance()");
-  if (m_part != nullptr && passage == Passage::ENTERED && !m_part->mayEnter(m_total)) {
+  if (m_part != nullptr && passage == Passage::ENTERED &&
+      !m_part->mayEnter(*m_state.info, m_total)) {
     leaveOver();
     return;
   }

@@ -20,9 +20,9 @@ class WalkPart {
   // directory below it as the walk that met it as an entry found it.
   [[nodiscard]] virtual const FileAttributes& root() const = 0;
 
-  // Whether the walk may enter one directory more; `entries` were met of this part so far. What it
+  // Whether the walk may enter that directory, too; `entries` were met of this part so far. What it
   // may not enter was counted as an entry and is left to another walk.
-  [[nodiscard]] virtual bool mayEnter(std::int64_t entries) = 0;
+  [[nodiscard]] virtual bool mayEnter(const FileAttributes& directory, std::int64_t entries) = 0;
   // Told after the actions were.
   virtual void leaveOver(const FileAttributes& directory) = 0;
 

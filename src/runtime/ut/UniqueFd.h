@@ -41,7 +41,7 @@ class UniqueFd final {
 
 // Writes all of `data`, going on after partial writes and EINTR. False with errno on failure.
 [[nodiscard]] inline bool writeFully(int fd, std::string_view data) noexcept {
-  while (data.size() > 0) {
+  while (!data.empty()) {
     const ssize_t written = ::write(fd, data.data(), data.size());
     if (written < 0 && errno == EINTR)
       continue;
