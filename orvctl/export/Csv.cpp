@@ -222,23 +222,26 @@ const std::vector<Form>& forms() {
   static const Kinds LARGEST = {RankingKind::LARGEST_FILES};
   static const Kinds UNUSED = {RankingKind::LEAST_ACCESSED, RankingKind::OLDEST_NOT_BACKED_UP};
   static const Kinds ORPHANS = {RankingKind::LARGEST_ORPHANS, RankingKind::OLDEST_ORPHANS};
-  using std::placeholders::_1;
+  // A table, or list, of what the argument says.
+  const auto of = [](auto make, auto argument) {
+    return [=](const Scan& scan) { return make(scan, argument); };
+  };
   // clang-format off
   static const std::vector<Form> FORMS = {
-      {Section::SUMMARY,      summaryTable,                                     {}},
-      {Section::DIRECTORIES,  std::bind(subtreeTable, _1, false),               std::bind(subtreePaths, _1, false)},
-      {Section::WATCHED_LIST, std::bind(subtreeTable, _1, true),                std::bind(subtreePaths, _1, true)},
-      {Section::FILES,        std::bind(fileTable, _1, LARGEST),                std::bind(filePaths, _1, LARGEST)},
-      {Section::SIZES,        sizeTable,                                        {}},
-      {Section::OLD,          oldTable,                                         {}},
-      {Section::AGES,         ageTable,                                         {}},
-      {Section::OWNERS,       std::bind(accountTable, _1, &Statistics::owners), {}},
-      {Section::GROUPS,       std::bind(accountTable, _1, &Statistics::groups), {}},
-      {Section::UNUSED,       std::bind(fileTable, _1, UNUSED),                 std::bind(filePaths, _1, UNUSED)},
-      {Section::ORPHANS,      std::bind(fileTable, _1, ORPHANS),                std::bind(filePaths, _1, ORPHANS)},
-      {Section::TYPES,        typeTable,                                        {}},
-      {Section::DIRECT,       directTable,                                      directPaths},
-      {Section::WARNINGS,     warningTable,                                     {}},
+      {Section::SUMMARY,      summaryTable,                          {}},
+      {Section::DIRECTORIES,  of(subtreeTable, false),               of(subtreePaths, false)},
+      {Section::WATCHED_LIST, of(subtreeTable, true),                of(subtreePaths, true)},
+      {Section::FILES,        of(fileTable, LARGEST),                of(filePaths, LARGEST)},
+      {Section::SIZES,        sizeTable,                             {}},
+      {Section::OLD,          oldTable,                              {}},
+      {Section::AGES,         ageTable,                              {}},
+      {Section::OWNERS,       of(accountTable, &Statistics::owners), {}},
+      {Section::GROUPS,       of(accountTable, &Statistics::groups), {}},
+      {Section::UNUSED,       of(fileTable, UNUSED),                 of(filePaths, UNUSED)},
+      {Section::ORPHANS,      of(fileTable, ORPHANS),                of(filePaths, ORPHANS)},
+      {Section::TYPES,        typeTable,                             {}},
+      {Section::DIRECT,       directTable,                           directPaths},
+      {Section::WARNINGS,     warningTable,                          {}},
   };
   // clang-format on
   return FORMS;

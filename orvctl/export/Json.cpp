@@ -7,22 +7,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-template <typename Value>
-Json orNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-
 Json timeOf(std::int64_t milliseconds) {
   return orNull(utcTime(milliseconds));
-}
-
-// One member per item, each as `make` says.
-template <typename List, typename Make>
-Json listOf(const List& list, Make make) {
-  Json array = Json::array();
-  for (const auto& item : list)
-    array.push_back(make(item));
-  return array;
 }
 
 Json totalsOf(const std::optional<Totals>& totals) {

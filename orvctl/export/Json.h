@@ -1,6 +1,7 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 #include "orvctl/model/Model.h"
@@ -8,6 +9,21 @@
 // A scan as JSON, as docs/scan.schema.json describes it: names in snake_case, bytes and counts as
 // integers, times in RFC 3339 UTC, null for what the result does not tell.
 namespace orv::ctl {
+
+// Null where there is none.
+template <typename Value>
+[[nodiscard]] nlohmann::ordered_json orNull(const std::optional<Value>& value) {
+  return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json(nullptr);
+}
+
+// One member per item, each as `make` says.
+template <typename List, typename Make>
+[[nodiscard]] nlohmann::ordered_json listOf(const List& list, Make make) {
+  nlohmann::ordered_json array = nlohmann::ordered_json::array();
+  for (const auto& item : list)
+    array.push_back(make(item));
+  return array;
+}
 
 [[nodiscard]] nlohmann::ordered_json jsonOf(const Scan& scan);
 

@@ -1,12 +1,11 @@
 #include "orvctl/history/HistoryExport.h"
 
-#include <nlohmann/json.hpp>
-
 #include <array>
 #include <optional>
 #include <vector>
 
 #include "orvctl/export/CsvTable.h"
+#include "orvctl/export/Json.h"
 #include "orvctl/export/Words.h"
 
 namespace orv::ctl {
@@ -15,19 +14,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int SCHEMA_VERSION = 1;
-
-template <typename Value>
-Json orNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json(nullptr);
-}
-
-template <typename List, typename Make>
-Json listOf(const List& list, Make make) {
-  Json array = Json::array();
-  for (const auto& item : list)
-    array.push_back(make(item));
-  return array;
-}
 
 template <typename Member>
 std::optional<std::int64_t> capacityOf(const StoredScan& scan, Member member) {
