@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "Scan/definition/CuStatDef.h"
-#include "Scan/share/LinkStore.h"
 #include "Scan/share/StateMerge.h"
 #include "Scan/walk/Place.h"
 
@@ -138,7 +137,7 @@ DirectoryWatch::Enclosing ShareWalk::enclosing(const share::LeftOver& root) {
 }
 
 std::unique_ptr<FirstNames> ShareWalk::makeFirstNames() {
-  return std::make_unique<share::LinkStore>(m_temporary);
+  return std::make_unique<share::LinkStore>(m_temporary, m_linkMemory);
 }
 
 void ShareWalk::keep(CuStatAccum& container, const CuStatDef& profile, const SMonDir& directory) {

@@ -10,6 +10,7 @@
 #include "Scan/accumulate/PartState.h"
 #include "Scan/entry/UserTable.h"
 #include "Scan/job/WalkSelections.h"
+#include "Scan/share/LinkStore.h"
 #include "Scan/share/WorkDirectory.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/walk/WalkPart.h"
@@ -74,6 +75,7 @@ class ShareWalk final : public WalkPart, public PartKeeper {
   const share::Share& m_share;
   share::StateWriter& m_writer;
   std::string m_temporary;
+  share::LinkMemory m_linkMemory;  // of all containers
   PlacedUsers m_users;
   WalkSelections m_selections;
   std::vector<std::unique_ptr<CuStatAccum>> m_containers;  // by the filesystem's profiles
