@@ -8,6 +8,9 @@
 namespace orv {
 namespace {
 
+// Beyond it a filesystem would gain nothing, and figures that are reckoned with it would overflow.
+constexpr int MAX_TASKS = 100'000;
+
 // The text of a variable that is set and not empty; else null.
 const char* variable(const char* name) {
   const char* value = std::getenv(name);
@@ -23,7 +26,7 @@ share::SpreadOptions spreadOptions() {
   if (const char* partition = variable("ORV_SHARES_PARTITION"))
     options.partition = partition;
   if (const char* tasks = variable("ORV_SHARES_TASKS"))
-    options.tasks = std::max(std::atoi(tasks), 1);
+    options.tasks = std::clamp(std::atoi(tasks), 1, MAX_TASKS);
   if (const char* budget = variable("ORV_SHARES_BUDGET"))
     options.budget = std::max(std::atoll(budget), 1LL);
   return options;

@@ -161,7 +161,8 @@ struct StateReader::Input {
     at = 0;
     while (buffer.size() < count) {
       const std::size_t old = buffer.size();
-      buffer.resize(std::max(count, old + BUFFER / 4));
+      // In steps: a damaged length must not take memory that the file has no bytes for.
+      buffer.resize(old + BUFFER / 4);
       const ssize_t got = ::read(fd.get(), buffer.data() + old, buffer.size() - old);
       // Also after a failure: bytes that were not read must not pass for a record.
       buffer.resize(old + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
@@ -207,7 +208,7 @@ bool StateReader::next(Record& record) {
       if (byte < 0x80)
         break;
     }
-    // Refused before there is memory taken for it: a damaged length may be any number.
+    // The library counts in 31 bits: a damaged length may be any number.
     if (length > LONGEST_RECORD || !in.have(length, m_path))
       fail("read", m_path, "it was cut");
     if (!in.record.ParseFromArray(in.buffer.data() + in.at, static_cast<int>(length)))
