@@ -45,7 +45,7 @@ int examineWithTimeout(const std::string& path, int nfsTimeout, StatThread& thre
   const MountTree mounts = MountTree::read();
   root = {static_cast<std::uint32_t>(st.st_dev),
           mounts.isMounted(path) && mounts.hiddenBy(path).empty(),
-          fs.f_type == OVERLAYFS_SUPER_MAGIC};
+          fs.f_type == OVERLAYFS_SUPER_MAGIC, st.st_ino, fs.f_type};
   return 0;
 }
 
@@ -99,11 +99,12 @@ std::string MountTree::hiddenBy(std::string_view path) const {
 int examineMountRoot(int directory, MountRoot& root) {
   struct statx stx {};
   struct statfs fs {};
-  if (::statx(directory, "", AT_EMPTY_PATH, STATX_TYPE, &stx) != 0 ||
+  if (::statx(directory, "", AT_EMPTY_PATH, STATX_TYPE | STATX_INO, &stx) != 0 ||
       ::fstatfs(directory, &fs) != 0)
     return errno;
   root = {static_cast<std::uint32_t>(::makedev(stx.stx_dev_major, stx.stx_dev_minor)),
-          (stx.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0, fs.f_type == OVERLAYFS_SUPER_MAGIC};
+          (stx.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0, fs.f_type == OVERLAYFS_SUPER_MAGIC,
+          stx.stx_ino, fs.f_type};
   return 0;
 }
 

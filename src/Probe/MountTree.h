@@ -56,6 +56,9 @@ struct MountRoot {
   // Its files may show the devices of the layers that they lie on: only their mount tells whether
   // they belong to it.
   bool isOverlay = false;
+  // By these it is known on another machine, too, which has other numbers for the devices.
+  std::uint64_t inode = 0;
+  std::int64_t magic = 0;  // of the filesystem's kind, as statfs tells it
 
   [[nodiscard]] bool operator==(const MountRoot&) const = default;
 };

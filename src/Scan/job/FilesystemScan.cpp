@@ -81,6 +81,10 @@ int FilesystemScan::doShare(AgentScan* job, const share::Share& share, share::St
     return RC_FAILED;
   const WalkSetting own = setting();
   FSRef& ref = *m_bindings.refs.front();
+  // Where the filesystem is not mounted lies an empty directory: a share would be counted as empty.
+  if (share.header.root != share::RootMark{ref.root.inode, ref.root.magic})
+    throw share::StateError("walk " + ref.filesystem->fsMountPoint +
+                            ": on this node it is not the filesystem that is scanned");
   walking(true);
   const auto start = std::chrono::steady_clock::now();
   ShareWalk walk(ref, own, share, state, temporary);

@@ -49,7 +49,8 @@ class FilesystemScan {
 
   // Walks one share of the job's one filesystem and completes its state, instead of `doScan`. Files
   // without names are made in `temporary`; `walking` is told when the walk begins and ends. As
-  // `doScan`, and 8 when the share cannot be walked, whose state is then not completed.
+  // `doScan`, and 8 when the share cannot be walked, whose state is then not completed. Throws
+  // StateError, also where another filesystem is mounted, or none.
   [[nodiscard]] int doShare(AgentScan* job, const share::Share& share, share::StateWriter& state,
                             const std::string& temporary, const std::function<void(bool)>& walking);
 

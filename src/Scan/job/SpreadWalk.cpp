@@ -160,7 +160,7 @@ int SpreadWalk::walk() {
 int SpreadWalk::walkShares() {
   const share::WorkDirectory work(m_options.work);
   work.prepare();
-  share::Coordinator coordinator(m_options, work, m_progress);
+  share::Coordinator coordinator(m_options, work, {m_ref.root.inode, m_ref.root.magic}, m_progress);
   const share::Header run = coordinator.run();
   const auto engine =
       share::makeEngine(m_options, work, run.run, std::filesystem::read_symlink("/proc/self/exe"));

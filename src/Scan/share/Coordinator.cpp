@@ -52,10 +52,10 @@ std::unique_ptr<Engine> makeEngine(const SpreadOptions& options, const WorkDirec
 }
 
 Coordinator::Coordinator(const SpreadOptions& options, const WorkDirectory& work,
-                         ProgressPage* progress)
+                         const RootMark& root, ProgressPage* progress)
     : m_options(options), m_work(work), m_progress(progress) {
   hold();
-  begin();
+  begin(root);
 }
 
 Coordinator::~Coordinator() = default;
@@ -69,7 +69,7 @@ void Coordinator::hold() {
         (errno == EWOULDBLOCK ? "another process coordinates the scan" : errnoText(errno)));
 }
 
-void Coordinator::begin() {
+void Coordinator::begin(const RootMark& root) {
   // Written once: a coordinator that takes the run up has the same name and the same start of the
   // scan, or ages would differ between shares.
   if (!exists(m_work.runFile())) {
@@ -77,9 +77,12 @@ void Coordinator::begin() {
     header.run = newRunName();
     header.scanStart = std::time(nullptr);
     header.node = nodeName();
+    header.root = root;
     StateWriter(m_work.runFile(), header).close({});
   }
   m_run = readShare(m_work.runFile(), {}).header;
+  if (m_run.root != root)
+    throw StateError("go on with " + m_work.runFile() + ": it is of another filesystem");
   const std::string self =
       formatText("%d %s %s\n", ::getpid(), nodeName().c_str(), m_run.run.c_str());
   if (::ftruncate(m_held.get(), 0) != 0 || !writeFully(m_held.get(), self))
@@ -122,7 +125,7 @@ void Coordinator::takeUp(Engine& engine) {
   std::vector<std::uint32_t> open;
   for (const std::uint32_t number : shares) {
     for (const LeftOver& root : readShare(m_work.share(number), m_run.run).roots)
-      m_planned[root.directory.faPlace] = number;
+      m_planned[root.directory.faName] = number;
     m_lastShare = number;
     try {
       left[number] =
@@ -143,7 +146,7 @@ void Coordinator::takeUp(Engine& engine) {
 // state was damaged is walked again when others have begun with what it leaves.
 void Coordinator::keepLeft(std::uint32_t number, std::vector<LeftOver> directories) {
   for (LeftOver& directory : directories) {
-    const auto planned = m_planned.find(directory.directory.faPlace);
+    const auto planned = m_planned.find(directory.directory.faName);
     if (planned != m_planned.end() && planned->second > number)
       continue;
     // One that comes last would be what all others wait for.
@@ -215,17 +218,21 @@ void Coordinator::settle(Engine& engine, const Engine::Ended& ended) {
 std::vector<LeftOver> Coordinator::accept(std::uint32_t number) {
   const std::string state = m_work.state(number);
   const std::string accepted = m_work.accepted(number);
-  StateReader::verify(state);
-  if (StateReader(state, m_run.run).header().share != number)
-    throw StateError("read " + state + ": it is of another share");
+  verify(number, state);
   // Away from where a late walk of the same share would write: it can no longer be replaced.
   if (::rename(state.c_str(), accepted.c_str()) != 0)
     throw StateError("rename " + state + ": " + errnoText(errno));
   return take(number, accepted);
 }
 
-std::vector<LeftOver> Coordinator::take(std::uint32_t number, const std::string& file) {
+void Coordinator::verify(std::uint32_t number, const std::string& file) const {
   StateReader::verify(file);
+  if (StateReader(file, m_run.run).header().share != number)
+    throw StateError("read " + file + ": it is of another share");
+}
+
+std::vector<LeftOver> Coordinator::take(std::uint32_t number, const std::string& file) {
+  verify(number, file);
   StateReader reader(file, m_run.run);
   m_nodes.insert(reader.header().node);
   // Kept apart until the file is read to its end: one that fails in the middle must leave nothing

@@ -40,9 +40,10 @@ class Coordinator final {
     std::vector<Met> met;       // by place
   };
 
-  // `progress` null: nobody watches. Begins a run or, when the work directory holds one, goes on
-  // with it. Throws StateError.
-  Coordinator(const SpreadOptions& options, const WorkDirectory& work, ProgressPage* progress);
+  // `progress` null: nobody watches. Begins a run over the filesystem with that root or, when the
+  // work directory holds one, goes on with it. Throws StateError.
+  Coordinator(const SpreadOptions& options, const WorkDirectory& work, const RootMark& root,
+              ProgressPage* progress);
   ~Coordinator();
 
   [[nodiscard]] const Header& run() const noexcept { return m_run; }
@@ -53,13 +54,15 @@ class Coordinator final {
 
  private:
   void hold();
-  void begin();
+  void begin(const RootMark& root);
   void takeUp(Engine& engine);
   void plan(Engine& engine);
   [[nodiscard]] Share nextShare();
   [[nodiscard]] std::int64_t worthAStart() const;
   void keepLeft(std::uint32_t number, std::vector<LeftOver> directories);
   void settle(Engine& engine, const Engine::Ended& ended);
+  // Throws StateError unless the file is the whole state of that share.
+  void verify(std::uint32_t number, const std::string& file) const;
   // What the share left.
   [[nodiscard]] std::vector<LeftOver> accept(std::uint32_t number);
   [[nodiscard]] std::vector<LeftOver> take(std::uint32_t number, const std::string& file);
@@ -72,7 +75,8 @@ class Coordinator final {
   ProgressPage* m_progress;
   Header m_run;
   UniqueFd m_held;  // keeps other coordinators away
-  // Where a run is taken up: the last share that begins with a place.
+  // Where a run is taken up: the last share that begins with a directory. By its path, because
+  // places change when a directory above it is read again.
   std::map<std::string, std::uint32_t> m_planned;
   std::deque<LeftOver> m_left;             // that no share has
   std::map<std::uint32_t, int> m_running;  // attempts, by share

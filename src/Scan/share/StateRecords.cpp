@@ -28,7 +28,8 @@ void take(const record::Monitored& message, Monitored& monitored) {
 }
 
 void take(const record::Header& message, Header& header) {
-  header = {message.run(), message.share(), message.scan_start(), message.budget(), message.node()};
+  header = {message.run(),    message.share(), message.scan_start(),
+            message.budget(), message.node(),  {message.root_inode(), message.root_magic()}};
 }
 
 void take(const record::Container& message, Container& container) {
@@ -87,6 +88,8 @@ void fill(record::Header& message, const Header& header) {
   message.set_scan_start(header.scanStart);
   message.set_budget(header.budget);
   message.set_node(header.node);
+  message.set_root_inode(header.root.inode);
+  message.set_root_magic(header.root.magic);
 }
 
 void fill(record::Container& message, const Container& container) {

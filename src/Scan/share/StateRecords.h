@@ -28,6 +28,14 @@ class StateError final : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The root of the scanned filesystem, by what it is known on every node.
+struct RootMark {
+  std::uint64_t inode = 0;
+  std::int64_t magic = 0;  // of the kind of filesystem
+
+  [[nodiscard]] bool operator==(const RootMark&) const = default;
+};
+
 // What a file begins with.
 struct Header {
   std::string run;  // of the scan that it belongs to
@@ -35,6 +43,7 @@ struct Header {
   std::int64_t scanStart = 0;  // seconds since 1970
   std::int64_t budget = 0;     // entries
   std::string node;            // where a state was gathered
+  RootMark root;
 };
 
 // A monitored directory and the mdsIDs of the specifications that name it.
