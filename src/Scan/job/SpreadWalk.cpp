@@ -1,5 +1,7 @@
 #include "Scan/job/SpreadWalk.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 
@@ -15,8 +17,16 @@ namespace {
 
 constexpr int WALK_FAILED = 8;
 
-// States that are merged at a time: a bound of descriptors and memory.
-constexpr std::size_t FAN_IN = 64;
+// States that are merged at a time, at most: a bound of memory, too.
+constexpr long FAN_IN = 64;
+// Descriptors that a merger needs besides those of the states, about.
+constexpr long OTHER_FILES = 16;
+
+// As many states as may be open at a time.
+std::size_t fanIn() noexcept {
+  const long files = ::sysconf(_SC_OPEN_MAX);  // below 0 where there is no limit
+  return static_cast<std::size_t>(files < 0 ? FAN_IN : std::clamp(files - OTHER_FILES, 2L, FAN_IN));
+}
 
 // Stands where accumulators expect the walk: knows the filesystem and the start of the scan.
 class StillScanner final : public Scanner {
@@ -183,9 +193,10 @@ int SpreadWalk::merge(const share::WorkDirectory& work, const share::Header& run
   for (const share::Met& met : outcome.met)
     (void)m_setting.users.find(Sid(met.id), met.isGroup);
   std::vector<std::string> states = std::move(outcome.states);
-  for (std::uint32_t number = 1; states.size() > FAN_IN; ++number) {
-    const std::vector<std::string> some(states.begin(), states.begin() + FAN_IN);
-    states.erase(states.begin(), states.begin() + FAN_IN);
+  const auto atATime = static_cast<std::ptrdiff_t>(fanIn());
+  for (std::uint32_t number = 1; std::ssize(states) > atATime; ++number) {
+    const std::vector<std::string> some(states.begin(), states.begin() + atATime);
+    states.erase(states.begin(), states.begin() + atATime);
     // Behind the others, so that every state is merged about as often.
     states.push_back(mergeSome(work, run, some, number));
   }
