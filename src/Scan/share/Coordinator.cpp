@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
+#include <thread>
 
 #include "Scan/share/LocalEngine.h"
 #include "Scan/share/SlurmEngine.h"
@@ -25,6 +26,9 @@ using namespace std::chrono_literals;
 constexpr int INCOMPLETE = 4;
 // Between two looks at the stop flag and at what ended.
 constexpr auto WAIT = 500ms;
+// For the hold of the work directory: two seconds in all.
+constexpr int HOLD_ATTEMPTS = 40;
+constexpr auto HOLD_WAIT = 50ms;
 // Directories of a lost share that its message names.
 constexpr std::size_t NAMED_DIRECTORIES = 10;
 
@@ -63,10 +67,17 @@ Coordinator::~Coordinator() = default;
 // Two that plan the same tree would count it twice.
 void Coordinator::hold() {
   m_held.reset(::open(m_work.coordinator().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-  if (!m_held || ::flock(m_held.get(), LOCK_EX | LOCK_NB) != 0)
+  int error = m_held ? 0 : errno;
+  // A process that the last coordinator was just starting when it was killed has the lock, too,
+  // until it is the other program.
+  for (int attempt = 1; error == 0 && ::flock(m_held.get(), LOCK_EX | LOCK_NB) != 0; ++attempt) {
+    error = errno == EWOULDBLOCK && attempt < HOLD_ATTEMPTS ? 0 : errno;
+    std::this_thread::sleep_for(HOLD_WAIT);
+  }
+  if (error != 0)
     throw StateError(
         "hold " + m_work.coordinator() + ": " +
-        (errno == EWOULDBLOCK ? "another process coordinates the scan" : errnoText(errno)));
+        (error == EWOULDBLOCK ? "another process coordinates the scan" : errnoText(error)));
 }
 
 void Coordinator::begin(const RootMark& root) {
