@@ -138,8 +138,9 @@ TEST_F(DirectoriesFlow, specificationsAreBoundWhereTheyLieAndMeasuredWhereTheyMa
   };
   writeFile(agent() + "/config/computerid.dat",
             "[Header]\n[ComputerID]\ncomputerID\n[/Header]\n[ComputerID]\n5\n[/ComputerID]\n");
+  // However many "/" end the mount point, directories are bound and measured.
   Definition definition;
-  definition.filesystem(1, root).profile(50, "1", FIGURES).profile(51, "0", FIGURES);
+  definition.filesystem(1, root + "//").profile(50, "1", FIGURES).profile(51, "0", FIGURES);
   Ids bound;
   std::map<std::string, std::set<std::string>> specsByPath;
   for (const auto& row : rows) {

@@ -143,8 +143,7 @@ void bindDirectory(FSRef& ref, MonDirSpec& dirSpec,
     return;
   }
   TRACE(TR_GENERAL, "(if ( fsRef->filesystem != NULL )) == TRUE. Assign the NAS Filer to <filer>.");
-  std::string& mountPoint = ref.filesystem->fsMountPoint;
-  mountPoint = withTrailingSlash(mountPoint);
+  const std::string& mountPoint = ref.filesystem->fsMountPoint;
   if (!isOnComputer(dirSpec, *ref.filesystem) || !liesBelow(dirSpec.getMdsPath(), mountPoint))
     return;
   TRACE(TR_GENERAL, "regionMatches(0, path, (dirSpec->mdsPath), 0, length) == TRUE");
@@ -225,8 +224,12 @@ int bindDirectories(MonDirSpec* directories, Bindings& bindings) {
   // Also without a directory: what a result calls a filesystem does not depend on what else the job
   // asks for.
   for (const auto& ref : bindings.refs)
-    if (ref->filesystem != nullptr)
-      ref->filesystem->fsMountPoint = withTrailingSlash(ref->filesystem->fsMountPoint);
+    if (ref->filesystem != nullptr) {
+      std::string& mountPoint = ref->filesystem->fsMountPoint;
+      // One "/" however many the definition writes: below more of them the walk's paths would not
+      // be those that directories are monitored by.
+      mountPoint = withTrailingSlash(std::string(withoutTrailingSlash(mountPoint)));
+    }
   TRACE(TR_GENERAL, "while ( dirSpec != NULL )...");
   int rc = 0;
   for (MonDirSpec* dirSpec = directories; dirSpec != nullptr; dirSpec = dirSpec->getMdsNext()) {
