@@ -49,7 +49,7 @@ void addClusterScan(CLI::App& cluster, int& exitCode) {
       ->check(CLI::Range(1, MAX_TASKS));
   command
       ->add_option("--budget", settings.budget,
-                   fmt::format("Entries of a share, at most; {} if not given", settings.budget))
+                   "Entries of a share, at most; what is scanned in a minute if not given")
       ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, MAX_BUDGET));
   command

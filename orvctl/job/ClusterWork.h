@@ -10,11 +10,11 @@ namespace orv::ctl {
 
 // How a scan is divided among processes or nodes.
 struct ClusterSettings {
-  std::string engine = "local";     // "local" or "slurm"
-  std::string partition;            // of Slurm; empty for its default
-  int tasks = 2;                    // shares that are scanned at a time
-  std::int64_t budget = 1'000'000;  // entries of a share, at most
-  unsigned threads = 1;             // that read ahead in each of them
+  std::string engine = "local";  // "local" or "slurm"
+  std::string partition;         // of Slurm; empty for its default
+  int tasks = 2;                 // shares that are scanned at a time
+  std::int64_t budget = 0;       // entries of a share, at most; 0: what is walked in a minute
+  unsigned threads = 1;          // that read ahead in each of them
 };
 
 // The work directory of a divided scan, as its starter sees it: holds all that it takes to go on

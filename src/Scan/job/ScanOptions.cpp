@@ -28,7 +28,7 @@ share::SpreadOptions spreadOptions() {
   if (const char* tasks = variable("ORV_SHARES_TASKS"))
     options.tasks = std::clamp(std::atoi(tasks), 1, MAX_TASKS);
   if (const char* budget = variable("ORV_SHARES_BUDGET"))
-    options.budget = std::max(std::atoll(budget), 1LL);
+    options.budget = std::max(std::atoll(budget), 0LL);
   return options;
 }
 

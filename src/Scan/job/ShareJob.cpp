@@ -3,10 +3,8 @@
 #include <malloc.h>
 #include <sys/prctl.h>
 
-#include <charconv>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -41,16 +39,6 @@ class ShareLog final : public ActivityLogWriter {
  private:
   share::StateWriter* m_writer = nullptr;
 };
-
-std::uint32_t shareNumber(const char* text) {
-  std::uint32_t number = 0;
-  const char* end = text + std::strlen(text);
-  const auto [at, error] = std::from_chars(text, end, number);
-  // The whole text: by the start of "12a" a share would be walked that nobody meant.
-  if (error != std::errc() || at != end)
-    throw std::invalid_argument(std::string("no number of a share: ") + text);
-  return number;
-}
 
 // Helpers make windows of large directories, the walk frees them: what an allocator keeps of that
 // for each thread would be more than all that a share needs.
@@ -98,7 +86,7 @@ int runShare(const char* workDirectory, const char* number) noexcept {
   installSignalHandlers();
   std::string reason;
   try {
-    walkShare(workDirectory, shareNumber(number));
+    walkShare(workDirectory, share::numberOf(number));
     return 0;
   } catch (const std::exception& error) {
     reason = error.what();

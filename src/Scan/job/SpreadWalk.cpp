@@ -172,11 +172,13 @@ int SpreadWalk::walkShares() {
   work.prepare();
   share::Coordinator coordinator(m_options, work, {m_ref.root.inode, m_ref.root.magic}, m_progress);
   const share::Header run = coordinator.run();
-  const auto engine =
+  auto engine =
       share::makeEngine(m_options, work, run.run, std::filesystem::read_symlink("/proc/self/exe"));
   if (!engine)
     throw share::StateError("walk shares: there is no engine " + m_options.engine);
   share::Coordinator::Outcome outcome = coordinator.walkAll(*engine);
+  // What it occupies is for others while states are merged.
+  engine.reset();
   // Without its first share nothing is known of the tree, not even that it is there.
   if (!outcome.isRootWalked)
     return WALK_FAILED;

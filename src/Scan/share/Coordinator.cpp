@@ -29,6 +29,13 @@ constexpr auto WAIT = 500ms;
 // For the hold of the work directory: two seconds in all.
 constexpr int HOLD_ATTEMPTS = 40;
 constexpr auto HOLD_WAIT = 50ms;
+// What has been walked, in as many parts per task as its end may weigh: what is left when the first
+// task finds nothing more to do is at most one of them for each of the others.
+constexpr std::int64_t FAIR_PARTS = 8;
+constexpr std::int64_t FAIR_SCARCE = 4;
+// Of a share, unless its entries are bounded: what is lost with it, and what a scan at most waits
+// for.
+constexpr auto MOST_TIME = 1min;
 // Directories of a lost share that its message names.
 constexpr std::size_t NAMED_DIRECTORIES = 10;
 
@@ -186,13 +193,14 @@ void Coordinator::plan(Engine& engine) {
 // end. For the same reason it gets a part only of the directories that are left. Where there are
 // fewer directories than tasks it is to find some for the others first of all.
 Share Coordinator::nextShare() {
-  const std::int64_t fair = m_outcome.entries / (4 * m_options.tasks);
+  const std::int64_t fair = m_outcome.entries / (FAIR_PARTS * m_options.tasks);
   const bool isScarce = m_left.size() < static_cast<std::size_t>(m_options.tasks);
+  const std::int64_t most = m_options.budget > 0 ? m_options.budget : walkedIn(MOST_TIME);
   Share share;
   share.header = m_run;
   share.header.share = ++m_lastShare;
   share.header.budget = std::min(
-      std::max(isScarce ? fair / 4 : std::max(fair, worthAStart()), MIN_BUDGET), m_options.budget);
+      std::max(isScarce ? fair / FAIR_SCARCE : std::max(fair, worthAStart()), MIN_BUDGET), most);
   const std::size_t part = m_left.size() / (2 * static_cast<std::size_t>(m_options.tasks)) + 1;
   for (std::size_t i = std::min({part, MAX_ROOTS, m_left.size()}); i > 0; --i) {
     share.roots.push_back(std::move(m_left.front()));
@@ -205,12 +213,17 @@ Share Coordinator::nextShare() {
   return share;
 }
 
-// Entries whose walk takes so much longer than its start that the start does not count.
-std::int64_t Coordinator::worthAStart() const {
+// Entries that one walk meets in that time, as fast as walks were so far.
+std::int64_t Coordinator::walkedIn(std::chrono::milliseconds time) const {
   if (m_milliseconds == 0)
     return MIN_BUDGET;
-  const std::int64_t milliseconds = m_options.engine == "local" ? 80 : 3000;
-  return std::min(m_outcome.entries * milliseconds / m_milliseconds, MAX_MIN_BUDGET);
+  return std::max(m_outcome.entries * time.count() / m_milliseconds, MIN_BUDGET);
+}
+
+// Entries whose walk takes so much longer than its start that the start does not count: some 10 ms
+// for a process, and some 50 ms until a worker elsewhere has looked for its order.
+std::int64_t Coordinator::worthAStart() const {
+  return std::min(walkedIn(m_options.engine == "local" ? 80ms : 1000ms), MAX_MIN_BUDGET);
 }
 
 void Coordinator::settle(Engine& engine, const Engine::Ended& ended) {

@@ -26,7 +26,7 @@ class Coordinator final {
   // Walks of a share that fail before it is given up.
   static constexpr int MAX_ATTEMPTS = 3;
   // The smallest budget, in entries, and the largest one that saves starts and does nothing else.
-  static constexpr std::int64_t MIN_BUDGET = 2'000;
+  static constexpr std::int64_t MIN_BUDGET = 1'000;
   static constexpr std::int64_t MAX_MIN_BUDGET = 50'000;
   // Directories that one share begins with, at most.
   static constexpr std::size_t MAX_ROOTS = 10'000;
@@ -58,6 +58,7 @@ class Coordinator final {
   void takeUp(Engine& engine);
   void plan(Engine& engine);
   [[nodiscard]] Share nextShare();
+  [[nodiscard]] std::int64_t walkedIn(std::chrono::milliseconds time) const;
   [[nodiscard]] std::int64_t worthAStart() const;
   void keepLeft(std::uint32_t number, std::vector<LeftOver> directories);
   void settle(Engine& engine, const Engine::Ended& ended);

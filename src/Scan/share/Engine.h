@@ -12,12 +12,12 @@ namespace orv::share {
 
 // How the shares of a scan are walked. From the environment, at the program's edge.
 struct SpreadOptions {
-  std::string work;                 // the work directory; empty: the job walks by itself
-  std::string catalog;              // the message catalog, of which the shares get a copy
-  std::string engine = "local";     // "local" or "slurm"
-  std::string partition;            // of the engine; empty for its own choice
-  int tasks = 2;                    // shares that are walked at a time
-  std::int64_t budget = 1'000'000;  // entries of a share, at most
+  std::string work;              // the work directory; empty: the job walks by itself
+  std::string catalog;           // the message catalog, of which the shares get a copy
+  std::string engine = "local";  // "local" or "slurm"
+  std::string partition;         // of the engine; empty for its own choice
+  int tasks = 2;                 // shares that are walked at a time
+  std::int64_t budget = 0;       // entries of a share, at most; 0: what is walked in a minute
 };
 
 // Has shares walked. Owned by the coordinator, used on its thread.

@@ -1,6 +1,8 @@
 #include "Scan/share/SlurmEngine.h"
 
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,7 +13,6 @@
 
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
-#include "runtime/unx/Files.h"
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"
 
@@ -30,84 +31,154 @@ constexpr auto STATE_DELAY = 10s;
 constexpr auto QUESTION_INTERVAL = 1s;
 constexpr auto LOOK_INTERVAL = 20ms;
 
-// Runs a command without a shell. Its exit code, -1 when it could not be run; `output` is what it
-// wrote to standard output.
-int runCommand(std::vector<std::string> words, std::string& output) {
+// What a command said, and how it ended: its exit code, -1 when it could not be run.
+struct Said {
+  int code = -1;
+  std::string output;
+  std::string errors;
+};
+
+// Everything that was written into a file without a name, which does not fill up as a pipe does.
+std::string contentOf(int file) {
+  std::string content;
+  char buffer[4096];
+  for (off_t at = 0;; at = static_cast<off_t>(content.size())) {
+    const ssize_t got = ::pread(file, buffer, sizeof buffer, at);
+    if (got <= 0)
+      return content;
+    content.append(buffer, static_cast<std::size_t>(got));
+  }
+}
+
+// Runs a command of Slurm, without a shell.
+Said runCommand(std::vector<std::string> words) {
   // A controller that hangs must not hold the coordinator.
   words.insert(words.begin(), {"timeout", COMMAND_LIMIT});
   std::vector<char*> arguments;
   for (std::string& word : words)
     arguments.push_back(word.data());
   arguments.push_back(nullptr);
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0)
-    return -1;
-  const UniqueFd in(ends[0]);
-  UniqueFd out(ends[1]);
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    ::dup2(out.get(), STDOUT_FILENO);
-    ::execvp(arguments.front(), arguments.data());
-    // As a shell says that there is no such program.
-    ::_exit(127);
-  }
-  // An end that is open here would keep the command's own end from being seen.
-  out.reset();
-  if (pid < 0)
-    return -1;
-  char buffer[4096];
-  for (;;) {
-    const ssize_t got = ::read(in.get(), buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR)
-      continue;
-    if (got <= 0)
-      break;
-    output.append(buffer, static_cast<std::size_t>(got));
-  }
+  const UniqueFd output(::memfd_create("output", MFD_CLOEXEC));
+  const UniqueFd errors(::memfd_create("errors", MFD_CLOEXEC));
+  posix_spawn_file_actions_t files;
+  ::posix_spawn_file_actions_init(&files);
+  ::posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  ::posix_spawn_file_actions_adddup2(&files, output.get(), STDOUT_FILENO);
+  ::posix_spawn_file_actions_adddup2(&files, errors.get(), STDERR_FILENO);
+  pid_t pid = 0;
+  const int error =
+      ::posix_spawnp(&pid, arguments.front(), &files, nullptr, arguments.data(), environ);
+  ::posix_spawn_file_actions_destroy(&files);
+  if (error != 0)
+    return {-1, {}, errnoText(error)};
   int status = 0;
   while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(output.get()),
+          contentOf(errors.get())};
+}
+
+// Why a command failed, in its own words as far as it has any; all of them in one line.
+std::string failureOf(const std::string& command, const Said& said) {
+  // What "timeout" ends with when the time is over.
+  constexpr int TIMED_OUT = 124;
+  if (said.code == TIMED_OUT)
+    return command + ": no answer within " + COMMAND_LIMIT + " seconds";
+  std::string words(trimmed(said.errors, " \n"));
+  std::ranges::replace(words, '\n', ' ');
+  return command + ": " + (words.empty() ? formatText("exit code %d", said.code) : words);
 }
 
 }  // namespace
 
-SlurmEngine::SlurmEngine(const SpreadOptions& options, const WorkDirectory& work,
-                         const std::string& run, std::string program)
-    : m_options(options),
-      m_work(work),
-      m_jobName("orvscan-" + run),
-      m_program(std::move(program)) {}
-
-void SlurmEngine::start(const std::vector<std::uint32_t>& shares) {
-  m_waiting.insert(m_waiting.end(), shares.begin(), shares.end());
-  submit();
+bool SlurmEngine::Task::mayBeGiven() const noexcept {
+  // Not to one that may be losing its patience right now.
+  return isReady && order.share == 0 &&
+         Clock::now() < idle + std::chrono::seconds(WORKER_PATIENCE_SECONDS / 2);
 }
 
-// As arrays of shares whose numbers follow one another.
-void SlurmEngine::submit() {
-  if (Clock::now() < m_nextSubmission)
-    return;
-  std::ranges::sort(m_waiting);
-  while (!m_waiting.empty()) {
-    std::size_t count = 1;
-    while (count < m_waiting.size() && count < MAX_ARRAY &&
-           m_waiting[count] == m_waiting.front() + count)
-      ++count;
-    if (!submitSome(count)) {
-      // The controller may be restarting; what runs goes on meanwhile.
-      if (!m_controllerIsAway)
-        issueMessage(msg::STA0566W, {std::to_string(m_waiting.size())});
-      m_controllerIsAway = true;
-      m_nextSubmission = Clock::now() + 5s;
-      return;
-    }
-    m_controllerIsAway = false;
+SlurmEngine::SlurmEngine(const SpreadOptions& options, const WorkDirectory& work,
+                         const std::string& run, std::string program)
+    : m_options(options), m_work(work), m_jobName("orvscan-" + run), m_program(std::move(program)) {
+  // Workers of an earlier coordinator that cannot be reached to be ended must not be taken for
+  // ours.
+  if (const auto earlier = m_work.workers(); !earlier.empty())
+    m_lastWorker = earlier.back();
+}
+
+SlurmEngine::~SlurmEngine() {
+  // After a failure, shares may be under way whose states nobody will ever take.
+  if (std::ranges::any_of(m_tasks, [](const auto& task) { return task.second.order.share != 0; }))
+    cancel();
+  else
+    release();
+}
+
+// Ends the workers, which have no share, rather than let them wait in vain.
+void SlurmEngine::release() noexcept {
+  try {
+    if (std::ranges::any_of(m_tasks, [](const auto& task) { return !task.second.isReady; }))
+      (void)runCommand({"scancel", "--name=" + m_jobName, "--state=PENDING"});
+    for (const auto& [name, task] : m_tasks)
+      give(m_work, task.worker, {task.order.number + 1, Order::END});
+  } catch (const std::exception&) {
+    // They end by themselves a little later.
   }
 }
 
-bool SlurmEngine::submitSome(std::size_t count) {
-  const std::uint32_t first = m_waiting.front();
+void SlurmEngine::start(const std::vector<std::uint32_t>& shares) {
+  m_waiting.insert(m_waiting.end(), shares.begin(), shares.end());
+  std::ranges::sort(m_waiting);
+  assign();
+  submit();
+}
+
+void SlurmEngine::assign() {
+  for (auto& [name, task] : m_tasks) {
+    if (m_waiting.empty())
+      return;
+    if (!task.mayBeGiven())
+      continue;
+    task.order = {task.order.number + 1, m_waiting.front()};
+    give(m_work, task.worker, task.order);
+    m_waiting.erase(m_waiting.begin());
+  }
+}
+
+// Asks for a worker for each share that waits without one to come. At first for all that the scan
+// may have: Slurm starts arrays once a second or less often, and the first share finds work for
+// them.
+void SlurmEngine::submit() {
+  std::size_t coming = 0;
+  for (const auto& [name, task] : m_tasks)
+    coming += task.isReady ? 0 : 1;
+  if (m_waiting.size() <= coming || Clock::now() < m_nextSubmission)
+    return;
+  const std::size_t wanted =
+      m_hasSubmitted ? m_waiting.size() - coming : static_cast<std::size_t>(m_options.tasks);
+  const std::string failure = submitSome(std::min(wanted, MAX_ARRAY));
+  if (failure.empty()) {
+    m_hasSubmitted = true;
+    m_isControllerAway = false;
+    return;
+  }
+  // Of what never went, nobody knows that it ever will: a partition that is misspelt, say.
+  if (!m_hasSubmitted)
+    throw StateError(failure);
+  // The controller may be restarting; what runs goes on meanwhile.
+  if (!m_isControllerAway)
+    issueMessage(msg::STA0566W, {failure, std::to_string(m_waiting.size())});
+  m_isControllerAway = true;
+  m_nextSubmission = Clock::now() + 5s;
+}
+
+// Why it failed; nothing when it did not.
+std::string SlurmEngine::submitSome(std::size_t count) {
+  const std::uint32_t first = m_lastWorker + 1;
+  // There before the worker looks for it: what a network filesystem has once found missing, it may
+  // go on to miss.
+  for (std::size_t i = 0; i < count; ++i)
+    give(m_work, first + static_cast<std::uint32_t>(i), {});
   std::vector<std::string> words = {"sbatch",
                                     "--parsable",
                                     "--requeue",
@@ -118,27 +189,28 @@ bool SlurmEngine::submitSome(std::size_t count) {
                                     "--ntasks=1"};
   if (!m_options.partition.empty())
     words.push_back("--partition=" + m_options.partition);
-  // In the shell's place, so that Slurm's signals reach the walk itself.
-  words.push_back(formatText("--wrap=exec %s -share %s $((%u + SLURM_ARRAY_TASK_ID))",
+  // In the shell's place, so that Slurm's signals reach the worker itself.
+  words.push_back(formatText("--wrap=exec %s -worker %s $((%u + SLURM_ARRAY_TASK_ID))",
                              shellWord(m_program).c_str(), shellWord(m_work.path()).c_str(),
                              first));
-  std::string output;
-  if (runCommand(words, output) != 0)
-    return false;
+  const Said said = runCommand(words);
+  if (said.code != 0)
+    return failureOf("sbatch", said);
   // "<job>" or "<job>;<cluster>".
-  const std::string job = output.substr(0, output.find_first_of(";\n"));
+  const std::string job = said.output.substr(0, said.output.find_first_of(";\n"));
   for (std::size_t i = 0; i < count; ++i)
-    m_tasks[job + "_" + std::to_string(i)] = {first + static_cast<std::uint32_t>(i)};
-  m_waiting.erase(m_waiting.begin(), m_waiting.begin() + static_cast<std::ptrdiff_t>(count));
-  return true;
+    m_tasks[job + "_" + std::to_string(i)].worker = ++m_lastWorker;
+  return {};
 }
 
 std::vector<Engine::Ended> SlurmEngine::wait(std::chrono::milliseconds limit) {
   std::vector<Ended> ended;
   const auto end = Clock::now() + limit;
   do {
-    submit();
+    takeReady();
     takeStates(ended);
+    assign();
+    submit();
     if (ended.empty() && Clock::now() >= m_nextQuestion)
       askQueue(ended);
     if (!ended.empty() || agentStop.load(std::memory_order_relaxed))
@@ -148,29 +220,36 @@ std::vector<Engine::Ended> SlurmEngine::wait(std::chrono::milliseconds limit) {
   return ended;
 }
 
+void SlurmEngine::takeReady() {
+  for (const std::uint32_t worker : takeReadyWorkers(m_work))
+    for (auto& [name, task] : m_tasks)
+      if (task.worker == worker && !task.isReady) {
+        task.isReady = true;
+        task.idle = Clock::now();
+      }
+}
+
 void SlurmEngine::takeStates(std::vector<Ended>& ended) {
-  for (auto at = m_tasks.begin(); at != m_tasks.end();) {
-    const std::string state = m_work.state(at->second.share);
-    // Opened and not looked for: on a network filesystem that asks the server.
-    if (!openRegularFile(state)) {
-      ++at;
-      continue;
-    }
-    ended.push_back({at->second.share, {}});
-    at = m_tasks.erase(at);
-  }
+  for (const std::uint32_t share : m_work.states())
+    for (auto& [name, task] : m_tasks)
+      if (task.order.share == share) {
+        ended.push_back({share, {}});
+        task.order.share = 0;
+        task.idle = Clock::now();
+      }
 }
 
 void SlurmEngine::askQueue(std::vector<Ended>& ended) {
   m_nextQuestion = Clock::now() + QUESTION_INTERVAL;
-  std::string output;
+  if (m_tasks.empty())
+    return;
+  const Said said =
+      runCommand({"squeue", "--noheader", "--array", "--name=" + m_jobName, "--format=%F_%K %T"});
   // Without an answer nothing is known, so nothing has ended.
-  if (m_tasks.empty() ||
-      runCommand({"squeue", "--noheader", "--array", "--name=" + m_jobName, "--format=%F_%K %T"},
-                 output) != 0)
+  if (said.code != 0)
     return;
   std::map<std::string, std::string> queue;  // states by task
-  std::istringstream lines(output);
+  std::istringstream lines(said.output);
   for (std::string task, state; lines >> task >> state;)
     queue[task] = state;
   for (auto at = m_tasks.begin(); at != m_tasks.end();) {
@@ -182,13 +261,21 @@ void SlurmEngine::askQueue(std::vector<Ended>& ended) {
       ++at;
       continue;
     }
-    ended.push_back({at->second.share, reason});
+    // A worker that cannot even begin fails for a share that it would have got: else workers would
+    // be asked for without end.
+    const bool hasBegun = at->second.isReady || queued != queue.end();
+    if (!hasBegun && !m_waiting.empty()) {
+      at->second.order.share = m_waiting.front();
+      m_waiting.erase(m_waiting.begin());
+    }
+    if (at->second.order.share != 0)
+      ended.push_back({at->second.order.share, reason});
     at = m_tasks.erase(at);
   }
 }
 
 // A task that waits again has lost its node. Slurm would start it after two minutes only, when the
-// node could no longer do so: it is offered anew instead, for any other node.
+// node could no longer do so: another worker is asked for instead, on any other node.
 std::string SlurmEngine::lookAt(const std::string& name, const std::string& state, Task& task) {
   task.missing = Clock::time_point::max();
   if (state != "PENDING") {
@@ -197,37 +284,33 @@ std::string SlurmEngine::lookAt(const std::string& name, const std::string& stat
   }
   if (!task.hasRun)
     return {};
-  std::string ignored;
-  (void)runCommand({"scancel", name}, ignored);
+  (void)runCommand({"scancel", name});
   return "task " + name + " lost its node, or was preempted";
 }
 
 std::string SlurmEngine::lookForMissing(const std::string& name, Task& task) const {
   if (task.missing == Clock::time_point::max())
     task.missing = Clock::now();
+  if (task.isReady && task.order.share == 0)
+    return "task " + name + " had nothing to do any more";
   return Clock::now() < task.missing + STATE_DELAY ? std::string() : endOf(name);
 }
 
 // What the accounting knows of a task that left nothing, where there is one.
 std::string SlurmEngine::endOf(const std::string& task) const {
-  std::string output;
   std::string text = "task " + task + " left the queue without a state";
-  if (runCommand({"sh", "-c",
-                  "sacct --noheader --parsable2 --allocations --format=State,ExitCode,NodeList "
-                  "--jobs=" +
-                      shellWord(task) + " 2>/dev/null"},
-                 output) == 0 &&
-      !output.empty())
-    text += " (" + output.substr(0, output.find('\n')) + ")";
+  const Said said = runCommand({"sacct", "--noheader", "--parsable2", "--allocations",
+                                "--format=State,ExitCode,NodeList", "--jobs=" + task});
+  if (said.code == 0 && !said.output.empty())
+    text += " (" + said.output.substr(0, said.output.find('\n')) + ")";
   const std::string words = m_work.lastWords(task);
   return words.empty() ? text : text + ": " + words;
 }
 
 void SlurmEngine::cancel() noexcept {
   try {
-    std::string ignored;
     // By the run's name, which also finds what an earlier coordinator of it started.
-    (void)runCommand({"scancel", "--name=" + m_jobName}, ignored);
+    (void)runCommand({"scancel", "--name=" + m_jobName});
     m_tasks.clear();
     m_waiting.clear();
   } catch (const std::exception&) {

@@ -4,16 +4,19 @@
 #include <map>
 
 #include "Scan/share/Engine.h"
+#include "Scan/share/Worker.h"
 
 namespace orv::share {
 
-// Walks shares as tasks of job arrays that Slurm spreads over its nodes. What it says of them comes
-// from its queue; a share whose state is there has ended whatever the queue says, and one that left
-// the queue without a state has failed.
+// Walks shares with workers, which are tasks of job arrays that Slurm spreads over its nodes. A
+// share whose state is there has ended whatever Slurm says; one whose worker left Slurm's queue
+// without it has failed. As many workers are asked for as there are shares; those that nothing is
+// left for end.
 class SlurmEngine final : public Engine {
  public:
   SlurmEngine(const SpreadOptions& options, const WorkDirectory& work, const std::string& run,
               std::string program);
+  ~SlurmEngine() override;
 
   void start(const std::vector<std::uint32_t>& shares) override;
   [[nodiscard]] std::vector<Ended> wait(std::chrono::milliseconds limit) override;
@@ -22,13 +25,21 @@ class SlurmEngine final : public Engine {
  private:
   using Clock = std::chrono::steady_clock;
   struct Task {
-    std::uint32_t share;
-    bool hasRun = false;
+    std::uint32_t worker = 0;
+    Order order;          // the last one that it got; its share is 0 when that is done
+    bool hasRun = false;  // says the queue
+    bool isReady = false;
+    Clock::time_point idle;                                // since, when it has no share
     Clock::time_point missing = Clock::time_point::max();  // in the queue since
+    [[nodiscard]] bool mayBeGiven() const noexcept;
   };
+  using Tasks = std::map<std::string, Task>;  // by their names in the queue, "<job>_<index>"
 
+  void assign();
+  void release() noexcept;
   void submit();
-  [[nodiscard]] bool submitSome(std::size_t count);
+  [[nodiscard]] std::string submitSome(std::size_t count);
+  void takeReady();
   void takeStates(std::vector<Ended>& ended);
   void askQueue(std::vector<Ended>& ended);
   // Both tell why the task has ended; nothing while it has not.
@@ -41,11 +52,13 @@ class SlurmEngine final : public Engine {
   const WorkDirectory& m_work;
   std::string m_jobName;
   std::string m_program;
-  std::vector<std::uint32_t> m_waiting;  // to be submitted, when the controller answers
-  std::map<std::string, Task> m_tasks;   // by their names in the queue, "<job>_<index>"
+  std::vector<std::uint32_t> m_waiting;  // shares that no worker has
+  Tasks m_tasks;
+  std::uint32_t m_lastWorker = 0;
+  bool m_hasSubmitted = false;
+  bool m_isControllerAway = false;
   Clock::time_point m_nextQuestion{};
   Clock::time_point m_nextSubmission{};
-  bool m_controllerIsAway = false;
 };
 
 }  // namespace orv::share

@@ -10,14 +10,24 @@
 #include <climits>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include "runtime/ut/Text.h"
 
 namespace orv::share {
 namespace {
 
-constexpr std::array<const char*, 7> FOLDERS = {"shares", "states", "accepted", "merged",
-                                                "tmp",    "logs",   "nls"};
+constexpr std::array<const char*, 9> FOLDERS = {"shares", "states", "accepted", "merged", "orders",
+                                                "ready",  "tmp",    "logs",     "nls"};
+
+// The number that the whole text is.
+std::optional<std::uint32_t> wholeNumber(std::string_view text) {
+  std::uint32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size())
+    return std::nullopt;
+  return number;
+}
 
 }  // namespace
 
@@ -56,6 +66,12 @@ std::string WorkDirectory::accepted(std::uint32_t number) const {
 std::string WorkDirectory::merged(std::uint32_t number) const {
   return file("merged", number);
 }
+std::string WorkDirectory::order(std::uint32_t worker) const {
+  return file("orders", worker);
+}
+std::string WorkDirectory::ready(std::uint32_t worker) const {
+  return file("ready", worker);
+}
 std::string WorkDirectory::log(const std::string& name) const {
   return m_path + "/logs/" + name + ".log";
 }
@@ -69,17 +85,18 @@ std::string WorkDirectory::lastWords(const std::string& name) const {
   return last;
 }
 
-std::vector<std::uint32_t> WorkDirectory::shares() const {
+// By opening the folder: over a network filesystem that asks the server what is new in it, where
+// the look for a single name may be answered by what was so half a minute ago.
+std::vector<std::uint32_t> WorkDirectory::numbers(const char* folder) const {
   std::vector<std::uint32_t> numbers;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(m_path + "/shares", error)) {
-    const std::string name = entry.path().filename();
-    std::uint32_t number = 0;
-    const auto [end, bad] = std::from_chars(name.data(), name.data() + name.size(), number);
+  std::filesystem::directory_iterator at(m_path + "/" + folder, error);
+  for (; !error && at != std::filesystem::directory_iterator(); at.increment(error))
     // Names that are no numbers are temporary files of a write that did not end.
-    if (bad == std::errc() && end == name.data() + name.size())
-      numbers.push_back(number);
-  }
+    if (const auto number = wholeNumber(at->path().filename().native()))
+      numbers.push_back(*number);
+  if (error)
+    throw StateError("list " + m_path + "/" + folder + ": " + error.message());
   std::ranges::sort(numbers);
   return numbers;
 }
@@ -101,6 +118,13 @@ Share readShare(const std::string& path, const std::string& run) {
     if (record.kind == Record::Kind::LEFT_OVER)
       share.roots.push_back(std::move(record.leftOver));
   return share;
+}
+
+std::uint32_t numberOf(std::string_view text) {
+  // The whole text: by the start of "12a" a share would be walked that nobody meant.
+  if (const auto number = wholeNumber(text))
+    return *number;
+  throw StateError("no number of a share or worker: " + std::string(text));
 }
 
 std::string nodeName() {

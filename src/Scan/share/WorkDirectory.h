@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Scan/share/StateFile.h"
@@ -30,6 +31,9 @@ class WorkDirectory final {
   [[nodiscard]] std::string state(std::uint32_t number) const;
   [[nodiscard]] std::string accepted(std::uint32_t number) const;
   [[nodiscard]] std::string merged(std::uint32_t number) const;
+  // What a worker is to do, and that it has begun (Worker.h).
+  [[nodiscard]] std::string order(std::uint32_t worker) const;
+  [[nodiscard]] std::string ready(std::uint32_t worker) const;
   [[nodiscard]] std::string log(const std::string& name) const;
   // Held by the coordinator while it works, and says who it is: "<pid> <node> <run>".
   [[nodiscard]] std::string coordinator() const { return m_path + "/coordinator"; }
@@ -40,10 +44,16 @@ class WorkDirectory final {
   // For files without names.
   [[nodiscard]] std::string temporary() const { return m_path + "/tmp"; }
 
-  // The numbers of the shares that were written, ascending.
-  [[nodiscard]] std::vector<std::uint32_t> shares() const;
+  // The numbers of the shares that were written; of those whose state is there and was not taken
+  // over; of all workers that had an order, and of those that have begun. Ascending. Throw
+  // StateError.
+  [[nodiscard]] std::vector<std::uint32_t> shares() const { return numbers("shares"); }
+  [[nodiscard]] std::vector<std::uint32_t> states() const { return numbers("states"); }
+  [[nodiscard]] std::vector<std::uint32_t> workers() const { return numbers("orders"); }
+  [[nodiscard]] std::vector<std::uint32_t> readyWorkers() const { return numbers("ready"); }
 
  private:
+  [[nodiscard]] std::vector<std::uint32_t> numbers(const char* folder) const;
   [[nodiscard]] std::string file(const char* folder, std::uint32_t number) const;
 
   std::string m_path;
@@ -59,6 +69,10 @@ struct Share {
 // Both throw StateError.
 void writeShare(const std::string& path, const Share& share);
 [[nodiscard]] Share readShare(const std::string& path, const std::string& run);
+
+// The number of a share or worker, as it stands on a command line. Throws StateError for a text
+// that is none.
+[[nodiscard]] std::uint32_t numberOf(std::string_view text);
 
 // The name of this machine.
 [[nodiscard]] std::string nodeName();
