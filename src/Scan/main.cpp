@@ -21,18 +21,12 @@
 // (GenericPrint).
 // clang-format on
 
-#include <string_view>
-
 #include "Scan/job/ExecScan.h"
 #include "Scan/job/ShareJob.h"
-#include "Scan/share/Worker.h"
 
 int main(int argc, char** argv) {
-  // Not for people: a scan that is spread over processes starts itself so.
-  if (argc == 4 && std::string_view(argv[1]) == "-share")
-    return orv::runShare(argv[2], argv[3]);
-  if (argc == 4 && std::string_view(argv[1]) == "-worker")
-    return orv::share::runWorker(argv[2], argv[3]);
+  if (orv::isPartOfScan(argc, argv))
+    return orv::runPartOfScan(argv);
   orv::ExecScan job;
   return job.run(argc, argv);
 }

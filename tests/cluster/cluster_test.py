@@ -205,7 +205,8 @@ def slurm_shares_equal_one_walk(scans, cluster):
 
 
 def running(cluster, name):
-    return [pid for pid in cluster.steps(name) if Path(f'/proc/{pid}/exe').resolve().name == 'scan']
+    # Those that walk: workers that wait for a share are nobody's loss.
+    return [pid for pid in cluster.steps(name) if '-share' in subprocess.getoutput(f'tr "\\0" " " < /proc/{pid}/cmdline').split()]
 
 
 def amid(cluster, scans, harm, what):

@@ -9,13 +9,14 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "Common/unix/pssignal.h"
 #include "Scan/definition/AgentScan.h"
 #include "Scan/definition/DefinitionBuilder.h"
 #include "Scan/job/FilesystemScan.h"
 #include "Scan/job/ScanOptions.h"
-#include "Scan/share/WorkDirectory.h"
+#include "Scan/share/Worker.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/ut/ORVException.h"
 
@@ -23,6 +24,8 @@ namespace orv {
 namespace {
 
 constexpr int FAILED = 8;
+constexpr std::string_view SHARE = "-share";
+constexpr std::string_view WORKER = "-worker";
 
 // Puts the messages of the walk into the state, from where they come into the scan's log. Those
 // before it are the scan's own, too: they are said here only, for whoever looks into a failure.
@@ -75,8 +78,6 @@ void walkShare(const std::string& directory, std::uint32_t number) {
     throw std::runtime_error("the share cannot be walked here");
 }
 
-}  // namespace
-
 int runShare(const char* workDirectory, const char* number) noexcept {
   setUpProcess();
   // Before anything is allocated: what has its place already would keep it.
@@ -101,6 +102,16 @@ int runShare(const char* workDirectory, const char* number) noexcept {
   }
   std::fprintf(stderr, "scan: share %s of %s: %s\n", number, workDirectory, reason.c_str());
   return FAILED;
+}
+
+}  // namespace
+
+bool isPartOfScan(int argc, char** argv) noexcept {
+  return argc == 4 && (argv[1] == SHARE || argv[1] == WORKER);
+}
+
+int runPartOfScan(char** argv) noexcept {
+  return argv[1] == SHARE ? runShare(argv[2], argv[3]) : share::runWorker(argv[2], argv[3]);
 }
 
 }  // namespace orv
