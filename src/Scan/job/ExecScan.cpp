@@ -68,11 +68,11 @@ int ExecScan::run(int argc, const char* const* argv) noexcept {
   if (m_isStarted) {
     if (m_rc == 0)
       attempt("read its definition", [this] { readDefinition(); });
-    // Without a definition nothing is locked and no result begun, so there is nothing to settle.
-    if (m_definitionRead) {
+    if (m_definitionRead)
       attempt("scan", [this] { scanAll(); });
-      attempt("settle its result", [this] { settleResult(); });
-    }
+    // Also where the definition was refused: an earlier result of the run must not pass for its
+    // own.
+    attempt("settle its result", [this] { settleResult(); });
     attempt("notify the agent", [this] { notify(); });
     if (m_definitionRead)
       attempt("remove its definition", [this] { removeDefinition(); });
