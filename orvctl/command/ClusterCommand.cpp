@@ -17,10 +17,19 @@ constexpr std::int64_t MAX_BUDGET = 1'000'000'000;
 
 constexpr const char* FOOTER =
     "Examples:\n"
-    "  orvctl cluster scan /srv                      processes of this machine\n"
-    "  orvctl cluster scan /gpfs/data --engine slurm --tasks 400 --agent /gpfs/orv\n"
-    "  orvctl cluster resume /gpfs/orv/work/00000012 go on after whatever stopped it\n"
-    "  orvctl cluster cancel /gpfs/orv/work/00000012 leave nothing of it running";
+    "  orvctl cluster scan /srv --tasks 8            processes of this machine\n"
+    "  orvctl cluster scan /data --engine slurm --tasks 400 --agent /shared/orvscan\n"
+    "  orvctl cluster resume /shared/orvscan/work/00000012\n"
+    "                                                after whatever stopped it\n"
+    "  orvctl cluster cancel /shared/orvscan/work/00000012\n"
+    "                                                leave nothing of it running\n"
+    "\n"
+    "Exit codes:\n"
+    "  0  the report is complete; cancel: nothing of the scan is left\n"
+    "  1  orvctl could not do it       2  the command line is wrong\n"
+    "  4  some shares could not be scanned, and the result says less\n"
+    "  8  the scan failed: resume goes on with it, where its directory is said\n"
+    "  128 + N  stopped by signal N (130: Ctrl-C); resume goes on";
 
 void addClusterScan(CLI::App& cluster, int& exitCode) {
   auto arguments = std::make_shared<ScanArguments>();
@@ -98,10 +107,10 @@ void addClusterCommand(CLI::App& app, int& exitCode) {
   CLI::App* cluster = app.add_subcommand(
       "cluster", "Scan one filesystem with many processes or nodes, into one result");
   cluster->require_subcommand(1);
+  cluster->footer(FOOTER);  // also of the commands below, which take it over
   addClusterScan(*cluster, exitCode);
   addResume(*cluster, exitCode);
   addCancel(*cluster, exitCode);
-  cluster->footer(FOOTER);
 }
 
 }  // namespace orv::ctl

@@ -13,10 +13,12 @@
 #include "orvctl/command/ScanRun.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/LocalJob.h"
+#include "orvctl/job/SlurmCommand.h"
 #include "orvctl/job/TypedInput.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"
 #include "orvctl/text/Output.h"
+#include "orvctl/text/Units.h"
 
 namespace orv::ctl {
 namespace {
@@ -62,12 +64,8 @@ bool anythingLeftOut(const Scan& scan) {
   });
 }
 
-// Runs the job and reports what it found, with all that the user asked to be done with it.
-int runAndReport(const ScanArguments& arguments, LocalJob& job, const AgentDirectory& agent,
-                 const RunSettings& settings, bool isWhole) {
-  const ExportRequest request = requestOf(arguments.report);
-  int code = 0;
-  const Scan scan = runScanJob(job, agent, findInstallation().scan, settings, request, code);
+// Reports what a job found, with all that the user asked to be done with it; the exit code.
+int report(const ScanArguments& arguments, const Scan& scan, int code, bool isWhole) {
   // The page shows this scan, too; but a history that cannot be written must not take the report
   // away.
   HistoryOption history = arguments.report.history;
@@ -78,25 +76,75 @@ int runAndReport(const ScanArguments& arguments, LocalJob& job, const AgentDirec
     failure = std::current_exception();
     history.wanted = false;
   }
-  writeReport(request, scan, history);
+  writeReport(requestOf(arguments.report), scan, history);
   if (failure)
     std::rethrow_exception(failure);
   const bool partly = !isWhole || (arguments.strict && anythingLeftOut(scan));
   return partly ? std::max(code, PARTLY_SCANNED) : code;
 }
 
-// The same for a divided scan, whose work directory stays until there is a result.
+// Throws what a divided scan without a result ends with: that, and what may be done now.
+[[noreturn]] void divisionFailed(const ClusterWork& work, const CtlError& error) {
+  if (work.isCancelled())
+    throw CtlError("the scan was cancelled; there is no result", error.exitCode());
+  // As when another scan holds the lock.
+  if (work.removeIfUnused())
+    throw error;
+  const std::string directory = printable(work.path());
+  throw CtlError(fmt::format("{}\n  to go on:      orvctl cluster resume {}\n"
+                             "  to give it up: orvctl cluster cancel {}",
+                             error.what(), directory, directory),
+                 error.exitCode());
+}
+
+// What is kept of a divided scan that has its result: all of it when there is something to do.
+void tidy(const ClusterWork& work, std::int64_t lostShares) {
+  if (lostShares > 0) {
+    const std::string directory = printable(work.path());
+    writeError(
+        fmt::format("orvctl: {} could not be scanned, see {}/logs\n"
+                    "  to try again:  orvctl cluster resume {}\n"
+                    "  to leave it:   orvctl cluster cancel {}\n",
+                    numberOf(lostShares, "share"), directory, directory, directory));
+    return;
+  }
+  try {
+    work.remove();
+  } catch (const CtlError& error) {
+    writeError(std::string("orvctl: ") + error.what() + "\n");
+  }
+}
+
+// A divided scan, whose work directory stays until there is a result.
 int runDivided(const ScanArguments& arguments, LocalJob& job, const AgentDirectory& agent,
                const ClusterWork& work, bool isWhole) {
+  Scan scan;
+  RunEnd end;
   try {
-    const int code = runAndReport(arguments, job, agent,
-                                  {work.settings().threads, 0, work.environment()}, isWhole);
-    work.remove();
-    return code;
-  } catch (const CtlError&) {
-    writeError(fmt::format("orvctl: to go on: orvctl cluster resume {}\n", printable(work.path())));
-    throw;
+    scan = runScanJob(job, agent, findInstallation().scan,
+                      {work.settings().threads, 0, work.environment()}, requestOf(arguments.report),
+                      end);
+  } catch (const CtlError& error) {
+    divisionFailed(work, error);
   }
+  // Before the report, which may fail by itself.
+  tidy(work, end.lostShares);
+  return report(arguments, scan, end.code, isWhole);
+}
+
+// The history compares scans of all that lies in a path.
+void requireWhole(const ReportArguments& report, const std::string& where) {
+  if (report.history.wanted && !where.empty())
+    throw CtlError("--history goes with scans of all that lies in a path, not with --where",
+                   EXIT_USAGE);
+}
+
+// A cluster that takes no tasks is to be known before there is anything to go on with.
+void requireEngine(const ClusterSettings& settings) {
+  if (settings.engine == "slurm")
+    requireSlurm(settings.partition);
+  else if (!settings.partition.empty())
+    throw CtlError("--partition goes with --engine slurm", EXIT_USAGE);
 }
 
 }  // namespace
@@ -104,15 +152,15 @@ int runDivided(const ScanArguments& arguments, LocalJob& job, const AgentDirecto
 int runScanCommand(const ScanArguments& arguments) {
   const ExportRequest request = requestOf(arguments.report);
   const WhereClause where = readWhereClause(arguments.where);
-  if (arguments.report.history.wanted && !arguments.where.empty())
-    throw CtlError("--history goes with scans of all that lies in a path, not with --where",
-                   EXIT_USAGE);
+  requireWhole(arguments.report, arguments.where);
   const std::vector<Age> ages = parseAges(arguments.ages);
   const ScanRoots found = findRoots(arguments.roots);
   for (const std::string& note : found.notes)
     writeError("orvctl: " + note + "\n");
   const Installation installation = findInstallation();
   requireComplete(installation);
+  if (arguments.cluster)
+    requireEngine(*arguments.cluster);
   const AgentDirectory agent = prepareAgentDirectory(arguments.agent, installation);
   LocalJob job(agent, {.roots = found.roots,
                        .rankingSize = std::max(request.top, MIN_RANKING),
@@ -120,8 +168,12 @@ int runScanCommand(const ScanArguments& arguments) {
                        .ages = ages,
                        .watchedInFull = request.sections.contains(Section::WATCHED),
                        .host = hostName()});
-  if (!arguments.cluster)
-    return runAndReport(arguments, job, agent, {arguments.threads, found.timeout}, found.complete);
+  if (!arguments.cluster) {
+    RunEnd end;
+    const Scan scan =
+        runScanJob(job, agent, installation.scan, {arguments.threads, found.timeout}, request, end);
+    return report(arguments, scan, end.code, found.complete);
+  }
   ClusterSettings settings = *arguments.cluster;
   settings.threads = arguments.threads;
   const std::string directory = arguments.work.empty()
@@ -133,10 +185,14 @@ int runScanCommand(const ScanArguments& arguments) {
 
 int resumeScan(const ScanArguments& arguments, const std::string& workDirectory) {
   const ClusterWork work = ClusterWork::open(workDirectory);
+  work.requireIdle();
   const Installation installation = findInstallation();
   requireComplete(installation);
+  RunRecord record = work.record();
+  requireWhole(arguments.report, record.where);
+  requireEngine(work.settings());
   const AgentDirectory agent = prepareAgentDirectory(work.agent(), installation);
-  LocalJob job(agent, work.record(), work.definition(), work.mountTable());
+  LocalJob job(agent, std::move(record), work.definition(), work.mountTable());
   return runDivided(arguments, job, agent, work, true);
 }
 

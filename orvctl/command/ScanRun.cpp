@@ -115,7 +115,7 @@ void noteFailure(LocalJob& job, const JobLog& log, const ExportRequest& request,
 }  // namespace
 
 Scan runScanJob(LocalJob& job, const AgentDirectory& agent, const std::string& program,
-                const RunSettings& settings, const ExportRequest& request, int& returnCode) {
+                const RunSettings& settings, const ExportRequest& request, RunEnd& runEnd) {
   const std::vector<RootFacts>& roots = job.record().roots;
   Progress progress(subjectOf(roots), expectedEntries(roots), job.progressFile());
   std::vector<std::string> environment = settings.environment;
@@ -138,7 +138,9 @@ Scan runScanJob(LocalJob& job, const AgentDirectory& agent, const std::string& p
   job.ended(end.exitCode, totals ? std::optional(totals->entries()) : std::nullopt,
             totals ? std::optional(totals->bytes) : std::nullopt);
   addRun(scan, log, job.record());
-  returnCode = end.exitCode;
+  runEnd.code = end.exitCode;
+  for (const LeftOut& left : log.leftOut())
+    runEnd.lostShares += left.lostShares;
   return scan;
 }
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,11 +35,8 @@ constexpr std::array<NeededFile, 2> NEEDED_FILES = {
 std::string wayOut(const std::string& directory) {
   struct stat info {};
   std::string belongs;
-  if (::stat(directory.c_str(), &info) == 0 && info.st_uid != ::geteuid()) {
-    const passwd* owner = ::getpwuid(info.st_uid);
-    belongs = " (it belongs to " +
-              (owner == nullptr ? "user " + std::to_string(info.st_uid) : owner->pw_name) + ")";
-  }
+  if (::stat(directory.c_str(), &info) == 0 && info.st_uid != ::geteuid())
+    belongs = " (it belongs to " + userName(info.st_uid) + ")";
   return belongs + "; give one of your own with --agent DIR";
 }
 

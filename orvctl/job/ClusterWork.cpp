@@ -2,10 +2,8 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -17,6 +15,8 @@
 #include <sstream>
 #include <thread>
 
+#include "orvctl/job/Places.h"
+#include "orvctl/job/SlurmCommand.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Utf8.h"
 #include "runtime/unx/AtomicFile.h"
@@ -36,6 +36,10 @@ constexpr const char* DEFINITION = "/definition.dat";
 constexpr const char* MOUNT_TABLE = "/mnttab";
 // Held by the coordinator while it works; says who it is.
 constexpr const char* COORDINATOR = "/coordinator";
+// Where the coordinator plans; empty before it begins.
+constexpr const char* SHARES = "/shares";
+// There when the scan is not to be gone on with.
+constexpr const char* CANCELLED = "/cancelled";
 
 [[noreturn]] void cannotUse(const std::string& path, const std::string& why) {
   throw CtlError(
@@ -75,19 +79,25 @@ bool isHeld(const std::string& file) {
   return fd && ::flock(fd.get(), LOCK_SH | LOCK_NB) != 0;
 }
 
-// Runs a command that is looked for in the path. Its exit code, or 127.
-int run(std::vector<std::string> words) {
-  std::vector<char*> arguments;
-  for (std::string& word : words)
-    arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  pid_t pid = 0;
-  if (::posix_spawnp(&pid, arguments.front(), nullptr, nullptr, arguments.data(), environ) != 0)
-    return 127;
-  int status = 0;
-  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 127;
+// As an absolute path without a trailing "/".
+std::string fullPath(const std::string& path) {
+  std::error_code error;
+  const fs::path full = fs::absolute(path, error).lexically_normal();
+  return full.has_filename() ? full : full.parent_path();
+}
+
+// What another user could have written there would have this one start programs and remove files.
+void requireOwn(const std::string& path) {
+  struct stat info {};
+  if (::lstat(path.c_str(), &info) != 0)
+    cannotUse(path, errnoText(errno));
+  if (!S_ISDIR(info.st_mode))
+    cannotUse(path, errnoText(ENOTDIR));
+  if (info.st_uid != ::geteuid())
+    cannotUse(path, "it belongs to another user; do this as " + userName(info.st_uid));
+  if ((info.st_mode & 077) != 0)
+    cannotUse(path, fmt::format("others may use it, too: its mode is {:04o} instead of 0700",
+                                info.st_mode & 07777));
 }
 
 }  // namespace
@@ -97,25 +107,33 @@ ClusterWork::ClusterWork(std::string path, ClusterSettings settings, std::string
 
 ClusterWork ClusterWork::make(const std::string& path, const ClusterSettings& settings,
                               const AgentDirectory& agent, const LocalJob& job) {
-  std::error_code error;
-  const std::string full = fs::absolute(path, error).lexically_normal();
+  const std::string full = fullPath(path);
   if (!makePath(parentDirectory(full)) || ::mkdir(full.c_str(), 0700) != 0)
-    cannotUse(full, errnoText(errno));
+    cannotUse(full, "create it: " + errnoText(errno));
   const ClusterWork work(full, settings, agent.path);
-  const json text = {{"engine", settings.engine},   {"partition", utf8Text(settings.partition)},
-                     {"tasks", settings.tasks},     {"budget", settings.budget},
-                     {"threads", settings.threads}, {"agent", utf8Text(agent.path)}};
-  write(full, DEFINITION, wholeFile(job.definition(), ""));
-  write(full, MOUNT_TABLE, wholeFile(job.mountTable(), ""));
-  job.record().write(full + RECORD);
-  // Last: a directory that has them can be gone on with.
-  write(full, SETTINGS, text.dump(2) + "\n");
+  try {
+    work.fill(job);
+  } catch (const CtlError&) {
+    work.remove();
+    throw;
+  }
   return work;
 }
 
+void ClusterWork::fill(const LocalJob& job) const {
+  const json text = {{"engine", m_settings.engine},   {"partition", utf8Text(m_settings.partition)},
+                     {"tasks", m_settings.tasks},     {"budget", m_settings.budget},
+                     {"threads", m_settings.threads}, {"agent", utf8Text(m_agent)}};
+  write(m_path, DEFINITION, wholeFile(job.definition(), ""));
+  write(m_path, MOUNT_TABLE, wholeFile(job.mountTable(), ""));
+  job.record().write(m_path + RECORD);
+  // Last: a directory that has them can be gone on with.
+  write(m_path, SETTINGS, text.dump(2) + "\n");
+}
+
 ClusterWork ClusterWork::open(const std::string& path) {
-  std::error_code error;
-  const std::string full = fs::absolute(path, error).lexically_normal();
+  const std::string full = fullPath(path);
+  requireOwn(full);
   try {
     const json text = json::parse(wholeFile(full, SETTINGS));
     ClusterSettings settings;
@@ -155,8 +173,13 @@ bool ClusterWork::cancel() const {
   const std::string file = m_path + COORDINATOR;
   const Coordinator coordinator = coordinatorOf(readWholeFile(file).value_or(""));
   const bool wasHeld = isHeld(file);
+  // On a full disk its starter takes the end for a failure; it ends all the same.
+  (void)replaceFile(m_path + CANCELLED, m_path + CANCELLED + ".part", "");
   if (wasHeld) {
     std::array<char, 256> node{};
+    // Nobody's number: others would be ended by it, too.
+    if (coordinator.pid <= 1)
+      cannotUse(m_path, "a scan works in it that does not say which one it is");
     if (::gethostname(node.data(), node.size() - 1) != 0 || coordinator.node != node.data())
       throw CtlError(fmt::format("the scan is coordinated by process {} on {}; cancel it there",
                                  coordinator.pid, withoutControlCharacters(coordinator.node)));
@@ -168,11 +191,40 @@ bool ClusterWork::cancel() const {
       throw CtlError(fmt::format("process {} does not end; kill it", coordinator.pid));
   }
   // Also of a coordinator that was killed: its tasks do not know.
-  if (m_settings.engine == "slurm" && !coordinator.run.empty() &&
-      run({"scancel", "--name=orvscan-" + coordinator.run}) != 0)
-    throw CtlError("scancel fails; the scan's tasks may be in Slurm's queue yet: orvscan-" +
-                   coordinator.run);
+  if (m_settings.engine == "slurm" && !coordinator.run.empty()) {
+    const std::string name = "orvscan-" + coordinator.run;
+    if (const CommandEnd end = runSlurmCommand({"scancel", "--name=" + name}); end.code != 0)
+      throw CtlError(
+          fmt::format("cannot cancel the scan's tasks {} in Slurm's queue: {}", name, end.words));
+  }
   return wasHeld;
+}
+
+void ClusterWork::requireIdle() const {
+  const std::string file = m_path + COORDINATOR;
+  if (!isHeld(file))
+    return;
+  const Coordinator coordinator = coordinatorOf(readWholeFile(file).value_or(""));
+  cannotUse(m_path, fmt::format("process {} on {} works in it", coordinator.pid,
+                                withoutControlCharacters(coordinator.node)));
+}
+
+bool ClusterWork::removeIfUnused() const {
+  std::error_code error;
+  if (fs::directory_iterator(m_path + SHARES, error) != fs::directory_iterator() ||
+      isHeld(m_path + COORDINATOR))
+    return false;
+  try {
+    remove();
+    return true;
+  } catch (const CtlError&) {
+    return false;
+  }
+}
+
+bool ClusterWork::isCancelled() const {
+  struct stat info {};
+  return ::stat(m_path.c_str(), &info) != 0 || ::stat((m_path + CANCELLED).c_str(), &info) == 0;
 }
 
 void ClusterWork::remove() const {

@@ -22,10 +22,10 @@ struct ClusterSettings {
 class ClusterWork final {
  public:
   // Makes the directory, which must not be there yet, with the job's definition, mount table and
-  // record. Throws CtlError.
+  // record. Throws CtlError, and leaves none then.
   [[nodiscard]] static ClusterWork make(const std::string& path, const ClusterSettings& settings,
                                         const AgentDirectory& agent, const LocalJob& job);
-  // One that `make` made. Throws CtlError.
+  // One that `make` made for this user. Throws CtlError.
   [[nodiscard]] static ClusterWork open(const std::string& path);
 
   // What a job is made from that goes on with the scan.
@@ -42,12 +42,21 @@ class ClusterWork final {
   // Ends the scan wherever it runs: its coordinator, if that is on this machine, and its tasks.
   // Whether anything was running; throws CtlError when it goes on all the same.
   bool cancel() const;
+  // Whether somebody did, also after the directory is gone.
+  [[nodiscard]] bool isCancelled() const;
+
+  // Throws CtlError, which says who, while somebody works in the directory.
+  void requireIdle() const;
+
+  // Removes a directory in which nothing was begun yet. Whether it did.
+  [[nodiscard]] bool removeIfUnused() const;
 
   // The scan has its result: nothing of the directory is needed any more.
   void remove() const;
 
  private:
   ClusterWork(std::string path, ClusterSettings settings, std::string agent);
+  void fill(const LocalJob& job) const;
 
   std::string m_path;
   ClusterSettings m_settings;

@@ -104,7 +104,7 @@ void JobLog::countLeftOut(std::string_view id) {
     const Message& message;
     std::int64_t LeftOut::*count;
   };
-  static constexpr std::array<Meaning, 7> MEANINGS = {{
+  static constexpr std::array<Meaning, 8> MEANINGS = {{
       {msg::STA0001E, &LeftOut::tooDeep},
       {msg::STA0063E, &LeftOut::unreadable},
       {msg::STA0069W, &LeftOut::unreadable},
@@ -112,6 +112,7 @@ void JobLog::countLeftOut(std::string_view id) {
       {msg::STA0122E, &LeftOut::unreadable},
       {msg::STA0135W, &LeftOut::unreadable},
       {msg::STA0139W, &LeftOut::tooLong},
+      {msg::STA0564E, &LeftOut::lostShares},
   }};
   for (const Meaning& known : MEANINGS)
     if (known.message.id == id && !m_leftOut.empty())

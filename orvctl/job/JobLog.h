@@ -12,6 +12,7 @@ struct LeftOut {
   std::int64_t unreadable = 0;  // entries that could not be opened, read or examined
   std::int64_t tooDeep = 0;     // directories below the last level that is entered
   std::int64_t tooLong = 0;     // paths beyond what a scan can name
+  std::int64_t lostShares = 0;  // of a divided scan, that were given up
   // Directories that lie on other devices, as the log shows them: mounts, subvolumes.
   std::vector<std::string> otherDevices{};
 };

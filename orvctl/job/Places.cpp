@@ -78,6 +78,11 @@ std::string stateDirectory() {
   return state + "/orvscan";
 }
 
+std::string userName(uid_t user) {
+  const passwd* entry = ::getpwuid(user);
+  return entry == nullptr ? "user " + std::to_string(user) : entry->pw_name;
+}
+
 std::vector<std::string> settingsFiles() {
   std::vector<std::string> files;
   if (const std::string own = userDirectory("XDG_CONFIG_HOME", ".config"); !own.empty())

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
@@ -29,6 +31,9 @@ void requireComplete(const Installation& installation);
 // /var/lib/orvscan for root and orvscan in $XDG_STATE_HOME (or ~/.local/state) for others. It need
 // not exist. Throws CtlError when no home directory is known.
 [[nodiscard]] std::string stateDirectory();
+
+// What to call that user: by name, or by number where there is no user entry.
+[[nodiscard]] std::string userName(uid_t user);
 
 // The files with the user's and the system's settings, the one that goes before first. They need
 // not exist.
