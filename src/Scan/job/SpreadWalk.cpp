@@ -114,6 +114,9 @@ class ResultTarget final : public Containers {
   // All of them were looked up before the first state was merged: see `merge`.
   void met(const share::Met&) override {}
   void message(const std::string& line) override {
+    // Every share has named as many as one walk does.
+    if (line.starts_with(msg::STA0533I.id) && ++m_foreign > Scanner::MAX_FOREIGN_SHOWN)
+      return;
     if (naLog != nullptr)
       naLog->repeat(line);
   }
@@ -148,6 +151,7 @@ class ResultTarget final : public Containers {
   }
 
   const Scanner* m_scanner = nullptr;
+  std::int64_t m_foreign = 0;
   std::string m_order;
   std::shared_ptr<SMonDir> m_directory;
 };

@@ -23,8 +23,6 @@ constexpr int WALK_INCOMPLETE = 4;
 constexpr int NO_READER = -1;
 // The message names a round number of entries, so the interval is one less than that.
 constexpr std::int64_t PROGRESS_INTERVAL = 99'999;
-// Directories of other filesystems that are named in the log; a host of containers has many.
-constexpr std::int64_t MAX_FOREIGN_SHOWN = 1000;
 
 std::string_view nameOf(const std::string& path) {
   return std::string_view(path).substr(path.rfind('/') + 1);
@@ -221,7 +219,8 @@ void Scanner::handleEntry() {
 void Scanner::noteForeign() {
   const FileRecord& file = m_state.file;
   const bool isExamined = file.error == 0 && !m_state.rules.isOwn(file.st.device);
-  if (isExamined && S_ISDIR(file.st.mode) && ++m_foreign <= MAX_FOREIGN_SHOWN)
+  std::int64_t& foreign = m_part == nullptr ? m_foreign : m_part->foreign;
+  if (isExamined && S_ISDIR(file.st.mode) && ++foreign <= MAX_FOREIGN_SHOWN)
     issueMessage(msg::STA0533I, {m_state.info->faName});
 }
 

@@ -55,6 +55,8 @@ class Scanner {
   // Longest path, in characters, that is opened and that is examined.
   static constexpr std::size_t MAX_OPEN_PATH = 4098;
   static constexpr std::size_t MAX_STAT_PATH = 4095;
+  // Directories of other filesystems that are named in the log; a host of containers has many.
+  static constexpr std::int64_t MAX_FOREIGN_SHOWN = 1000;
 
   // `filesystem`, the actions, `users` and `fileTypes` must outlive the scanner. Actions are called
   // in their order.

@@ -28,6 +28,7 @@ class WalkPart {
 
   std::int64_t scanStart = 0;  // of all walks, in seconds since 1970
   std::int64_t asked = 0;      // entries that selections were asked about, of all parts so far
+  std::int64_t foreign = 0;    // directories that lie on other devices, of all parts so far
 };
 
 }  // namespace orv
