@@ -1,20 +1,24 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Scan/results/RecordChain.h"
 #include "runtime/ut/Trace.h"
 
 namespace orv {
 
-// The ranking key of one retained entry: by value, among equal values in the order of arrival.
-// Entries that have places (those of a part of a tree) are kept whatever the order of arrival:
-// among equal values what one walk meets later ranks lower.
+// The ranking key of one retained entry: by value, among equal values in the order of arrival, or,
+// for entries that have places, in the order in which one walk meets them.
 struct Orderer {
   std::int64_t value;
   std::int32_t sequence;
@@ -23,7 +27,7 @@ struct Orderer {
   friend bool operator<(const Orderer& a, const Orderer& b) noexcept {
     if (a.value != b.value)
       return a.value < b.value;
-    return a.place != b.place ? a.place > b.place : a.sequence < b.sequence;
+    return a.place != b.place ? a.place < b.place : a.sequence < b.sequence;
   }
 };
 
@@ -48,6 +52,10 @@ template <typename Record>
 // Ties: a key equal to the lowest retained one is refused by a full ranking; among equal lowest
 // keys the earliest goes first. A full ranking allocates nothing: it reuses the record that the
 // last eviction set free, and the tree node of the evicted one.
+//
+// Records with places (those of parts of a tree) may come in any order and are ranked as if they
+// had come in that of their places. Which of equal keys are kept then shows at the end only; until
+// then up to three times as many are held. All records of a ranking have places, or none has.
 template <typename Record>
 class NMost final {
  public:
@@ -61,10 +69,9 @@ class NMost final {
   // next `add`.
   [[nodiscard]] bool mustAdd(std::int64_t key, std::string_view place = {}) noexcept {
     m_pendingKey = key;
-    if (m_retained < m_maxToRetain || key > m_lowestKey)
-      return true;
-    return key == m_lowestKey && !place.empty() && !m_entries.empty() &&
-           place < m_entries.begin()->first.place;
+    if (place.empty() || m_maxToRetain <= 0)
+      return m_retained < m_maxToRetain || key > m_lowestKey;
+    return !m_isBounded || key > m_boundKey || (key == m_boundKey && place < m_boundPlace);
   }
 
   // A record to fill and add. Its fields hold what an earlier use left in them.
@@ -81,6 +88,13 @@ class NMost final {
       return;
     }
     const Orderer order{m_pendingKey, nextSequence(), placeOf(*record)};
+    if (!order.place.empty()) {
+      m_entries.emplace(order, std::move(record));
+      m_isPlaced = true;
+      if (m_entries.size() > HELD_TIMES * room())
+        prune();
+      return;
+    }
     if (m_retained < m_maxToRetain) {
       m_entries.emplace(order, std::move(record));
       ++m_retained;
@@ -90,9 +104,10 @@ class NMost final {
     m_lowestKey = m_entries.begin()->first.value;
   }
 
-  // Shows every record, in no order that means anything.
+  // Shows every record that is held, in no order that means anything.
   template <typename Show>
-  void forEach(Show show) const {
+  void forEach(Show show) {
+    prune();
     for (const auto& [order, record] : m_entries)
       show(*record);
   }
@@ -101,17 +116,14 @@ class NMost final {
   // keys what came, or what one walk meets, later comes first.
   template <typename Complete>
   [[nodiscard]] RecordChain<Record> takeChain(Complete complete) {
+    prune();
+    // What one walk would have evicted for the higher keys behind it: the earliest of the lowest.
+    while (m_entries.size() > room())
+      m_entries.erase(m_entries.begin());
     RecordChain<Record> chain;
-    for (auto first = m_entries.begin(); first != m_entries.end();) {
-      // Equal keys with places are held the other way round.
-      auto last = m_entries.upper_bound({first->first.value, MAX_SEQUENCE});
-      const bool isPlaced = !first->first.place.empty();
-      for (auto from = first, to = last; from != to;) {
-        std::unique_ptr<Record>& record = isPlaced ? (--to)->second : (from++)->second;
-        complete(*record);
-        chain.pushFront(std::move(record));
-      }
-      first = last;
+    for (auto& [order, record] : m_entries) {
+      complete(*record);
+      chain.pushFront(std::move(record));
     }
     m_entries.clear();
     m_retained = 0;
@@ -119,7 +131,34 @@ class NMost final {
   }
 
  private:
-  static constexpr std::int32_t MAX_SEQUENCE = std::numeric_limits<std::int32_t>::max();
+  // How many times as many records with places are held as retained: the more, the less often they
+  // are looked through.
+  static constexpr std::size_t HELD_TIMES = 3;
+
+  [[nodiscard]] std::size_t room() const noexcept {
+    return static_cast<std::size_t>(m_maxToRetain);
+  }
+
+  // Drops the records with places that no further one can bring into the ranking. With K for the
+  // lowest of the N highest keys: one walk takes every higher key, and of K what is among the first
+  // N of K and above; these it drops again, from the first on, for higher keys that come later.
+  void prune() {
+    if (!m_isPlaced || m_entries.size() <= room())
+      return;
+    m_boundKey = std::prev(m_entries.end(), m_maxToRetain)->first.value;
+    const auto first = m_entries.lower_bound({m_boundKey, 0, {}});
+    m_entries.erase(m_entries.begin(), first);
+    std::vector<std::string_view> places;
+    for (const auto& [order, record] : m_entries)
+      places.push_back(order.place);
+    const auto last = places.begin() + (m_maxToRetain - 1);
+    std::nth_element(places.begin(), last, places.end());
+    m_boundPlace = *last;
+    std::erase_if(m_entries, [this](const auto& entry) {
+      return entry.first.value == m_boundKey && entry.first.place > m_boundPlace;
+    });
+    m_isBounded = true;
+  }
 
   void replaceLowest(const Orderer& order, std::unique_ptr<Record> record) {
     auto node = m_entries.extract(m_entries.begin());
@@ -138,6 +177,10 @@ class NMost final {
   std::uint32_t m_nextSequence = 0;
   std::int64_t m_pendingKey = 0;
   std::int64_t m_lowestKey = std::numeric_limits<std::int64_t>::max();  // of the entries
+  bool m_isPlaced = false;
+  bool m_isBounded = false;     // records with places: whether the bound below is set
+  std::int64_t m_boundKey = 0;  // lower keys, and this one from the place on, come too late
+  std::string m_boundPlace;
   std::multimap<Orderer, std::unique_ptr<Record>> m_entries;
   std::unique_ptr<Record> m_spare;
 };

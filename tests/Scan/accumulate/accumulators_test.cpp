@@ -1,5 +1,8 @@
 // What the hostile tree of the flow tests does not show of the accumulators.
+#include <deque>
 #include <limits>
+#include <map>
+#include <random>
 
 #include "Scan/accumulate/AccumulatorFixture.h"
 #include "Scan/accumulate/DistributionAccums.h"
@@ -46,6 +49,46 @@ TEST(NMost, keepsTheHighestKeys) {
       }
     const auto chain = most.takeChain([](Numbered&) {});
     EXPECT_EQ(listed(chain, &Numbered::number), row.kept) << ::testing::PrintToString(row.keys);
+  }
+}
+
+struct Placed : Numbered {
+  std::string faPlace;
+  std::unique_ptr<Placed> next;
+};
+
+// Whatever parts a walk is divided into, and in whatever order they are put together, they keep
+// what the whole keeps; few keys, so that there are ties everywhere.
+TEST(NMost, partsKeepWhatTheWholeKeeps) {
+  std::minstd_rand random(1);
+  const auto below = [&random](std::size_t limit) { return static_cast<int>(random() % limit); };
+  const auto offer = [](auto& most, int key, auto&& like) {
+    if (most.mustAdd(key, placeOf(like)))
+      most.add(std::make_unique<std::decay_t<decltype(like)>>(std::move(like)));
+  };
+  for (int round = 0; round < 2000; ++round) {
+    const int count = 1 + below(4);
+    NMost<Numbered> whole(count);
+    std::deque<NMost<Placed>> parts;
+    for (int i = 0; i < 4; ++i)
+      parts.emplace_back(count);
+    std::vector<std::pair<int, int>> offered;  // position and key
+    for (int i = 0; i < 60; ++i) {
+      offered.emplace_back(i, below(4) + below(i < 30 ? 1 : 4));
+      offer(whole, offered.back().second, Numbered{i, nullptr});
+    }
+    std::ranges::shuffle(offered, random);
+    for (const auto& [i, key] : offered)
+      offer(parts[static_cast<std::size_t>(below(3))], key,
+            Placed{{i, nullptr}, std::string(1, static_cast<char>(i + 1)), nullptr});
+    std::map<int, int> keys(offered.begin(), offered.end());
+    for (int part : {2, 0, 1})
+      parts[static_cast<std::size_t>(part)].forEach([&](const Placed& held) {
+        offer(parts[3], keys[held.number], Placed{{held.number, nullptr}, held.faPlace, nullptr});
+      });
+    const auto expected = whole.takeChain([](Numbered&) {});
+    const auto merged = parts[3].takeChain([](Placed&) {});
+    ASSERT_EQ(listed(merged, &Placed::number), listed(expected, &Numbered::number)) << round;
   }
 }
 
