@@ -127,13 +127,15 @@ Scan runScanJob(LocalJob& job, const AgentDirectory& agent, const std::string& p
   progress.end();
   JobLog log(job.log());
   log.poll();
+  Scan scan;
   try {
     requireResult(end, subjectOf(roots), progress.directory());
+    // A job whose only filesystem could not be walked leaves a result, which holds nothing.
+    scan = buildModel(ResultFile::read(job.result()));
   } catch (const CtlError& error) {
     noteFailure(job, log, request, error.exitCode(), end.elapsedSeconds);
     throw;
   }
-  Scan scan = buildModel(ResultFile::read(job.result()));
   const auto totals = scan.totals();
   job.ended(end.exitCode, totals ? std::optional(totals->entries()) : std::nullopt,
             totals ? std::optional(totals->bytes) : std::nullopt);
