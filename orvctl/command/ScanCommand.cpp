@@ -185,7 +185,7 @@ int runScanCommand(const ScanArguments& arguments) {
 
 int resumeScan(const ScanArguments& arguments, const std::string& workDirectory) {
   const ClusterWork work = ClusterWork::open(workDirectory);
-  work.requireIdle();
+  work.takeUp();
   const Installation installation = findInstallation();
   requireComplete(installation);
   RunRecord record = work.record();

@@ -200,10 +200,13 @@ bool ClusterWork::cancel() const {
   return wasHeld;
 }
 
-void ClusterWork::requireIdle() const {
+void ClusterWork::takeUp() const {
   const std::string file = m_path + COORDINATOR;
-  if (!isHeld(file))
+  if (!isHeld(file)) {
+    // Of a cancelling that failed.
+    ::unlink((m_path + CANCELLED).c_str());
     return;
+  }
   const Coordinator coordinator = coordinatorOf(readWholeFile(file).value_or(""));
   cannotUse(m_path, fmt::format("process {} on {} works in it", coordinator.pid,
                                 withoutControlCharacters(coordinator.node)));
@@ -224,12 +227,20 @@ bool ClusterWork::removeIfUnused() const {
 
 bool ClusterWork::isCancelled() const {
   struct stat info {};
-  return ::stat(m_path.c_str(), &info) != 0 || ::stat((m_path + CANCELLED).c_str(), &info) == 0;
+  return ::stat((m_path + SETTINGS).c_str(), &info) != 0 ||
+         ::stat((m_path + CANCELLED).c_str(), &info) == 0;
 }
 
 void ClusterWork::remove() const {
   std::error_code error;
+  // First, as they were written last: what is half removed cannot be gone on with.
+  fs::remove(m_path + SETTINGS, error);
   fs::remove_all(m_path, error);
+  // Another one may do the same, or a late task of Slurm may still write.
+  for (int tries = 20; tries > 0 && error; --tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    fs::remove_all(m_path, error);
+  }
   if (error)
     throw CtlError(fmt::format("cannot remove work directory {}: {}",
                                withoutControlCharacters(m_path), error.message()));

@@ -42,11 +42,12 @@ class ClusterWork final {
   // Ends the scan wherever it runs: its coordinator, if that is on this machine, and its tasks.
   // Whether anything was running; throws CtlError when it goes on all the same.
   bool cancel() const;
-  // Whether somebody did, also after the directory is gone.
+  // Whether somebody did, also while the directory goes and after it.
   [[nodiscard]] bool isCancelled() const;
 
-  // Throws CtlError, which says who, while somebody works in the directory.
-  void requireIdle() const;
+  // Begins to go on with the scan. Throws CtlError, which says who, while somebody works in the
+  // directory.
+  void takeUp() const;
 
   // Removes a directory in which nothing was begun yet. Whether it did.
   [[nodiscard]] bool removeIfUnused() const;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <memory>
 
 #include "orvctl/Orvctl.h"
 #include "orvctl/text/Units.h"
@@ -11,6 +12,8 @@
 
 namespace orv::ctl::test {
 namespace {
+
+using namespace std::string_literals;
 
 TEST_F(OrvctlTest, scansAnyDirectoryAndReportsItAgain) {
   // A path that needs every escape of the mount table and of the definition.
@@ -156,6 +159,9 @@ TEST_F(OrvctlTest, badInputGivesItsCodeAndReasonAndRunsNothing) {
       {{"scan", "/", "--ages", "1q"}, 2, "orvctl: cannot use the ages: 1q is none (as 90d or 1y)"},
       {{"scan", "/", "--top", "0"}, 2, "orvctl: --top: Value 0 not in range"},
       {{"scan", "/", "--threads", "0"}, 2, "orvctl: --threads: Value 0 not in range"},
+      {{"cluster", "scan", "/", "--partition", "x"}, 2, "orvctl: --partition goes with --engine"},
+      {{"cluster", "resume", file}, 1, "orvctl: cannot use work directory " + file + ": Not a dir"},
+      {{"cluster", "cancel", "/usr"}, 1, "orvctl: cannot use work directory /usr: others may use"},
       {{"scan", "/no/such"}, 1, "orvctl: cannot scan /no/such: No such file or directory\n"},
       {{"scan", directory.file("line\nbreak"), "--agent", directory.file("made")},
        1,
@@ -193,24 +199,70 @@ TEST_F(OrvctlTest, scansOfDifferentDirectoriesRunAtOnce) {
     EXPECT_TRUE(std::filesystem::exists(resultFile(i))) << i;
 }
 
+// While it is held, scans of an agent directory wait before their walks.
+class HeldScans final {
+ public:
+  explicit HeldScans(const std::string& agent) {
+    writeFile(agent + "/log/orv_scan_res.lck", "");
+    m_lock = ::open((agent + "/log/orv_scan_res.lck").c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(::lockf(m_lock, F_LOCK, 0), 0);
+  }
+  ~HeldScans() { ::close(m_lock); }
+
+ private:
+  int m_lock;
+};
+
 TEST_F(OrvctlTest, interruptStopsTheScanAndLeavesNoResult) {
   std::filesystem::create_directory(directory.file("tree"));
-  writeFile(agent + "/log/orv_scan_res.lck", "");
-  // While this lock is held the scan waits before its walk; so it cannot end before the signal.
-  const int lock = ::open((agent + "/log/orv_scan_res.lck").c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_EQ(::lockf(lock, F_LOCK, 0), 0);
-  Process scan = start({"scan", directory.file("tree"), "--agent", agent}, directory.file("out"));
-  const std::string jobInfo = agent + "/output/local/orvctl.00000001_scan.0001.jobinfo";
-  EXPECT_TRUE(orv::test::eventually([&] { return std::filesystem::exists(jobInfo); }));
-  scan.signal(SIGINT);
-  // Time for orvctl to hand the signal on before the scan may go on.
-  ::usleep(300'000);
-  ::close(lock);
-  EXPECT_EQ(scan.wait(), 130);
+  int number = 0;
+  for (std::vector<std::string> command : {std::vector{"scan"s}, {"cluster", "scan"}}) {
+    ++number;
+    // So that it cannot end before the signal.
+    auto held = std::make_unique<HeldScans>(agent);
+    command.insert(command.end(), {directory.file("tree"), "--agent", agent});
+    Process scan = start(command, directory.file("out"));
+    const std::string jobInfo =
+        std::filesystem::path(resultFile(number)).replace_extension("jobinfo");
+    EXPECT_TRUE(orv::test::eventually([&] { return std::filesystem::exists(jobInfo); }));
+    scan.signal(SIGINT);
+    // Time for orvctl to hand the signal on before the scan may go on.
+    ::usleep(300'000);
+    held.reset();
+    EXPECT_EQ(scan.wait(), 130);
+    text = readFile(directory.file("out"));
+    at("orvctl: scan of " + directory.file("tree") + " stopped: Interrupt; there is no result\n");
+    EXPECT_FALSE(holds(text, "to go on"));
+    EXPECT_FALSE(std::filesystem::exists(resultFile(number)));
+    EXPECT_TRUE(std::filesystem::is_empty(agent + "/input/local"));
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(agent + "/work"));
+}
+
+TEST_F(OrvctlTest, aDividedScanIsKeptForItsUserUntilItHasItsResult) {
+  namespace fs = std::filesystem;
+  writeFile(directory.file("tree/file"), "x");
+  const std::string work = directory.file("work");
+  const std::string inTheWay = work + "/states/00000001";
+  auto held = std::make_unique<HeldScans>(agent);
+  Process scan =
+      start({"cluster", "scan", directory.file("tree"), "--agent", agent, "--work", work},
+            directory.file("out"));
+  EXPECT_TRUE(orv::test::eventually([&] { return fs::exists(work + "/settings"); }));
+  fs::create_directories(inTheWay);
+  held.reset();
+  EXPECT_EQ(scan.wait(), 1);
   text = readFile(directory.file("out"));
-  at("orvctl: scan of " + directory.file("tree") + " stopped: Interrupt; there is no result\n");
-  EXPECT_FALSE(std::filesystem::exists(resultFile(1)));
-  EXPECT_TRUE(std::filesystem::is_empty(agent + "/input/local"));
+  at("STA0564E Share 1 of the scan failed 3 times");
+  at("  to go on:      orvctl cluster resume " + work + "\n");
+  fs::permissions(work, fs::perms(0750));
+  EXPECT_EQ(run({"cluster", "resume", work}), 1);
+  at("others may use it, too: its mode is 0750");
+  fs::permissions(work, fs::perms(0700));
+  fs::remove(inTheWay);
+  EXPECT_EQ(run({"cluster", "resume", work, "--summary"}), 0);
+  at("Result: " + resultFile(2));
+  EXPECT_FALSE(fs::exists(work));
 }
 
 }  // namespace
