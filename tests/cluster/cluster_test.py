@@ -21,10 +21,6 @@ import slurm  # noqa: E402
 TIMES = {'fsScanTime', 'sumScanTime', 'tdScanTime', 'smScanTime', 'sugTimestamp'}
 # Others use the disk meanwhile.
 CHANGING = {'fsFreeSpace', 'fsUsedSpace', 'fsUsedInodes', 'fsFreeInodes', 'sumFreeSpace', 'sumUsedSpace'}
-# What decides a rank: which of two files with equal keys is the last one kept is nobody's matter.
-KEYS = {'srLargestFiles': 'faLength', 'srLargestOrphans': 'faLength', 'srLeastAccessed': 'faAccessed',
-        'srOldestOrphans': 'faAccessed', 'srLargestDirectories': 'dirTotalSize'}
-FEW = 'few'  # begins the names of profiles whose rankings are cut
 
 
 def make_tree(work):
@@ -79,16 +75,16 @@ def make_large_tree(work):
 
 
 class Scans:
-    def __init__(self, environment, make=make_tree, prefix='', ranked=30000):
+    def __init__(self, environment, make=make_tree, ranked=30000):
         self.work = fixture.Work()
         self.environment = dict(environment)
         self.tree = make(self.work)
         everything = fixture.SWITCHES
         watch = [f'{self.tree}/', f'{self.tree}/d0', f'{self.tree}/%/d1*', f'{self.tree}/*']
         self.definition = fixture.definition('job', [self.tree], watch, [
-            fixture.profile(1, prefix + 'all', 1, ranked, everything), fixture.profile(2, FEW, 1, 5, everything),
-            fixture.profile(3, prefix + 'linked', 3, ranked, everything, 'links>1'),
-            fixture.profile(4, prefix + 'watched', 0, ranked, everything)])
+            fixture.profile(1, 'all', 1, ranked, everything), fixture.profile(2, 'few', 1, 5, everything),
+            fixture.profile(3, 'linked', 3, ranked, everything, 'links>1'),
+            fixture.profile(4, 'watched', 0, ranked, everything)])
         self.table = self.work.path / 'mnttab'
         self.table.write_text(f'x {self.tree} x rw 0 0\n')
         self.runs = 0
@@ -146,18 +142,15 @@ class Scans:
         assert len(found) > 5000, len(found)
 
 
-def lines(entity, start, profile=''):
-    if entity.name == 'CuStatDef':
-        profile = entity.rows[0]['sdName']
-    key = KEYS.get(entity.slot) if profile.startswith(FEW) else None
+def lines(entity, start):
     for row in entity.rows:
         row = {name: 'start' if name in TIMES and abs(int(value) // 1000 - start) < 3 else value
                for name, value in row.items() if name not in CHANGING}
         if set(row.get('tdCounts', '')) - set('0,'):
             row['tdAverageAge'] = int(row['tdAverageAge']) - start
-        yield entity.name, entity.slot, row[key] if key else row
+        yield entity.name, entity.slot, row
     for kid in entity.kids:
-        yield from lines(kid, start, profile)
+        yield from lines(kid, start)
 
 
 def local_shares_equal_one_walk(scans):
@@ -228,7 +221,7 @@ def another_filesystem_is_no_empty_share(scans):
 
 
 def many_entries_equal_one_walk(_):
-    scans = Scans({}, make_large_tree, FEW, 100)
+    scans = Scans({}, make_large_tree, 100)
     scans.expect_equal(scans.scan(scans.shares(100000, ORV_WALK_THREADS='4')[1]), '400,000 entries')
 
 
