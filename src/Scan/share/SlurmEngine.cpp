@@ -1,20 +1,13 @@
 #include "Scan/share/SlurmEngine.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <cstdlib>
 #include <sstream>
 #include <thread>
 
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/Text.h"
-#include "runtime/ut/UniqueFd.h"
 
 namespace orv::share {
 namespace {
@@ -23,73 +16,45 @@ using namespace std::chrono_literals;
 
 // An array's largest index is bounded by the site; this is what it is unless configured.
 constexpr std::size_t MAX_ARRAY = 1000;
-// Seconds that a command of Slurm may take.
-constexpr const char* COMMAND_LIMIT = "60";
 // A state may come to be seen here, through the shared filesystem, after its task has left the
 // queue.
 constexpr auto STATE_DELAY = 10s;
 constexpr auto QUESTION_INTERVAL = 1s;
+// What a worker must have left of its time to be given one more share, of a minute or less.
+constexpr auto LAST_SHARE = 90s;
 constexpr auto LOOK_INTERVAL = 20ms;
 
-// What a command said, and how it ended: its exit code, -1 when it could not be run.
-struct Said {
-  int code = -1;
-  std::string output;
-  std::string errors;
-};
-
-// Everything that was written into a file without a name, which does not fill up as a pipe does.
-std::string contentOf(int file) {
-  std::string content;
-  char buffer[4096];
-  for (off_t at = 0;; at = static_cast<off_t>(content.size())) {
-    const ssize_t got = ::pread(file, buffer, sizeof buffer, at);
-    if (got <= 0)
-      return content;
-    content.append(buffer, static_cast<std::size_t>(got));
+// When the time is over that Slurm shows as "days-hours:minutes:seconds", of which the front may be
+// missing. Never for the words that it has for time without a limit.
+std::chrono::steady_clock::time_point limitAfter(const std::string& left) {
+  std::int64_t days = 0;
+  std::int64_t seconds = 0;
+  std::string rest = left;
+  if (const auto dash = left.find('-'); dash != std::string::npos) {
+    days = std::atoll(left.c_str());
+    rest = left.substr(dash + 1);
   }
-}
-
-// Runs a command of Slurm, without a shell.
-Said runCommand(std::vector<std::string> words) {
-  // A controller that hangs must not hold the coordinator.
-  words.insert(words.begin(), {"timeout", COMMAND_LIMIT});
-  std::vector<char*> arguments;
-  for (std::string& word : words)
-    arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  const UniqueFd output(::memfd_create("output", MFD_CLOEXEC));
-  const UniqueFd errors(::memfd_create("errors", MFD_CLOEXEC));
-  posix_spawn_file_actions_t files;
-  ::posix_spawn_file_actions_init(&files);
-  ::posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  ::posix_spawn_file_actions_adddup2(&files, output.get(), STDOUT_FILENO);
-  ::posix_spawn_file_actions_adddup2(&files, errors.get(), STDERR_FILENO);
-  pid_t pid = 0;
-  const int error =
-      ::posix_spawnp(&pid, arguments.front(), &files, nullptr, arguments.data(), environ);
-  ::posix_spawn_file_actions_destroy(&files);
-  if (error != 0)
-    return {-1, {}, errnoText(error)};
-  int status = 0;
-  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  std::istringstream parts(rest);
+  for (std::string part; std::getline(parts, part, ':');) {
+    if (part.empty() || part.find_first_not_of("0123456789") != std::string::npos)
+      return std::chrono::steady_clock::time_point::max();
+    seconds = seconds * 60 + std::atoll(part.c_str());
   }
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(output.get()),
-          contentOf(errors.get())};
-}
-
-// Why a command failed, in its own words as far as it has any; all of them in one line.
-std::string failureOf(const std::string& command, const Said& said) {
-  // What "timeout" ends with when the time is over.
-  constexpr int TIMED_OUT = 124;
-  if (said.code == TIMED_OUT)
-    return command + ": no answer within " + COMMAND_LIMIT + " seconds";
-  std::string words(trimmed(said.errors, " \n"));
-  std::ranges::replace(words, '\n', ' ');
-  return command + ": " + (words.empty() ? formatText("exit code %d", said.code) : words);
+  return std::chrono::steady_clock::now() + std::chrono::hours(24 * days) +
+         std::chrono::seconds(seconds);
 }
 
 }  // namespace
+
+bool SlurmEngine::Task::hasShare() const noexcept {
+  return order.share != 0 && order.share != Order::END;
+}
+
+// Whether another share would be cut off by the partition's time limit. The first one is tried all
+// the same.
+bool SlurmEngine::Task::isTimeShort() const noexcept {
+  return order.number > 0 && Clock::now() + LAST_SHARE > limit;
+}
 
 bool SlurmEngine::Task::mayBeGiven() const noexcept {
   // Not to one that may be losing its patience right now.
@@ -108,7 +73,7 @@ SlurmEngine::SlurmEngine(const SpreadOptions& options, const WorkDirectory& work
 
 SlurmEngine::~SlurmEngine() {
   // After a failure, shares may be under way whose states nobody will ever take.
-  if (std::ranges::any_of(m_tasks, [](const auto& task) { return task.second.order.share != 0; }))
+  if (std::ranges::any_of(m_tasks, [](const auto& task) { return task.second.hasShare(); }))
     cancel();
   else
     release();
@@ -118,7 +83,7 @@ SlurmEngine::~SlurmEngine() {
 void SlurmEngine::release() noexcept {
   try {
     if (std::ranges::any_of(m_tasks, [](const auto& task) { return !task.second.isReady; }))
-      (void)runCommand({"scancel", "--name=" + m_jobName, "--state=PENDING"});
+      SlurmCommand({"scancel", "--name=" + m_jobName, "--state=PENDING"}).finish(true);
     for (const auto& [name, task] : m_tasks)
       give(m_work, task.worker, {task.order.number + 1, Order::END});
   } catch (const std::exception&) {
@@ -139,9 +104,11 @@ void SlurmEngine::assign() {
       return;
     if (!task.mayBeGiven())
       continue;
-    task.order = {task.order.number + 1, m_waiting.front()};
+    const bool isLast = task.isTimeShort();
+    task.order = {task.order.number + 1, isLast ? Order::END : m_waiting.front()};
     give(m_work, task.worker, task.order);
-    m_waiting.erase(m_waiting.begin());
+    if (!isLast)
+      m_waiting.erase(m_waiting.begin());
   }
 }
 
@@ -193,11 +160,14 @@ std::string SlurmEngine::submitSome(std::size_t count) {
   words.push_back(formatText("--wrap=exec %s -worker %s $((%u + SLURM_ARRAY_TASK_ID))",
                              shellWord(m_program).c_str(), shellWord(m_work.path()).c_str(),
                              first));
-  const Said said = runCommand(words);
-  if (said.code != 0)
-    return failureOf("sbatch", said);
+  SlurmCommand command(std::move(words));
+  command.finish();
+  if (!command.isDone())
+    return command.failure();
   // "<job>" or "<job>;<cluster>".
-  const std::string job = said.output.substr(0, said.output.find_first_of(";\n"));
+  const std::string job = command.output().substr(0, command.output().find_first_of(";\n"));
+  // An answer to what was asked before would not know them.
+  m_question.reset();
   for (std::size_t i = 0; i < count; ++i)
     m_tasks[job + "_" + std::to_string(i)].worker = ++m_lastWorker;
   return {};
@@ -211,8 +181,7 @@ std::vector<Engine::Ended> SlurmEngine::wait(std::chrono::milliseconds limit) {
     takeStates(ended);
     assign();
     submit();
-    if (ended.empty() && Clock::now() >= m_nextQuestion)
-      askQueue(ended);
+    askQueue(ended);
     if (!ended.empty() || agentStop.load(std::memory_order_relaxed))
       break;
     std::this_thread::sleep_for(LOOK_INTERVAL);
@@ -239,19 +208,28 @@ void SlurmEngine::takeStates(std::vector<Ended>& ended) {
       }
 }
 
+// Beside the shares: a controller that is away keeps the question for long.
 void SlurmEngine::askQueue(std::vector<Ended>& ended) {
+  if (!m_question && !m_tasks.empty() && Clock::now() >= m_nextQuestion)
+    m_question = std::make_unique<SlurmCommand>(std::vector<std::string>{
+        "squeue", "--noheader", "--array", "--name=" + m_jobName, "--format=%F_%K %T %L"});
+  if (!m_question || !m_question->hasEnded(0))
+    return;
+  const std::unique_ptr<SlurmCommand> answer = std::move(m_question);
   m_nextQuestion = Clock::now() + QUESTION_INTERVAL;
-  if (m_tasks.empty())
-    return;
-  const Said said =
-      runCommand({"squeue", "--noheader", "--array", "--name=" + m_jobName, "--format=%F_%K %T"});
   // Without an answer nothing is known, so nothing has ended.
-  if (said.code != 0)
-    return;
+  if (answer->isDone())
+    judge(answer->output(), ended);
+}
+
+void SlurmEngine::judge(const std::string& answer, std::vector<Ended>& ended) {
   std::map<std::string, std::string> queue;  // states by task
-  std::istringstream lines(said.output);
-  for (std::string task, state; lines >> task >> state;)
-    queue[task] = state;
+  std::istringstream lines(answer);
+  for (std::string name, state, left; lines >> name >> state >> left;) {
+    queue[name] = state;
+    if (const auto task = m_tasks.find(name); task != m_tasks.end())
+      task->second.limit = limitAfter(left);
+  }
   for (auto at = m_tasks.begin(); at != m_tasks.end();) {
     const auto queued = queue.find(at->first);
     const std::string reason = queued == queue.end()
@@ -268,7 +246,7 @@ void SlurmEngine::askQueue(std::vector<Ended>& ended) {
       at->second.order.share = m_waiting.front();
       m_waiting.erase(m_waiting.begin());
     }
-    if (at->second.order.share != 0)
+    if (at->second.hasShare())
       ended.push_back({at->second.order.share, reason});
     at = m_tasks.erase(at);
   }
@@ -284,14 +262,14 @@ std::string SlurmEngine::lookAt(const std::string& name, const std::string& stat
   }
   if (!task.hasRun)
     return {};
-  (void)runCommand({"scancel", name});
+  SlurmCommand({"scancel", name}).finish();
   return "task " + name + " lost its node, or was preempted";
 }
 
 std::string SlurmEngine::lookForMissing(const std::string& name, Task& task) const {
   if (task.missing == Clock::time_point::max())
     task.missing = Clock::now();
-  if (task.isReady && task.order.share == 0)
+  if (task.isReady && !task.hasShare())
     return "task " + name + " had nothing to do any more";
   return Clock::now() < task.missing + STATE_DELAY ? std::string() : endOf(name);
 }
@@ -299,10 +277,11 @@ std::string SlurmEngine::lookForMissing(const std::string& name, Task& task) con
 // What the accounting knows of a task that left nothing, where there is one.
 std::string SlurmEngine::endOf(const std::string& task) const {
   std::string text = "task " + task + " left the queue without a state";
-  const Said said = runCommand({"sacct", "--noheader", "--parsable2", "--allocations",
-                                "--format=State,ExitCode,NodeList", "--jobs=" + task});
-  if (said.code == 0 && !said.output.empty())
-    text += " (" + said.output.substr(0, said.output.find('\n')) + ")";
+  SlurmCommand command({"sacct", "--noheader", "--parsable2", "--allocations",
+                        "--format=State,ExitCode,NodeList", "--jobs=" + task});
+  command.finish();
+  if (const std::string known = command.output(); command.isDone() && !known.empty())
+    text += " (" + known.substr(0, known.find('\n')) + ")";
   const std::string words = m_work.lastWords(task);
   return words.empty() ? text : text + ": " + words;
 }
@@ -310,7 +289,7 @@ std::string SlurmEngine::endOf(const std::string& task) const {
 void SlurmEngine::cancel() noexcept {
   try {
     // By the run's name, which also finds what an earlier coordinator of it started.
-    (void)runCommand({"scancel", "--name=" + m_jobName});
+    SlurmCommand({"scancel", "--name=" + m_jobName}).finish(true);
     m_tasks.clear();
     m_waiting.clear();
   } catch (const std::exception&) {

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "Scan/share/Engine.h"
+#include "Scan/share/SlurmCommand.h"
 #include "Scan/share/Worker.h"
 
 namespace orv::share {
@@ -26,11 +27,14 @@ class SlurmEngine final : public Engine {
   using Clock = std::chrono::steady_clock;
   struct Task {
     std::uint32_t worker = 0;
-    Order order;          // the last one that it got; its share is 0 when that is done
+    Order order;          // the last one that it got; its share is 0 when that is done, or END
     bool hasRun = false;  // says the queue
     bool isReady = false;
     Clock::time_point idle;                                // since, when it has no share
     Clock::time_point missing = Clock::time_point::max();  // in the queue since
+    Clock::time_point limit = Clock::time_point::max();    // when Slurm ends it
+    [[nodiscard]] bool hasShare() const noexcept;
+    [[nodiscard]] bool isTimeShort() const noexcept;
     [[nodiscard]] bool mayBeGiven() const noexcept;
   };
   using Tasks = std::map<std::string, Task>;  // by their names in the queue, "<job>_<index>"
@@ -42,6 +46,7 @@ class SlurmEngine final : public Engine {
   void takeReady();
   void takeStates(std::vector<Ended>& ended);
   void askQueue(std::vector<Ended>& ended);
+  void judge(const std::string& answer, std::vector<Ended>& ended);
   // Both tell why the task has ended; nothing while it has not.
   [[nodiscard]] static std::string lookAt(const std::string& name, const std::string& state,
                                           Task& task);
@@ -57,6 +62,7 @@ class SlurmEngine final : public Engine {
   std::uint32_t m_lastWorker = 0;
   bool m_hasSubmitted = false;
   bool m_isControllerAway = false;
+  std::unique_ptr<SlurmCommand> m_question;  // about the queue, under way
   Clock::time_point m_nextQuestion{};
   Clock::time_point m_nextSubmission{};
 };
