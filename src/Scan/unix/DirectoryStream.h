@@ -42,8 +42,7 @@ void reportOpenFailure(Scanner& scanner, const std::string& path, int error);
 // time; memory is kept from one directory to the next, but for that of a very large one.
 //
 // A large directory on a disk is examined in inode order, which spares the disk the seeks between
-// its inode tables, a window of names at a time: WINDOW_NAMES bounds the memory (at most 255 bytes
-// of name each, and what is kept of the examination).
+// its inode tables, a window of names at a time: WINDOW_NAMES and WINDOW_TEXT bound the memory.
 class NameList final {
  public:
   struct Name {
@@ -53,6 +52,8 @@ class NameList final {
   // Names that one call of `readMore` adds at most.
   static constexpr std::size_t MAX_READ = 32'768 / 24;
   static constexpr std::size_t WINDOW_NAMES = 65'536;
+  // Bytes of names: of long ones there are fewer in a window.
+  static constexpr std::size_t WINDOW_TEXT = 3U << 19;
   // Up to so many names, stream order does as well.
   static constexpr std::size_t SMALL_DIRECTORY = 10'000;
 
@@ -66,14 +67,17 @@ class NameList final {
   template <typename IsStopped>
   [[nodiscard]] int readWindow(int directory, int fsType, IsStopped isStopped) {
     int error = 0;
-    while (error == 0 && !m_atEnd && m_names.size() + MAX_READ <= WINDOW_NAMES)
+    while (error == 0 && !m_atEnd && m_names.size() + MAX_READ <= WINDOW_NAMES &&
+           m_text.size() < WINDOW_TEXT)
       error = isStopped() ? ECANCELED : readMore(directory, fsType);
     return error;
   }
 
   [[nodiscard]] bool atEnd() const noexcept { return m_atEnd; }
   // Whether these are too many for stream order. The rest of such a directory may be less.
-  [[nodiscard]] bool isLarge() const noexcept { return m_names.size() > SMALL_DIRECTORY; }
+  [[nodiscard]] bool isLarge() const noexcept {
+    return m_names.size() > SMALL_DIRECTORY || m_text.size() >= WINDOW_TEXT;
+  }
   [[nodiscard]] const std::vector<Name>& names() const noexcept { return m_names; }
   // The names, each with its terminating zero.
   [[nodiscard]] const std::vector<char>& text() const noexcept { return m_text; }
