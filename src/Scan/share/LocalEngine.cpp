@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <utility>
 
 #include "runtime/ut/Text.h"
 #include "runtime/ut/UniqueFd.h"
@@ -52,6 +53,8 @@ void LocalEngine::start(const std::vector<std::uint32_t>& shares) {
     ::posix_spawn_file_actions_destroy(&files);
     if (error == 0)
       m_running.emplace(pid, share);
+    else if (error == EAGAIN && !m_running.empty())
+      m_waiting.push_back(share);
     else
       m_notStarted.push_back({share, "start " + m_program + ": " + errnoText(error)});
   }
@@ -81,6 +84,8 @@ std::vector<Engine::Ended> LocalEngine::wait(std::chrono::milliseconds limit) {
     ended.push_back({at->second, std::move(reason)});
     at = m_running.erase(at);
   }
+  if (!ended.empty())
+    start(std::exchange(m_waiting, {}));
   return ended;
 }
 
@@ -91,6 +96,7 @@ void LocalEngine::cancel() noexcept {
     while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
     }
   m_running.clear();
+  m_waiting.clear();
 }
 
 }  // namespace orv::share

@@ -23,6 +23,7 @@ class LocalEngine final : public Engine {
   std::string m_program;
   std::map<pid_t, std::uint32_t> m_running;
   std::vector<Ended> m_notStarted;
+  std::vector<std::uint32_t> m_waiting;  // until a process ends, for there may be no more of them
 };
 
 }  // namespace orv::share
