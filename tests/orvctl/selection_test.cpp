@@ -57,6 +57,7 @@ TEST(WatchPathTest, directoriesAndPatternsInsideTheRootAreTaken) {
       {root, root + "/", ""},
       {root + "/*/e", root + "/*/e", ""},
       {root + "/%/e", root + "/%/e", ""},
+      {"%/e", root + "/%/e", ""},
       {root + "/gone", "", "No such file or directory"},
       {root + "/file", "", "Not a directory"},
       {root + "y", "", root + "y is not inside " + root},
