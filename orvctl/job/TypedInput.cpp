@@ -54,8 +54,8 @@ constexpr std::string_view NOT_LITERAL = "*?[\\\n";
 }
 
 bool isPattern(const std::string& typed) {
-  return typed.find_first_of(WILDCARDS) != std::string::npos ||
-         typed.starts_with("%/") || typed.find("/%/") != std::string::npos;
+  return typed.find_first_of(WILDCARDS) != std::string::npos || typed.starts_with("%/") ||
+         typed.find("/%/") != std::string::npos;
 }
 
 // `root` as the beginning of the paths below it.
