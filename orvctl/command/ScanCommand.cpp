@@ -13,7 +13,7 @@
 #include "orvctl/command/ScanRun.h"
 #include "orvctl/job/AgentDirectory.h"
 #include "orvctl/job/LocalJob.h"
-#include "orvctl/job/SlurmCommand.h"
+#include "orvctl/job/SlurmCheck.h"
 #include "orvctl/job/TypedInput.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/DisplayText.h"

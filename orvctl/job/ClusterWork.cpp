@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "orvctl/job/Places.h"
-#include "orvctl/job/SlurmCommand.h"
+#include "orvctl/job/SlurmCheck.h"
 #include "orvctl/text/CtlError.h"
 #include "orvctl/text/Utf8.h"
 #include "runtime/unx/AtomicFile.h"
@@ -191,12 +191,8 @@ bool ClusterWork::cancel() const {
       throw CtlError(fmt::format("process {} does not end; kill it", coordinator.pid));
   }
   // Also of a coordinator that was killed: its tasks do not know.
-  if (m_settings.engine == "slurm" && !coordinator.run.empty()) {
-    const std::string name = "orvscan-" + coordinator.run;
-    if (const CommandEnd end = runSlurmCommand({"scancel", "--name=" + name}); end.code != 0)
-      throw CtlError(
-          fmt::format("cannot cancel the scan's tasks {} in Slurm's queue: {}", name, end.words));
-  }
+  if (m_settings.engine == "slurm" && !coordinator.run.empty())
+    cancelTasks("orvscan-" + coordinator.run);
   return wasHeld;
 }
 
