@@ -53,8 +53,8 @@ int LaneAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& r
   return 0;
 }
 
-void LaneAhead::start(AheadDirectory& root, AheadRules rules) {
-  m_rules = std::move(rules);
+void LaneAhead::start(AheadDirectory& root, const AheadRules& rules) {
+  m_rules = rules;
   m_isStarted = true;
   m_requests.plan().insert(*root.firstStep, nullptr);
 }

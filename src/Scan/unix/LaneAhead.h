@@ -33,7 +33,7 @@ class LaneAhead final : public ReadAhead {
   // ETIMEDOUT when the root does not answer.
   [[nodiscard]] int openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                              EntryStat& st) override;
-  void start(AheadDirectory& root, AheadRules rules) override;
+  void start(AheadDirectory& root, const AheadRules& rules) override;
   void stop() noexcept override;
   void awaitOpened(AheadDirectory& directory) override;
   [[nodiscard]] bool awaitEntry(AheadStep& step, std::uint32_t position) override;

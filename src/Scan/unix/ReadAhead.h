@@ -47,7 +47,7 @@ class ReadAhead {
   [[nodiscard]] virtual int openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                                      EntryStat& st) = 0;
   // Begins with the work on the tree below `root`.
-  virtual void start(AheadDirectory& root, AheadRules rules) = 0;
+  virtual void start(AheadDirectory& root, const AheadRules& rules) = 0;
   [[nodiscard]] bool isStarted() const noexcept { return m_isStarted; }
   // Ends the helpers; what they were at is cut short. No directory that this object knows may be
   // freed before, but by `discard`.

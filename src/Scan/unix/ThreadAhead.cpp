@@ -60,9 +60,9 @@ int ThreadAhead::openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>&
   return 0;
 }
 
-void ThreadAhead::start(AheadDirectory& root, AheadRules rules) {
+void ThreadAhead::start(AheadDirectory& root, const AheadRules& rules) {
   TRACE_METHOD("ThreadAhead::start(...)");
-  m_rules = std::move(rules);
+  m_rules = rules;
   m_isStarted = true;
   m_plan.insert(*root.firstStep, nullptr);
   // Threads made meanwhile take none of the job's signals: those are for the walk.

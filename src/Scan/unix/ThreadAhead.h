@@ -27,7 +27,7 @@ class ThreadAhead final : public ReadAhead {
   [[nodiscard]] int openRoot(const Origin& origin, std::unique_ptr<AheadDirectory>& root,
                              EntryStat& st) override;
   // Without any helper, the consumer does all the work.
-  void start(AheadDirectory& root, AheadRules rules) override;
+  void start(AheadDirectory& root, const AheadRules& rules) override;
   void stop() noexcept override;
   void awaitOpened(AheadDirectory& directory) override { await(*directory.firstStep); }
   [[nodiscard]] bool awaitEntry(AheadStep& step, std::uint32_t position) override {
