@@ -117,14 +117,19 @@ void Coordinator::begin(const RootMark& root) {
 
 Coordinator::Outcome Coordinator::walkAll(Engine& engine) {
   takeUp(engine);
-  while (plan(engine), !m_running.empty()) {
+  plan(engine, 0);
+  while (!m_running.empty()) {
     show();
-    for (const Engine::Ended& ended : engine.wait(WAIT))
-      settle(engine, ended);
+    const std::vector<Engine::Ended> over = engine.wait(WAIT);
     if (agentStop.load(std::memory_order_relaxed)) {
       engine.cancel();
       throwIfStopped();
     }
+    // Before their states are read, so that nobody waits for that.
+    plan(engine, over.size());
+    for (const Engine::Ended& ended : over)
+      settle(engine, ended);
+    plan(engine, 0);
   }
   for (const auto& [key, place] : m_met)
     m_outcome.met.push_back({key.first, key.second, place});
@@ -175,10 +180,10 @@ void Coordinator::keepLeft(std::uint32_t number, std::vector<LeftOver> directori
   }
 }
 
-// Keeps the engine busy.
-void Coordinator::plan(Engine& engine) {
+// Keeps the engine busy. `over`: how many of the running shares are known to have ended.
+void Coordinator::plan(Engine& engine, std::size_t over) {
   std::vector<std::uint32_t> fresh;
-  while (m_running.size() < static_cast<std::size_t>(m_options.tasks) &&
+  while (m_running.size() < static_cast<std::size_t>(m_options.tasks) + over &&
          (!m_left.empty() || m_lastShare == 0)) {
     const Share share = nextShare();
     writeShare(m_work.share(share.header.share), share);

@@ -56,7 +56,7 @@ class Coordinator final {
   void hold();
   void begin(const RootMark& root);
   void takeUp(Engine& engine);
-  void plan(Engine& engine);
+  void plan(Engine& engine, std::size_t over);
   [[nodiscard]] Share nextShare();
   [[nodiscard]] std::int64_t walkedIn(std::chrono::milliseconds time) const;
   [[nodiscard]] std::int64_t worthAStart() const;
