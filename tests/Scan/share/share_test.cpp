@@ -26,15 +26,15 @@ class ShareTest : public test::AccumulatorTest {
 
   std::uint32_t draw(std::uint32_t below) { return static_cast<std::uint32_t>(random() % below); }
 
-  // Figures differ between any two files, or it would be open which of them ranks.
+  // Many files have equal figures, of which some rank.
   FileAttributes randomEntry(std::int64_t number) {
-    FileAttributes info = entry(FT_REGULAR, draw(9) * 1'000'000 + number,
+    FileAttributes info = entry(FT_REGULAR, draw(40) * 1000,
                                 formatText("/e%d.x%u", static_cast<int>(number), draw(9)));
     info.faPlace = place::ROOT;
     place::append(info.faPlace, static_cast<std::uint64_t>(number));
     info.ownerId = draw(5);
     info.groupId = draw(4);
-    info.faAccessed = info.faModified = -1000 * (std::int64_t{draw(999)} * 86400 + number);
+    info.faAccessed = info.faModified = -86'400'000 * std::int64_t{draw(40)};
     info.faAttributes = draw(2) == 0 ? FA_ORPHAN : 0;
     info.faInodeNumber = draw(60);
     info.faLinkCount = info.faInodeNumber < 40 ? 2 : 1;
