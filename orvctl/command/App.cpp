@@ -77,8 +77,13 @@ std::string helpOf(const CLI::App& app, const CLI::App& command) {
 // What the parser says of a fault, in words that do not tell of its types.
 std::string faultText(const CLI::ParseError& error) {
   const std::string text = error.what();
-  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr && text.starts_with("--"))
-    return text.substr(0, text.find(':')) + " needs a value";
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    const std::string name = text.substr(0, text.find(':'));
+    if (name.starts_with("--"))
+      return name + " needs a value";
+    if (text.find("At Most 1") != std::string::npos)
+      return "only one " + name + " can be given";
+  }
   return printable(text);
 }
 

@@ -95,6 +95,7 @@ void addCancel(CLI::App& cluster, int& exitCode) {
     const ClusterWork work = ClusterWork::open(*directory);
     const bool wasRunning = work.cancel();
     work.remove();
+    removeLeftovers({work.agent()});
     writeOut(fmt::format("{} {}\n", wasRunning ? "Cancelled the scan in" : "Nothing ran; removed",
                          printable(work.path())));
     exitCode = 0;

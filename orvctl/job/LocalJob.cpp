@@ -51,22 +51,6 @@ bool isOver(const AgentDirectory& agent, int runNumber) {
   return record ? !processExists(record->pid) : info.pid.has_value();
 }
 
-// Removes what killed runs left: their definitions and mount tables, and results that were never
-// completed.
-void removeLeftovers(const AgentDirectory& agent) {
-  std::error_code ignored;
-  std::vector<fs::path> left;
-  for (const fs::directory_entry& entry : fs::directory_iterator(agent.inputDirectory(), ignored))
-    if (runNumberOf(entry.path().filename()) > 0)
-      left.push_back(entry.path());
-  for (const fs::directory_entry& entry : fs::directory_iterator(agent.outputDirectory(), ignored))
-    if (runNumberOf(entry.path().filename()) > 0 && entry.path().extension() == ".part")
-      left.push_back(entry.path());
-  for (const fs::path& file : left)
-    if (isOver(agent, runNumberOf(file.filename())))
-      fs::remove(file, ignored);
-}
-
 // The scan purges its own job files by their number; logs and records go by the same rule.
 void purgeOld(const AgentDirectory& agent, int runNumber) {
   std::error_code ignored;
@@ -120,6 +104,20 @@ bool writeNewFile(const std::string& file, std::string_view text) {
 }
 
 }  // namespace
+
+void removeLeftovers(const AgentDirectory& agent) {
+  std::error_code ignored;
+  std::vector<fs::path> left;
+  for (const fs::directory_entry& entry : fs::directory_iterator(agent.inputDirectory(), ignored))
+    if (runNumberOf(entry.path().filename()) > 0)
+      left.push_back(entry.path());
+  for (const fs::directory_entry& entry : fs::directory_iterator(agent.outputDirectory(), ignored))
+    if (runNumberOf(entry.path().filename()) > 0 && entry.path().extension() == ".part")
+      left.push_back(entry.path());
+  for (const fs::path& file : left)
+    if (isOver(agent, runNumberOf(file.filename())))
+      fs::remove(file, ignored);
+}
 
 int highestRunNumber(const AgentDirectory& agent) {
   int highest = 0;

@@ -54,6 +54,10 @@ class LocalJob final {
   std::string m_log;
 };
 
+// Removes what killed runs left in the agent directory: their definitions and mount tables, and
+// results that were never completed.
+void removeLeftovers(const AgentDirectory& agent);
+
 // The highest number of a run of orvctl's that left a file in an agent directory; 0 for none.
 [[nodiscard]] int highestRunNumber(const AgentDirectory& agent);
 
