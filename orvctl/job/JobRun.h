@@ -19,6 +19,8 @@ struct JobRun {
   int jobRunNumber = 0;
   int sidRunNumber = 0;
 
+  // clang-tidy 14 takes the 0 that the compiler compares with for a null pointer.
+  // NOLINTNEXTLINE(modernize-use-nullptr)
   auto operator<=>(const JobRun&) const = default;
 };
 
