@@ -119,7 +119,7 @@ Coordinator::Outcome Coordinator::walkAll(Engine& engine) {
   takeUp(engine);
   plan(engine, 0);
   while (!m_running.empty()) {
-    show();
+    show(engine.hindrance());
     const std::vector<Engine::Ended> over = engine.wait(WAIT);
     if (agentStop.load(std::memory_order_relaxed)) {
       engine.cancel();
@@ -315,13 +315,15 @@ void Coordinator::giveUp(std::uint32_t number, const std::string& reason) {
                                Insert::lines(names)});
 }
 
-void Coordinator::show() const {
+void Coordinator::show(const std::string& hindrance) const {
   if (m_progress == nullptr)
     return;
   m_progress->setEntries(static_cast<std::uint64_t>(m_outcome.entries));
   m_progress->directoryEntered(
-      formatText("%zu shares done, %zu running, %zu directories left, %zu nodes",
-                 m_outcome.states.size(), m_running.size(), m_left.size(), m_nodes.size()));
+      formatText("%zu shares done, %zu begun, %zu directories left, %zu %s",
+                 m_outcome.states.size(), m_running.size(), m_left.size(), m_nodes.size(),
+                 m_nodes.size() == 1 ? "node" : "nodes") +
+      (hindrance.empty() ? "" : ", " + hindrance));
 }
 
 }  // namespace orv::share

@@ -69,7 +69,7 @@ class Coordinator final {
   [[nodiscard]] std::vector<LeftOver> take(std::uint32_t number, const std::string& file);
   void retry(Engine& engine, std::uint32_t number, const std::string& reason);
   void giveUp(std::uint32_t number, const std::string& reason);
-  void show() const;
+  void show(const std::string& hindrance) const;
 
   SpreadOptions m_options;
   const WorkDirectory& m_work;

@@ -39,6 +39,8 @@ class Engine {
   // Those that ended since the last call; waits for some at most for that time, and not on when the
   // scan is stopped.
   [[nodiscard]] virtual std::vector<Ended> wait(std::chrono::milliseconds limit) = 0;
+  // What shares that were started wait for, for people; empty when all are walked.
+  [[nodiscard]] virtual std::string hindrance() const { return {}; }
   // Ends everything that was started, also by an earlier coordinator of the run.
   virtual void cancel() noexcept = 0;
 };

@@ -44,6 +44,15 @@ std::chrono::steady_clock::time_point limitAfter(const std::string& left) {
          std::chrono::seconds(seconds);
 }
 
+// Where Slurm puts what the task of an array writes. It replaces "%" and what follows.
+std::string logPattern(const WorkDirectory& work) {
+  const std::string path = work.log({});
+  std::string pattern;
+  for (const char byte : path.substr(0, path.rfind('/') + 1))
+    pattern += byte == '%' ? std::string("%%") : std::string(1, byte);
+  return pattern + "%A_%a" + path.substr(path.rfind('/') + 1);
+}
+
 }  // namespace
 
 bool SlurmEngine::Task::hasShare() const noexcept {
@@ -65,6 +74,9 @@ bool SlurmEngine::Task::mayBeGiven() const noexcept {
 SlurmEngine::SlurmEngine(const SpreadOptions& options, const WorkDirectory& work,
                          const std::string& run, std::string program)
     : m_options(options), m_work(work), m_jobName("orvscan-" + run), m_program(std::move(program)) {
+  if (m_work.path().find('\\') != std::string::npos)
+    throw StateError("use work directory " + m_work.path() +
+                     ": Slurm writes no logs where a name has a backslash");
   // Workers of an earlier coordinator that cannot be reached to be ended must not be taken for
   // ours.
   if (const auto earlier = m_work.workers(); !earlier.empty())
@@ -152,7 +164,7 @@ std::string SlurmEngine::submitSome(std::size_t count) {
                                     formatText("--array=0-%zu", count - 1),
                                     "--job-name=" + m_jobName,
                                     "--chdir=/",
-                                    "--output=" + m_work.log("%A_%a"),
+                                    "--output=" + logPattern(m_work),
                                     "--ntasks=1"};
   if (!m_options.partition.empty())
     words.push_back("--partition=" + m_options.partition);
@@ -171,6 +183,13 @@ std::string SlurmEngine::submitSome(std::size_t count) {
   for (std::size_t i = 0; i < count; ++i)
     m_tasks[job + "_" + std::to_string(i)].worker = ++m_lastWorker;
   return {};
+}
+
+std::string SlurmEngine::hindrance() const {
+  if (m_waiting.empty())
+    return {};
+  return formatText("%zu wait for Slurm", m_waiting.size()) +
+         (m_hindrance.empty() ? "" : " (" + m_hindrance + ")");
 }
 
 std::vector<Engine::Ended> SlurmEngine::wait(std::chrono::milliseconds limit) {
@@ -212,7 +231,7 @@ void SlurmEngine::takeStates(std::vector<Ended>& ended) {
 void SlurmEngine::askQueue(std::vector<Ended>& ended) {
   if (!m_question && !m_tasks.empty() && Clock::now() >= m_nextQuestion)
     m_question = std::make_unique<SlurmCommand>(std::vector<std::string>{
-        "squeue", "--noheader", "--array", "--name=" + m_jobName, "--format=%F_%K %T %L"});
+        "squeue", "--noheader", "--array", "--name=" + m_jobName, "--format=%F_%K %T %L %r"});
   if (!m_question || !m_question->hasEnded(0))
     return;
   const std::unique_ptr<SlurmCommand> answer = std::move(m_question);
@@ -225,8 +244,12 @@ void SlurmEngine::askQueue(std::vector<Ended>& ended) {
 void SlurmEngine::judge(const std::string& answer, std::vector<Ended>& ended) {
   std::map<std::string, std::string> queue;  // states by task
   std::istringstream lines(answer);
-  for (std::string name, state, left; lines >> name >> state >> left;) {
+  m_hindrance.clear();
+  for (std::string name, state, left, reason;
+       lines >> name >> state >> left && std::getline(lines, reason);) {
     queue[name] = state;
+    if (state == "PENDING")
+      m_hindrance = std::string(trimmed(reason, " "));
     if (const auto task = m_tasks.find(name); task != m_tasks.end())
       task->second.limit = limitAfter(left);
   }
@@ -283,7 +306,9 @@ std::string SlurmEngine::endOf(const std::string& task) const {
   if (const std::string known = command.output(); command.isDone() && !known.empty())
     text += " (" + known.substr(0, known.find('\n')) + ")";
   const std::string words = m_work.lastWords(task);
-  return words.empty() ? text : text + ": " + words;
+  if (words.empty())
+    return text + ": it left no log; are program and work directory the same on its node?";
+  return text + ": " + words;
 }
 
 void SlurmEngine::cancel() noexcept {

@@ -21,6 +21,7 @@ class SlurmEngine final : public Engine {
 
   void start(const std::vector<std::uint32_t>& shares) override;
   [[nodiscard]] std::vector<Ended> wait(std::chrono::milliseconds limit) override;
+  [[nodiscard]] std::string hindrance() const override;
   void cancel() noexcept override;
 
  private:
@@ -62,6 +63,7 @@ class SlurmEngine final : public Engine {
   std::uint32_t m_lastWorker = 0;
   bool m_hasSubmitted = false;
   bool m_isControllerAway = false;
+  std::string m_hindrance;                   // why a task waits in the queue, in Slurm's word
   std::unique_ptr<SlurmCommand> m_question;  // about the queue, under way
   Clock::time_point m_nextQuestion{};
   Clock::time_point m_nextSubmission{};

@@ -79,10 +79,15 @@ std::string WorkDirectory::log(const std::string& name) const {
 std::string WorkDirectory::lastWords(const std::string& name) const {
   std::ifstream in(log(name));
   std::string last;
-  for (std::string line; std::getline(in, line);)
+  std::string ended;
+  for (std::string line; std::getline(in, line);) {
+    if (line.starts_with("slurmstepd"))
+      ended = line;
     if (!line.empty())
       last = line;
-  return last;
+  }
+  // Why Slurm ended it tells more than what it said when it was ended.
+  return ended.empty() ? last : ended;
 }
 
 // By opening the folder: over a network filesystem that asks the server what is new in it, where
