@@ -33,7 +33,7 @@ class Statistics : public test::AccumulatorTest {
     file.faOwner = file.faGroup = &identity;
     file.faAttributes = FA_ORPHAN | FA_ARCHIVE;
   }
-  ~Statistics() override { CommonAgentFactory::getCommonAgent()->isWindows = false; }
+  void TearDown() override { CommonAgentFactory::getCommonAgent()->isWindows = false; }
 
   // What a directory with one file, which has everything a statistic may look for, leaves.
   std::unique_ptr<CuStatResults> resultsOf(CuStatDef& profile) {
