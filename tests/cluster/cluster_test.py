@@ -285,8 +285,12 @@ def expect_coherent(entity):
 
 
 def slurm_shares_equal_one_walk(scans, cluster):
-    _, variables = scans.shares(200)
-    scans.expect_equal(scans.scan(variables), 'slurm')
+    # Nor does it matter what a user set for commands of his own, or how the directory is called.
+    tastes = {'SQUEUE_STATES': 'COMPLETED', 'SCANCEL_INTERACTIVE': '1', 'SBATCH_EXPORT': 'NONE'}
+    directory, variables = scans.shares(200, **tastes)
+    odd = directory.rename(directory.with_name("it's 5%A &"))
+    scans.expect_equal(scans.scan(variables | {'ORV_SHARES': str(odd)}), 'slurm')
+    assert 'STA056' not in scans.log(), scans.log()
 
 
 def running(cluster, name):
@@ -294,9 +298,9 @@ def running(cluster, name):
     return [pid for pid in cluster.steps(name) if '-share' in subprocess.getoutput(f'tr "\\0" " " < /proc/{pid}/cmdline').split()]
 
 
-def amid(cluster, scans, harm, what):
-    # Does harm to the cluster while a share is walked there.
-    _, variables = scans.shares(400, ORV_STAT_DELAY_US='4000', LD_PRELOAD=os.environ['ORV_SLOWSTAT'])
+def amid(cluster, scans, harm, what, **more):
+    # Does harm to the cluster while a share is walked there. The work directory.
+    directory, variables = scans.shares(400, ORV_STAT_DELAY_US='4000', LD_PRELOAD=os.environ['ORV_SLOWSTAT'], **more)
     process = scans.start(variables)
     busy = []
     while not busy:
@@ -306,6 +310,21 @@ def amid(cluster, scans, harm, what):
     print(f'amid shares: {what}', flush=True)
     assert scans.end(process) == 0, scans.log()
     scans.expect_equal(fixture.read_result(scans.result), what)
+    return directory
+
+
+def a_lost_answer_of_sbatch_is_no_worker(scans, cluster):
+    # Slurm takes the second array all the same.
+    programs = scans.work.path / 'programs'
+    programs.mkdir()
+    (programs / 'sbatch').write_text(
+        f'#!/bin/sh\n{shutil.which("sbatch")} "$@" && echo >>"$0.count" && [ $(wc -l <"$0.count") != 2 ]\n')
+    (programs / 'sbatch').chmod(0o755)
+    directory = amid(cluster, scans, lambda name, pids: os.kill(pids[0], signal.SIGKILL), 'answer of sbatch lost',
+                     ORV_SHARES_TASKS='1', PATH=f'{programs}:{os.environ["PATH"]}')
+    assert 'STA0566W' in scans.log(), scans.log()
+    walked = re.findall(r'scan: share (\d+) of', ''.join(log.read_text() for log in (directory / 'logs').iterdir()))
+    assert len(walked) <= len(set(walked)) + 1, walked
 
 
 def what_happens_to_nodes_changes_nothing(scans, cluster):
@@ -360,7 +379,8 @@ def main():
         return
     with slurm.Slurm(scans.work.path / 'slurm') as cluster:
         spread = Scans({'SLURM_CONF': cluster.environment['SLURM_CONF'], 'ORV_SHARES_ENGINE': 'slurm'})
-        for case in [slurm_shares_equal_one_walk, what_happens_to_nodes_changes_nothing, a_cancelled_scan_leaves_nothing]:
+        for case in [slurm_shares_equal_one_walk, a_lost_answer_of_sbatch_is_no_worker,
+                     what_happens_to_nodes_changes_nothing, a_cancelled_scan_leaves_nothing]:
             case(spread, cluster)
             print(f'passed: {case.__name__}', flush=True)
 

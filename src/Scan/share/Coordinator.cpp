@@ -126,7 +126,7 @@ Coordinator::Outcome Coordinator::walkAll(Engine& engine) {
       throwIfStopped();
     }
     // Before their states are read, so that nobody waits for that.
-    plan(engine, over.size());
+    plan(engine, static_cast<std::size_t>(std::ranges::count(over, "", &Engine::Ended::reason)));
     for (const Engine::Ended& ended : over)
       settle(engine, ended);
     plan(engine, 0);
@@ -180,7 +180,8 @@ void Coordinator::keepLeft(std::uint32_t number, std::vector<LeftOver> directori
   }
 }
 
-// Keeps the engine busy. `over`: how many of the running shares are known to have ended.
+// Keeps the engine busy. `over`: how many of the running shares have ended, and will not be walked
+// again as far as is known.
 void Coordinator::plan(Engine& engine, std::size_t over) {
   std::vector<std::uint32_t> fresh;
   while (m_running.size() < static_cast<std::size_t>(m_options.tasks) + over &&

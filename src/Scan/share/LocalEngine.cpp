@@ -17,6 +17,10 @@
 namespace orv::share {
 namespace {
 
+// Processes whose end is waited for; that of others is seen with the next look. More would take the
+// descriptors that new ones need, and the kernel refuses to wait for more than that limit at once.
+constexpr std::size_t MOST_WATCHED = 256;
+
 std::string endOf(int status) {
   if (WIFSIGNALED(status))
     return formatText("its process was ended by signal %d", WTERMSIG(status));
@@ -67,6 +71,8 @@ std::vector<Engine::Ended> LocalEngine::wait(std::chrono::milliseconds limit) {
   std::vector<UniqueFd> descriptors;
   std::vector<pollfd> polled;
   for (const auto& [pid, share] : m_running) {
+    if (polled.size() == MOST_WATCHED)
+      break;
     descriptors.emplace_back(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
     polled.push_back({descriptors.back().get(), POLLIN, 0});
   }

@@ -9,7 +9,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
+#include <string_view>
 
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/Text.h"
@@ -21,6 +23,20 @@ namespace {
 constexpr const char* LIMIT = "60";
 // Between two looks at the stop flag, in milliseconds.
 constexpr int LOOK_FOR_STOP = 100;
+
+// What people set for themselves with such variables would hide tasks from the scan, or have its
+// commands ask before they do anything.
+std::vector<char*> environmentWithoutTastes() {
+  constexpr std::array<std::string_view, 3> TASTES = {"SQUEUE_", "SCANCEL_", "SACCT_"};
+  std::vector<char*> variables;
+  for (char** variable = environ; *variable != nullptr; ++variable)
+    if (std::ranges::none_of(TASTES, [&](std::string_view taste) {
+          return std::string_view(*variable).starts_with(taste);
+        }))
+      variables.push_back(*variable);
+  variables.push_back(nullptr);
+  return variables;
+}
 
 std::string contentOf(int file) {
   std::string content;
@@ -44,13 +60,15 @@ SlurmCommand::SlurmCommand(std::vector<std::string> words)
   for (std::string& word : words)
     arguments.push_back(word.data());
   arguments.push_back(nullptr);
+  std::vector<char*> variables = environmentWithoutTastes();
   posix_spawn_file_actions_t files;
   ::posix_spawn_file_actions_init(&files);
   ::posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   ::posix_spawn_file_actions_adddup2(&files, m_output.get(), STDOUT_FILENO);
   ::posix_spawn_file_actions_adddup2(&files, m_errors.get(), STDERR_FILENO);
   // Not by fork: the job may hold much memory.
-  m_error = ::posix_spawnp(&m_pid, arguments.front(), &files, nullptr, arguments.data(), environ);
+  m_error = ::posix_spawnp(&m_pid, arguments.front(), &files, nullptr, arguments.data(),
+                           variables.data());
   ::posix_spawn_file_actions_destroy(&files);
   if (m_error != 0)
     m_pid = 0;

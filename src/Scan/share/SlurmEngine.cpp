@@ -1,10 +1,11 @@
 #include "Scan/share/SlurmEngine.h"
 
+#include <unistd.h>
+
 #include <algorithm>
-#include <cstdlib>
-#include <sstream>
 #include <thread>
 
+#include "Scan/share/SlurmQueue.h"
 #include "runtime/nls/MessageLog.h"
 #include "runtime/thrd/StopFlag.h"
 #include "runtime/ut/Text.h"
@@ -23,26 +24,6 @@ constexpr auto QUESTION_INTERVAL = 1s;
 // What a worker must have left of its time to be given one more share, of a minute or less.
 constexpr auto LAST_SHARE = 90s;
 constexpr auto LOOK_INTERVAL = 20ms;
-
-// When the time is over that Slurm shows as "days-hours:minutes:seconds", of which the front may be
-// missing. Never for the words that it has for time without a limit.
-std::chrono::steady_clock::time_point limitAfter(const std::string& left) {
-  std::int64_t days = 0;
-  std::int64_t seconds = 0;
-  std::string rest = left;
-  if (const auto dash = left.find('-'); dash != std::string::npos) {
-    days = std::atoll(left.c_str());
-    rest = left.substr(dash + 1);
-  }
-  std::istringstream parts(rest);
-  for (std::string part; std::getline(parts, part, ':');) {
-    if (part.empty() || part.find_first_not_of("0123456789") != std::string::npos)
-      return std::chrono::steady_clock::time_point::max();
-    seconds = seconds * 60 + std::atoll(part.c_str());
-  }
-  return std::chrono::steady_clock::now() + std::chrono::hours(24 * days) +
-         std::chrono::seconds(seconds);
-}
 
 // Where Slurm puts what the task of an array writes. It replaces "%" and what follows.
 std::string logPattern(const WorkDirectory& work) {
@@ -94,7 +75,7 @@ SlurmEngine::~SlurmEngine() {
 // Ends the workers, which have no share, rather than let them wait in vain.
 void SlurmEngine::release() noexcept {
   try {
-    if (std::ranges::any_of(m_tasks, [](const auto& task) { return !task.second.isReady; }))
+    if (m_mayWait)
       SlurmCommand({"scancel", "--name=" + m_jobName, "--state=PENDING"}).finish(true);
     for (const auto& [name, task] : m_tasks)
       give(m_work, task.worker, {task.order.number + 1, Order::END});
@@ -106,8 +87,8 @@ void SlurmEngine::release() noexcept {
 void SlurmEngine::start(const std::vector<std::uint32_t>& shares) {
   m_waiting.insert(m_waiting.end(), shares.begin(), shares.end());
   std::ranges::sort(m_waiting);
+  // Workers that are missing are asked for in `wait`, at once for all shares that come till then.
   assign();
-  submit();
 }
 
 void SlurmEngine::assign() {
@@ -141,6 +122,9 @@ void SlurmEngine::submit() {
     m_isControllerAway = false;
     return;
   }
+  // It was ended for that, and whoever waits is about to know.
+  if (agentStop.load(std::memory_order_relaxed))
+    return;
   // Of what never went, nobody knows that it ever will: a partition that is misspelt, say.
   if (!m_hasSubmitted)
     throw StateError(failure);
@@ -157,10 +141,11 @@ std::string SlurmEngine::submitSome(std::size_t count) {
   // There before the worker looks for it: what a network filesystem has once found missing, it may
   // go on to miss.
   for (std::size_t i = 0; i < count; ++i)
-    give(m_work, first + static_cast<std::uint32_t>(i), {});
+    give(m_work, ++m_lastWorker, {});
   std::vector<std::string> words = {"sbatch",
                                     "--parsable",
                                     "--requeue",
+                                    "--export=ALL",
                                     formatText("--array=0-%zu", count - 1),
                                     "--job-name=" + m_jobName,
                                     "--chdir=/",
@@ -173,15 +158,21 @@ std::string SlurmEngine::submitSome(std::size_t count) {
                              shellWord(m_program).c_str(), shellWord(m_work.path()).c_str(),
                              first));
   SlurmCommand command(std::move(words));
+  m_mayWait = true;
   command.finish();
-  if (!command.isDone())
+  if (!command.isDone()) {
+    // The controller may have taken the array all the same, and only its answer is missing: without
+    // orders its workers end as soon as they begin.
+    for (std::size_t i = 0; i < count; ++i)
+      ::unlink(m_work.order(first + static_cast<std::uint32_t>(i)).c_str());
     return command.failure();
+  }
   // "<job>" or "<job>;<cluster>".
   const std::string job = command.output().substr(0, command.output().find_first_of(";\n"));
   // An answer to what was asked before would not know them.
   m_question.reset();
   for (std::size_t i = 0; i < count; ++i)
-    m_tasks[job + "_" + std::to_string(i)].worker = ++m_lastWorker;
+    m_tasks[job + "_" + std::to_string(i)].worker = first + static_cast<std::uint32_t>(i);
   return {};
 }
 
@@ -209,29 +200,30 @@ std::vector<Engine::Ended> SlurmEngine::wait(std::chrono::milliseconds limit) {
 }
 
 void SlurmEngine::takeReady() {
-  for (const std::uint32_t worker : takeReadyWorkers(m_work))
-    for (auto& [name, task] : m_tasks)
-      if (task.worker == worker && !task.isReady) {
-        task.isReady = true;
-        task.idle = Clock::now();
-      }
+  const std::vector<std::uint32_t> ready = takeReadyWorkers(m_work);
+  for (auto& [name, task] : m_tasks)
+    if (!task.isReady && std::ranges::binary_search(ready, task.worker)) {
+      task.isReady = true;
+      task.idle = Clock::now();
+    }
 }
 
 void SlurmEngine::takeStates(std::vector<Ended>& ended) {
-  for (const std::uint32_t share : m_work.states())
-    for (auto& [name, task] : m_tasks)
-      if (task.order.share == share) {
-        ended.push_back({share, {}});
-        task.order.share = 0;
-        task.idle = Clock::now();
-      }
+  const std::vector<std::uint32_t> states = m_work.states();
+  for (auto& [name, task] : m_tasks)
+    if (task.hasShare() && std::ranges::binary_search(states, task.order.share)) {
+      ended.push_back({task.order.share, {}});
+      task.order.share = 0;
+      task.idle = Clock::now();
+    }
 }
 
 // Beside the shares: a controller that is away keeps the question for long.
 void SlurmEngine::askQueue(std::vector<Ended>& ended) {
   if (!m_question && !m_tasks.empty() && Clock::now() >= m_nextQuestion)
-    m_question = std::make_unique<SlurmCommand>(std::vector<std::string>{
-        "squeue", "--noheader", "--array", "--name=" + m_jobName, "--format=%F_%K %T %L %r"});
+    m_question = std::make_unique<SlurmCommand>(
+        std::vector<std::string>{"squeue", "--noheader", "--array", "--name=" + m_jobName,
+                                 std::string("--format=") + QueuedTask::FORMAT});
   if (!m_question || !m_question->hasEnded(0))
     return;
   const std::unique_ptr<SlurmCommand> answer = std::move(m_question);
@@ -242,69 +234,84 @@ void SlurmEngine::askQueue(std::vector<Ended>& ended) {
 }
 
 void SlurmEngine::judge(const std::string& answer, std::vector<Ended>& ended) {
-  std::map<std::string, std::string> queue;  // states by task
-  std::istringstream lines(answer);
-  m_hindrance.clear();
-  for (std::string name, state, left, reason;
-       lines >> name >> state >> left && std::getline(lines, reason);) {
-    queue[name] = state;
-    if (state == "PENDING")
-      m_hindrance = std::string(trimmed(reason, " "));
-    if (const auto task = m_tasks.find(name); task != m_tasks.end())
-      task->second.limit = limitAfter(left);
-  }
+  const SlurmQueue queue = queueOf(answer);
+  const auto waiting = std::ranges::find(
+      queue, "PENDING", [](const auto& task) -> const std::string& { return task.second.state; });
+  m_hindrance = waiting == queue.end() ? "" : waiting->second.reason;
+  std::vector<std::string> lost;
   for (auto at = m_tasks.begin(); at != m_tasks.end();) {
-    const auto queued = queue.find(at->first);
-    const std::string reason = queued == queue.end()
-                                   ? lookForMissing(at->first, at->second)
-                                   : lookAt(at->first, queued->second, at->second);
+    auto& [name, task] = *at;
+    const auto queued = queue.find(name);
+    const bool isQueued = queued != queue.end();
+    if (isQueued)
+      task.limit = queued->second.limit;
+    const std::string reason = whyEnded(name, task, isQueued ? &queued->second.state : nullptr);
     if (reason.empty()) {
       ++at;
       continue;
     }
     // A worker that cannot even begin fails for a share that it would have got: else workers would
-    // be asked for without end.
-    const bool hasBegun = at->second.isReady || queued != queue.end();
-    if (!hasBegun && !m_waiting.empty()) {
-      at->second.order.share = m_waiting.front();
+    // be asked for without end. Not while others can take the share: one node that starts nothing
+    // would otherwise use up its attempts.
+    if (!task.isReady && !isQueued && !m_waiting.empty() && !isAnyAtWork()) {
+      task.order.share = m_waiting.front();
       m_waiting.erase(m_waiting.begin());
     }
-    if (at->second.hasShare())
-      ended.push_back({at->second.order.share, reason});
+    if (task.hasShare())
+      ended.push_back({task.order.share, reason});
+    if (task.hasShare() || !task.isReady || isQueued)
+      lost.push_back(name);
     at = m_tasks.erase(at);
   }
+  endTasks(lost);
 }
 
-// A task that waits again has lost its node. Slurm would start it after two minutes only, when the
-// node could no longer do so: another worker is asked for instead, on any other node.
-std::string SlurmEngine::lookAt(const std::string& name, const std::string& state, Task& task) {
-  task.missing = Clock::time_point::max();
-  if (state != "PENDING") {
-    task.hasRun = true;
-    return {};
+bool SlurmEngine::isAnyAtWork() const {
+  return std::ranges::any_of(
+      m_tasks, [](const auto& task) { return task.second.hasShare() || task.second.mayBeGiven(); });
+}
+
+// Of what is lost Slurm may think otherwise, and would start it again beside the worker that is
+// asked for instead.
+void SlurmEngine::endTasks(const std::vector<std::string>& names) {
+  if (names.empty())
+    return;
+  std::vector<std::string> words = {"scancel"};
+  words.insert(words.end(), names.begin(), names.end());
+  SlurmCommand(std::move(words)).finish();
+}
+
+// Why the task has ended, of which the queue says that state, or nothing (null); empty while it has
+// not.
+std::string SlurmEngine::whyEnded(const std::string& name, Task& task, const std::string* state) {
+  if (state == nullptr) {
+    if (task.missing == Clock::time_point::max())
+      task.missing = Clock::now();
+    if (task.isReady && !task.hasShare())
+      return "task " + name + " had nothing to do any more";
+    return Clock::now() < task.missing + STATE_DELAY ? std::string() : endOf(name);
   }
-  if (!task.hasRun)
-    return {};
-  SlurmCommand({"scancel", name}).finish();
-  return "task " + name + " lost its node, or was preempted";
-}
-
-std::string SlurmEngine::lookForMissing(const std::string& name, Task& task) const {
-  if (task.missing == Clock::time_point::max())
-    task.missing = Clock::now();
-  if (task.isReady && !task.hasShare())
-    return "task " + name + " had nothing to do any more";
-  return Clock::now() < task.missing + STATE_DELAY ? std::string() : endOf(name);
+  task.missing = Clock::time_point::max();
+  // A task that waits again has lost its node. Slurm would start it after two minutes only, when
+  // the node could no longer do so: another worker is asked for instead, on any other node.
+  if (*state == "PENDING")
+    return task.hasRun ? "task " + name + " lost its node, or was preempted" : std::string();
+  task.hasRun = true;
+  return {};
 }
 
 // What the accounting knows of a task that left nothing, where there is one.
-std::string SlurmEngine::endOf(const std::string& task) const {
+std::string SlurmEngine::endOf(const std::string& task) {
   std::string text = "task " + task + " left the queue without a state";
-  SlurmCommand command({"sacct", "--noheader", "--parsable2", "--allocations",
-                        "--format=State,ExitCode,NodeList", "--jobs=" + task});
-  command.finish();
-  if (const std::string known = command.output(); command.isDone() && !known.empty())
-    text += " (" + known.substr(0, known.find('\n')) + ")";
+  if (m_hasAccounting) {
+    SlurmCommand command({"sacct", "--noheader", "--parsable2", "--allocations",
+                          "--format=State,ExitCode,NodeList", "--jobs=" + task});
+    command.finish();
+    // Not asked again for each of many tasks: one that hangs takes a minute every time.
+    m_hasAccounting = command.isDone();
+    if (const std::string known = command.output(); m_hasAccounting && !known.empty())
+      text += " (" + known.substr(0, known.find('\n')) + ")";
+  }
   const std::string words = m_work.lastWords(task);
   if (words.empty())
     return text + ": it left no log; are program and work directory the same on its node?";
@@ -315,6 +322,7 @@ void SlurmEngine::cancel() noexcept {
   try {
     // By the run's name, which also finds what an earlier coordinator of it started.
     SlurmCommand({"scancel", "--name=" + m_jobName}).finish(true);
+    m_mayWait = false;
     m_tasks.clear();
     m_waiting.clear();
   } catch (const std::exception&) {

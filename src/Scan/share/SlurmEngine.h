@@ -48,11 +48,10 @@ class SlurmEngine final : public Engine {
   void takeStates(std::vector<Ended>& ended);
   void askQueue(std::vector<Ended>& ended);
   void judge(const std::string& answer, std::vector<Ended>& ended);
-  // Both tell why the task has ended; nothing while it has not.
-  [[nodiscard]] static std::string lookAt(const std::string& name, const std::string& state,
-                                          Task& task);
-  [[nodiscard]] std::string lookForMissing(const std::string& name, Task& task) const;
-  [[nodiscard]] std::string endOf(const std::string& task) const;
+  [[nodiscard]] std::string whyEnded(const std::string& name, Task& task, const std::string* state);
+  [[nodiscard]] std::string endOf(const std::string& task);
+  static void endTasks(const std::vector<std::string>& names);
+  [[nodiscard]] bool isAnyAtWork() const;
 
   SpreadOptions m_options;
   const WorkDirectory& m_work;
@@ -62,6 +61,8 @@ class SlurmEngine final : public Engine {
   Tasks m_tasks;
   std::uint32_t m_lastWorker = 0;
   bool m_hasSubmitted = false;
+  bool m_mayWait = false;  // tasks in the queue, also such as sbatch did not tell of
+  bool m_hasAccounting = true;
   bool m_isControllerAway = false;
   std::string m_hindrance;                   // why a task waits in the queue, in Slurm's word
   std::unique_ptr<SlurmCommand> m_question;  // about the queue, under way

@@ -69,10 +69,12 @@ int work(const WorkDirectory& work, std::uint32_t self) {
   auto idleSince = Clock::now();
   for (;;) {
     const auto order = orderOf(work, self);
-    if (!order || order->share == Order::END ||
-        Clock::now() > idleSince + std::chrono::seconds(WORKER_PATIENCE_SECONDS))
+    if (!order || order->share == Order::END)
       return 0;
     if (order->number == done || order->share == 0) {
+      // Not before a look: it may have been suspended, and given a share meanwhile.
+      if (Clock::now() > idleSince + std::chrono::seconds(WORKER_PATIENCE_SECONDS))
+        return 0;
       std::this_thread::sleep_for(Clock::now() < idleSince + SOON ? SHORT_LOOK : LONG_LOOK);
       continue;
     }

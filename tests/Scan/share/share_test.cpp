@@ -5,6 +5,7 @@
 #include "Scan/accumulate/AccumulatorFixture.h"
 #include "Scan/definition/CuStatDef.h"
 #include "Scan/share/LinkStore.h"
+#include "Scan/share/SlurmQueue.h"
 #include "Scan/share/StateMerge.h"
 #include "Scan/unix/UnixUserTable.h"
 #include "Scan/walk/Place.h"
@@ -192,6 +193,18 @@ TEST_F(ShareTest, statesThatWereCutOrChangedAreRefused) {
 }
 
 // Places sort as a walk meets entries, and those of directories with BEHIND as it leaves them.
+TEST(SlurmQueueTest, tasksAreReadFromWhatSqueueSays) {
+  using namespace std::chrono_literals;
+  const SlurmQueue queue = queueOf(
+      "CLUSTER: far\n7_0 RUNNING 1-02:03:04 None\n7_1 PENDING UNLIMITED Priority, or so \n\n"
+      "7_2 COMPLETING 9:00 None\n7_3 RUNNING 0:59");
+  ASSERT_EQ(queue.size(), 3U);
+  EXPECT_GT(queue.at("7_0").limit, std::chrono::steady_clock::now() + 26h);
+  EXPECT_EQ(queue.at("7_1").reason, "Priority, or so");
+  EXPECT_EQ(queue.at("7_1").limit, std::chrono::steady_clock::time_point::max());
+  EXPECT_LT(queue.at("7_3").limit, std::chrono::steady_clock::now() + 1min);
+}
+
 TEST_F(ShareTest, placesSortAsAWalkGoes) {
   std::vector<std::string> met, left;
   std::function<void(const std::string&, int)> walk = [&](const std::string& directory, int level) {
