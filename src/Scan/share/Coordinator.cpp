@@ -64,7 +64,10 @@ std::unique_ptr<Engine> makeEngine(const SpreadOptions& options, const WorkDirec
 
 Coordinator::Coordinator(const SpreadOptions& options, const WorkDirectory& work,
                          const RootMark& root, ProgressPage* progress)
-    : m_options(options), m_work(work), m_progress(progress) {
+    : m_options(options),
+      m_work(work),
+      m_progress(progress),
+      m_pace(options.engine == "local" ? Pace{3'000, 120ms, 1} : Pace{1'000, 1000ms, 2}) {
   hold();
   begin(root);
 }
@@ -206,8 +209,9 @@ Share Coordinator::nextShare() {
   share.header = m_run;
   share.header.share = ++m_lastShare;
   share.header.budget = std::min(
-      std::max(isScarce ? fair / FAIR_SCARCE : std::max(fair, worthAStart()), MIN_BUDGET), most);
-  const std::size_t part = m_left.size() / (2 * static_cast<std::size_t>(m_options.tasks)) + 1;
+      std::max(isScarce ? fair / FAIR_SCARCE : std::max(fair, worthAStart()), m_pace.least), most);
+  const std::size_t part =
+      m_left.size() / (m_pace.parts * static_cast<std::size_t>(m_options.tasks)) + 1;
   for (std::size_t i = std::min({part, MAX_ROOTS, m_left.size()}); i > 0; --i) {
     share.roots.push_back(std::move(m_left.front()));
     m_left.pop_front();
@@ -222,14 +226,14 @@ Share Coordinator::nextShare() {
 // Entries that one walk meets in that time, as fast as walks were so far.
 std::int64_t Coordinator::walkedIn(std::chrono::milliseconds time) const {
   if (m_milliseconds == 0)
-    return MIN_BUDGET;
-  return std::max(m_outcome.entries * time.count() / m_milliseconds, MIN_BUDGET);
+    return m_pace.least;
+  return std::max(m_outcome.entries * time.count() / m_milliseconds, m_pace.least);
 }
 
-// Entries whose walk takes so much longer than its start that the start does not count: some 10 ms
-// for a process, and some 50 ms until a worker elsewhere has looked for its order.
+// Some 10 ms for a process of this machine, where entries are fast; some 50 ms until a worker
+// elsewhere has looked for its order.
 std::int64_t Coordinator::worthAStart() const {
-  return std::min(walkedIn(m_options.engine == "local" ? 80ms : 1000ms), MAX_MIN_BUDGET);
+  return std::min(walkedIn(m_pace.time), MAX_MIN_BUDGET);
 }
 
 void Coordinator::settle(Engine& engine, const Engine::Ended& ended) {

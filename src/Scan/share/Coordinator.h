@@ -25,8 +25,7 @@ class Coordinator final {
  public:
   // Walks of a share that fail before it is given up.
   static constexpr int MAX_ATTEMPTS = 3;
-  // The smallest budget, in entries, and the largest one that saves starts and does nothing else.
-  static constexpr std::int64_t MIN_BUDGET = 1'000;
+  // The largest budget, in entries, that saves starts and does nothing else.
   static constexpr std::int64_t MAX_MIN_BUDGET = 50'000;
   // Directories that one share begins with, at most.
   static constexpr std::size_t MAX_ROOTS = 10'000;
@@ -53,6 +52,12 @@ class Coordinator final {
   [[nodiscard]] Outcome walkAll(Engine& engine);
 
  private:
+  // What is worth a start: depends on what starts cost and on how fast entries may be.
+  struct Pace {
+    std::int64_t least;              // entries of a share, when nothing else is known
+    std::chrono::milliseconds time;  // of a walk that makes its start negligible
+    std::size_t parts;               // of the directories left, per task
+  };
   void hold();
   void begin(const RootMark& root);
   void takeUp(Engine& engine);
@@ -74,6 +79,7 @@ class Coordinator final {
   SpreadOptions m_options;
   const WorkDirectory& m_work;
   ProgressPage* m_progress;
+  Pace m_pace;
   Header m_run;
   UniqueFd m_held;  // keeps other coordinators away
   // Where a run is taken up: the last share that begins with a directory. By its path, because

@@ -130,8 +130,10 @@ void StateWriter::close(const Trailer& trailer) {
   std::array<char, CHECKSUM_BYTES> bytes;
   for (std::size_t i = 0; i < bytes.size(); ++i)
     bytes[i] = static_cast<char>(out.checksum >> (8 * i));
-  // Flushed to the disk first: a name that a crash leaves must not lead to half a file.
-  if (!writeFully(out.fd.get(), {bytes.data(), bytes.size()}) || ::fsync(out.fd.get()) != 0)
+  // Closed by hand: over a network filesystem that may be what tells that the disk is full. Not
+  // flushed to the disk, which would take longer than a short share: what a crash leaves of a file
+  // is known by its checksum.
+  if (!writeFully(out.fd.get(), {bytes.data(), bytes.size()}) || ::close(out.fd.release()) != 0)
     fail("write", out.temporary, errnoText(errno));
   // Whoever sees the name sees a whole file, so readers need no lock.
   if (::rename(out.temporary.c_str(), m_path.c_str()) != 0)
