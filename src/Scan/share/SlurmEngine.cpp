@@ -23,6 +23,8 @@ constexpr auto STATE_DELAY = 10s;
 constexpr auto QUESTION_INTERVAL = 1s;
 // What a worker must have left of its time to be given one more share, of a minute or less.
 constexpr auto LAST_SHARE = 90s;
+// For a worker to begin once its task runs: sites have much done before that.
+constexpr auto START_LIMIT = 5min;
 constexpr auto LOOK_INTERVAL = 20ms;
 
 // Where Slurm puts what the task of an array writes. It replaces "%" and what follows.
@@ -296,7 +298,12 @@ std::string SlurmEngine::whyEnded(const std::string& name, Task& task, const std
   // the node could no longer do so: another worker is asked for instead, on any other node.
   if (*state == "PENDING")
     return task.hasRun ? "task " + name + " lost its node, or was preempted" : std::string();
+  if (!task.hasRun)
+    task.begun = Clock::now();
   task.hasRun = true;
+  // A node may hang before the worker itself is there.
+  if (!task.isReady && Clock::now() > task.begun + START_LIMIT)
+    return "task " + name + " runs, but its worker has not begun";
   return {};
 }
 

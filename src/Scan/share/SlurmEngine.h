@@ -31,6 +31,7 @@ class SlurmEngine final : public Engine {
     Order order;          // the last one that it got; its share is 0 when that is done, or END
     bool hasRun = false;  // says the queue
     bool isReady = false;
+    Clock::time_point begun;                               // to run
     Clock::time_point idle;                                // since, when it has no share
     Clock::time_point missing = Clock::time_point::max();  // in the queue since
     Clock::time_point limit = Clock::time_point::max();    // when Slurm ends it
