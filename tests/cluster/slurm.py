@@ -1,5 +1,6 @@
 # A Slurm cluster of three nodes on loopback addresses of this machine, all its files in one
 # directory. Ends what it started and nothing else.
+import ctypes
 import os
 import shutil
 import signal
@@ -9,6 +10,9 @@ import time
 from pathlib import Path
 
 NODES = ['n1', 'n2', 'n3']
+# A test that is killed, by its time limit say, takes the daemons with it.
+LIBC = ctypes.CDLL(None)
+PR_SET_PDEATHSIG = 1
 # Seconds that the cluster may take to come up, and a node to be known as down.
 PATIENCE = 60
 
@@ -81,7 +85,8 @@ SchedulerParameters=batch_sched_delay=0,sched_min_interval=0
     def start(self, name, *command):
         with open(self.directory / f'{name}.out', 'ab') as out:
             self.daemons[name] = subprocess.Popen(
-                command, env=self.environment, stdout=out, stderr=out, start_new_session=True)
+                command, env=self.environment, stdout=out, stderr=out, start_new_session=True,
+                preexec_fn=lambda: LIBC.prctl(PR_SET_PDEATHSIG, signal.SIGTERM))
 
     def start_node(self, name):
         self.start(name, '/usr/sbin/slurmd', '-D', '-N', name)
